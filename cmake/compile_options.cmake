@@ -1,0 +1,15 @@
+# The flags of every target of ours, in one place; linked PRIVATE so that they never leak to a user of the library.
+add_library(varnel_options INTERFACE)
+target_compile_options(varnel_options INTERFACE -Wall -Wextra -Wpedantic -Werror -fno-strict-aliasing)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  target_compile_options(varnel_options INTERFACE -Wthread-safety -Werror=thread-safety)
+else()
+  # GCC 12 reports impossible bounds inside the standard library's own string code.
+  target_compile_options(varnel_options INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict -Wno-stringop-overflow -Wno-array-bounds>)
+endif()
+
+if(VARNEL_SANITIZE)
+  add_compile_options(-fsanitize=${VARNEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${VARNEL_SANITIZE})
+endif()

@@ -1,0 +1,70 @@
+# varnel_layer(NAME [INTERFACE] FOLDER folder [HEADERS pattern...] SOURCES... DEPENDS target...)
+#
+# Makes a library for one folder of the tree. Its headers are reached as "folder/header.h" through an include root that
+# holds a link to that folder alone; a target therefore sees the folders of the targets it links and no others.
+function(varnel_layer name)
+  cmake_parse_arguments(ARG "" "FOLDER" "SOURCES;DEPENDS;LIBRARIES" ${ARGN})
+  if(ARG_SOURCES)
+    add_library(${name} STATIC ${ARG_SOURCES})
+    set(scope PUBLIC)
+    target_link_libraries(${name} PRIVATE varnel_options)
+  else()
+    add_library(${name} INTERFACE)
+    set(scope INTERFACE)
+  endif()
+  varnel_include_root(${name} ${scope} ${ARG_FOLDER})
+  if(ARG_DEPENDS)
+    target_link_libraries(${name} ${scope} ${ARG_DEPENDS})
+  endif()
+  if(ARG_LIBRARIES)
+    target_link_libraries(${name} ${scope} ${ARG_LIBRARIES})
+  endif()
+endfunction()
+
+# varnel_include_root(target scope folder): gives the target's users the headers of one folder as "folder/...".
+# For "platform" only the files that stand directly in it, and debugger/, are shown: the platforms below it are
+# layers of their own.
+function(varnel_include_root target scope folder)
+  set(root ${PROJECT_BINARY_DIR}/include-roots/${target})
+  if(folder STREQUAL "platform")
+    file(MAKE_DIRECTORY ${root}/platform)
+    file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/platform ${PROJECT_SOURCE_DIR}/platform/*.h)
+    foreach(header IN LISTS headers ITEMS debugger)
+      if(EXISTS ${PROJECT_SOURCE_DIR}/platform/${header})
+        file(CREATE_LINK ${PROJECT_SOURCE_DIR}/platform/${header} ${root}/platform/${header} SYMBOLIC)
+      endif()
+    endforeach()
+  else()
+    get_filename_component(parent ${root}/${folder} DIRECTORY)
+    file(MAKE_DIRECTORY ${parent})
+    file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${root}/${folder} SYMBOLIC)
+  endif()
+  target_include_directories(${target} ${scope} ${root})
+endfunction()
+
+# varnel_test(NAME SOURCES... DEPENDS...): one test program; its cases are found by running it and become ctest cases.
+function(varnel_test name)
+  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;DEPENDS" ${ARGN})
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 120)
+  endif()
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE varnel_options ${ARG_DEPENDS} varnel_test_main)
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+endfunction()
+
+# varnel_fuzz(NAME SOURCES... DEPENDS...): a fuzz target. With VARNEL_FUZZ it is a libFuzzer program; else it is a
+# program that runs its one function over the files of its corpus, so that every compiler builds it and every test run
+# replays the corpus in tests/fuzz/corpus/NAME.
+function(varnel_fuzz name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE varnel_options ${ARG_DEPENDS})
+  if(VARNEL_FUZZ)
+    target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  else()
+    target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/fuzz/replay_main.cpp)
+    add_test(NAME ${name}.ReplaysItsCorpus COMMAND ${name} ${PROJECT_SOURCE_DIR}/tests/fuzz/corpus/${name})
+  endif()
+endfunction()
