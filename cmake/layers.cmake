@@ -50,6 +50,8 @@ function(varnel_test name)
   endif()
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE varnel_options ${ARG_DEPENDS} varnel_test_main)
+  # Real files of other systems; they stand beside the tree, and a test without them says that it was skipped.
+  target_compile_definitions(${name} PRIVATE VARNEL_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/../shared/samples")
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT ${ARG_TIMEOUT})
 endfunction()
 
