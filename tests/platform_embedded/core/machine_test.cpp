@@ -1,0 +1,76 @@
+#include "platform/embedded/core/machine.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+namespace varnel::embedded {
+namespace {
+
+namespace fs = std::filesystem;
+
+class MachineTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (fs::temp_directory_path() / "varnel-machine-XXXXXX").string();
+    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
+    folder_ = pattern;
+  }
+  void TearDown() override { fs::remove_all(folder_); }
+
+  std::string folder_;
+};
+
+TEST_F(MachineTest, ANewMachineOpensAndIsInItsFirstBoot) {
+  ASSERT_TRUE(Machine::Create(folder_ + "/m").ok());
+  const auto machine = Machine::Open(folder_ + "/m");
+  ASSERT_TRUE(machine.ok());
+  const auto boot = machine.value()->ReadBoot();
+  ASSERT_TRUE(boot.ok());
+  EXPECT_EQ(boot.value().number, 1u);
+  EXPECT_EQ(boot.value().host_boot_id, HostBootId());
+}
+
+TEST_F(MachineTest, AnOrdinaryFolderIsNoMachineAndIsNamed) {
+  const auto machine = Machine::Open(folder_);
+  ASSERT_FALSE(machine.ok());
+  EXPECT_NE(machine.error().message.find(folder_), std::string::npos);
+}
+
+TEST_F(MachineTest, AMachineOfAnotherVersionIsRefused) {
+  std::ofstream(folder_ + "/machine") << "varnel machine 99\n";
+  EXPECT_FALSE(Machine::Open(folder_).ok());
+}
+
+TEST_F(MachineTest, CreateLeavesAFolderWithContentAlone) {
+  std::ofstream(folder_ + "/mine") << "x";
+  EXPECT_FALSE(Machine::Create(folder_).ok());
+  EXPECT_FALSE(fs::exists(folder_ + "/machine"));
+}
+
+TEST_F(MachineTest, PendingDeletesAreHandedOverOnceInOrder) {
+  const auto machine = Machine::Create(folder_ + "/m");
+  ASSERT_TRUE(machine.ok());
+  ASSERT_TRUE(machine.value()->AddPendingDelete("C:\\a.txt").ok());
+  ASSERT_TRUE(machine.value()->AddPendingDelete("C:\\b \xC3\xA4.txt").ok());
+  const auto first = machine.value()->TakePendingDeletes();
+  ASSERT_TRUE(first.ok());
+  EXPECT_EQ(first.value(), (std::vector<std::string>{"C:\\a.txt", "C:\\b \xC3\xA4.txt"}));
+  const auto second = machine.value()->TakePendingDeletes();
+  ASSERT_TRUE(second.ok());
+  EXPECT_TRUE(second.value().empty());
+}
+
+TEST_F(MachineTest, ADamagedBootRecordIsAnErrorThatNamesTheFile) {
+  const auto machine = Machine::Create(folder_ + "/m");
+  ASSERT_TRUE(machine.ok());
+  std::ofstream(folder_ + "/m/boot") << "what";
+  const auto boot = machine.value()->ReadBoot();
+  ASSERT_FALSE(boot.ok());
+  EXPECT_NE(boot.error().message.find("/boot"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace varnel::embedded
