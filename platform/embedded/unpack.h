@@ -1,0 +1,15 @@
+// Unpacking for the formats: the packings of trace files, by libfwnt. No state; any thread may call.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace varnel::embedded {
+
+/// Unpacks `in` so that it fills `out` exactly. `format` counts as the platform's own function does: 2 LZNT1, 3 XPRESS,
+/// 4 XPRESS with Huffman coding. @return false for another format, for bytes that are no packing of it, and when the
+/// result is shorter than `out`; `out` may then hold anything.
+[[nodiscard]] bool Unpack(std::uint16_t format, std::span<const std::byte> in, std::span<std::byte> out) noexcept;
+
+}  // namespace varnel::embedded
