@@ -1,0 +1,55 @@
+// The module's locks: the standard library's, with the attributes that clang checks.
+//
+// Lock order, outermost first; a thread that holds one takes only those below it:
+//   1. the consumer table's TableLock (shared to insert, exclusive to add or remove a consumer)
+//   2. a consumer's QueueLock (one consumer's at a time)
+// The log's capacity lock stands below all of them: it is held for one load or store and around no call.
+#pragma once
+
+#include <shared_mutex>
+
+#include "base/compiler.h"
+
+namespace varnel {
+
+/// A slim reader/writer lock. Not recursive; a shared holder must not ask for it exclusively.
+class VARNEL_CAPABILITY("SrwLock") SrwLock {
+ public:
+  SrwLock() = default;
+  SrwLock(const SrwLock&) = delete;
+  SrwLock& operator=(const SrwLock&) = delete;
+
+  void LockExclusive() VARNEL_ACQUIRE() { mutex_.lock(); }
+  void UnlockExclusive() VARNEL_RELEASE() { mutex_.unlock(); }
+  void LockShared() VARNEL_ACQUIRE_SHARED() { mutex_.lock_shared(); }
+  void UnlockShared() VARNEL_RELEASE_SHARED() { mutex_.unlock_shared(); }
+
+ private:
+  std::shared_mutex mutex_;
+};
+
+/// Holds a lock exclusively for its scope.
+class VARNEL_SCOPED_CAPABILITY ExclusiveLock {
+ public:
+  explicit ExclusiveLock(SrwLock& lock) VARNEL_ACQUIRE(lock) : lock_(lock) { lock_.LockExclusive(); }
+  ~ExclusiveLock() VARNEL_RELEASE() { lock_.UnlockExclusive(); }
+  ExclusiveLock(const ExclusiveLock&) = delete;
+  ExclusiveLock& operator=(const ExclusiveLock&) = delete;
+
+ private:
+  SrwLock& lock_;
+};
+
+/// Holds a lock shared for its scope.
+class VARNEL_SCOPED_CAPABILITY SharedLock {
+ public:
+  explicit SharedLock(SrwLock& lock) VARNEL_ACQUIRE_SHARED(lock) : lock_(lock) { lock_.LockShared(); }
+  ~SharedLock() VARNEL_RELEASE_GENERIC() { lock_.UnlockShared(); }
+  SharedLock(const SharedLock&) = delete;
+  SharedLock& operator=(const SharedLock&) = delete;
+
+ private:
+  SrwLock& lock_;
+};
+
+}  // namespace varnel
