@@ -1,4 +1,4 @@
-// Files by name: digest, comparison and copy between two folders, and a walk over one folder. Paths are wide texts;
+// Files by name: comparison and copy between two folders, and a walk over one folder. Paths are wide texts;
 // fixed buffers hold 260 characters. No state: any thread may call.
 #pragma once
 
@@ -6,11 +6,9 @@
 
 namespace varnel {
 
-/// The MD5 of a file's bytes into 16 bytes. 1, or 0 on any failure, which is logged; `digest` is then untouched.
-std::uint32_t WrapCalcFileMD5(const char16_t* path, std::uint8_t* digest);
-
-/// Compares the file of that name in two folders by MD5. 0, or 0x90000000 when one of the digests cannot be taken. A
-/// file that is absent from the target is no failure, whether the source has it or not: both outputs are then 0.
+/// Compares the file of that name in two folders by MD5 (base/file_digest.h). 0, or 0x90000000 when one of the digests
+/// cannot be taken. A file that is absent from the target is no failure, whether the source has it or not: both outputs
+/// are then 0.
 std::uint32_t CompareFileInDirs(const char16_t* sourceDir, const char16_t* targetDir, const char16_t* fileName,
                                 std::uint32_t* existsInTarget, std::uint32_t* sameContent);
 

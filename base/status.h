@@ -9,6 +9,7 @@ inline constexpr std::uint32_t kStatusOk = 0;
 inline constexpr std::uint32_t kStatusFail = 0x80004005;                // E_FAIL
 inline constexpr std::uint32_t kStatusInvalidArgument = 0x80070057;     // E_INVALIDARG; error 87
 inline constexpr std::uint32_t kStatusInsufficientBuffer = 0x8007007A;  // error 122: the text was cut
+inline constexpr std::uint32_t kStatusOutOfMemory = 0x8007000E;         // E_OUTOFMEMORY
 /// The start value of many results: the function gave up before it learned anything better.
 inline constexpr std::uint32_t kStatusUnsuccessful = 0x90000000;
 

@@ -1,0 +1,15 @@
+// The MD5 of a file.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace varnel {
+
+inline constexpr std::size_t kMd5Size = 16;
+
+/// The MD5 of a file's bytes into 16 bytes. 1, or 0 on any failure, which is logged; `digest` is then untouched. Any
+/// thread may call.
+std::uint32_t WrapCalcFileMD5(const char16_t* path, std::uint8_t* digest);
+
+}  // namespace varnel
