@@ -2,23 +2,32 @@
 
 #include <cstdlib>
 
+#include "platform/embedded/core/attachment.h"
 #include "platform/embedded/null_ports.h"
+#include "platform/embedded/registry/lmdb_registry.h"
 
 namespace varnel::embedded {
 namespace {
 
 /// The process's platform, and why it has no machine if so.
 struct SystemState {
+  explicit SystemState(std::string why) : platform(EmbeddedPlatform::WithoutMachine()), error(std::move(why)) {}
+  SystemState(std::unique_ptr<EmbeddedPlatform> opened, Attachment mark)
+      : platform(std::move(opened)), attachment(std::move(mark)) {}
+
   std::unique_ptr<EmbeddedPlatform> platform;
+  std::optional<Attachment> attachment;  // keeps the machine from booting under the module
   std::string error;
 };
 
 SystemState OpenSystem() {
   const char* const root = std::getenv("VARNEL_MACHINE");
-  if (root == nullptr || *root == '\0') return {EmbeddedPlatform::WithoutMachine(), "VARNEL_MACHINE names no machine"};
+  if (root == nullptr || *root == '\0') return SystemState("VARNEL_MACHINE names no machine");
   auto opened = EmbeddedPlatform::Open(root);
-  if (!opened.ok()) return {EmbeddedPlatform::WithoutMachine(), opened.error().message};
-  return {std::move(opened).value(), {}};
+  if (!opened.ok()) return SystemState(opened.error().message);
+  auto attachment = Attachment::AttachShared(*opened.value()->machine());
+  if (!attachment.ok()) return SystemState(attachment.error().message);
+  return SystemState(std::move(opened).value(), std::move(attachment).value());
 }
 
 SystemState& System() {
@@ -32,9 +41,7 @@ SystemState& System() {
 formats::Result<std::unique_ptr<EmbeddedPlatform>> EmbeddedPlatform::Open(const std::string& root) {
   auto machine = Machine::Open(root);
   if (!machine.ok()) return machine.error();
-  std::unique_ptr<EmbeddedPlatform> platform(new EmbeddedPlatform(std::move(machine).value()));
-  if (const auto opened = platform->OpenStores(); !opened.ok()) return opened.error();
-  return platform;
+  return std::unique_ptr<EmbeddedPlatform>(new EmbeddedPlatform(std::move(machine).value()));
 }
 
 std::unique_ptr<EmbeddedPlatform> EmbeddedPlatform::WithoutMachine() {
@@ -45,18 +52,17 @@ EmbeddedPlatform::EmbeddedPlatform(std::shared_ptr<Machine> machine)
     : machine_(std::move(machine)),
       files_(machine_, &environment_),
       system_(machine_, &environment_),
-      registry_(std::make_unique<NullRegistry>()),
       trace_(std::make_unique<NullTrace>()),
       tdh_(std::make_unique<NullTdh>()) {
+  if (machine_) {
+    registry_ = std::make_unique<LmdbRegistry>(machine_->RegistryPath());
+  } else {
+    registry_ = std::make_unique<NullRegistry>();
+  }
   record_ = {registry_.get(), &files_, &threads_, trace_.get(), tdh_.get(), &crypto_, &system_};
 }
 
 EmbeddedPlatform::~EmbeddedPlatform() = default;
-
-/// Replaces the ports that need the machine's own stores.
-formats::Status EmbeddedPlatform::OpenStores() {
-  return formats::Ok();
-}
 
 EmbeddedPlatform& SystemEmbeddedPlatform() {
   return *System().platform;

@@ -1,5 +1,6 @@
 // The ports of one machine folder, put together; and the platform that stands in for the system's when this library is
-// linked: SystemPlatform() opens the folder that VARNEL_MACHINE in the host's environment names, at its first use.
+// linked: SystemPlatform() opens the folder that VARNEL_MACHINE in the host's environment names, at its first use, and
+// keeps the machine from booting while the process lives. Tools that are not the module open a machine themselves.
 #pragma once
 
 #include <memory>
@@ -41,8 +42,6 @@ class EmbeddedPlatform {
 
  private:
   explicit EmbeddedPlatform(std::shared_ptr<Machine> machine);
-
-  formats::Status OpenStores();
 
   const std::shared_ptr<Machine> machine_;
   Environment environment_;
