@@ -1,11 +1,14 @@
-// What the machine's trace sessions themselves count as lost, and how much of it fell into a run.
+// What the module's trace session itself counts as lost, and how much of it fell into a run.
 #pragma once
 
 #include <cstdint>
 #include <map>
-#include <string>
 
 #include "formats/result.h"
+
+namespace varnel::platform {
+class Trace;
+}
 
 namespace varnel::host {
 
@@ -16,11 +19,11 @@ struct SessionLosses {
   bool operator==(const SessionLosses&) const = default;
 };
 
-/// By the session's identity in the machine; a session that ended and began anew has another one.
-using LossesBySession = std::map<std::string, SessionLosses>;
+/// By the session's number; a session that ended and began anew has another one.
+using LossesBySession = std::map<std::uint64_t, SessionLosses>;
 
-/// Asks every running session of a machine. Opens neither registry nor drive.
-formats::Result<LossesBySession> ReadSessionLosses(const std::string& machine);
+/// Asks the session that bears the module's name. Empty when none runs; an Error when it can't be asked.
+formats::Result<LossesBySession> ReadSessionLosses(platform::Trace& trace);
 
 /// The sum of what was lost between two readings. A session that is in the second alone counts whole.
 SessionLosses LostBetween(const LossesBySession& before, const LossesBySession& after);
