@@ -77,15 +77,10 @@ inline constexpr std::uint32_t kErrorMoreData = 234;
 inline constexpr std::uint32_t kWaitTimeout = 258;
 inline constexpr std::uint32_t kErrorNoMoreItems = 259;
 inline constexpr std::uint32_t kErrorDirectory = 267;
-inline constexpr std::uint32_t kErrorNoAccess = 998;
-inline constexpr std::uint32_t kErrorRegistryCorrupt = 1015;
-inline constexpr std::uint32_t kErrorRegistryIoFailed = 1016;
 inline constexpr std::uint32_t kErrorKeyDeleted = 1018;
-inline constexpr std::uint32_t kErrorChildMustBeVolatile = 1021;
 inline constexpr std::uint32_t kErrorNoUnicodeTranslation = 1113;
 inline constexpr std::uint32_t kErrorNotFound = 1168;
 inline constexpr std::uint32_t kErrorCancelled = 1223;
-inline constexpr std::uint32_t kErrorNoSystemResources = 1450;
 inline constexpr std::uint32_t kErrorWmiInstanceNotFound = 4201;
 inline constexpr std::uint32_t kErrorCtxClosePending = 7007;
 

@@ -1,0 +1,154 @@
+#include "platform/embedded/ring/settle.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "formats/etl_format.h"
+#include "platform/embedded/ring/participant.h"
+
+namespace varnel::embedded::ring {
+namespace {
+
+namespace ew = event_word;
+constexpr std::uint32_t kFirst = formats::kEtlBufferHeaderSize;
+constexpr std::uint32_t kEventHeader = sizeof(formats::EtlEventHeaderFormat);
+constexpr std::size_t kStampPlace = offsetof(formats::EtlEventHeaderFormat, time_stamp);
+
+bool BearsLengths(std::uint64_t word) noexcept {
+  return ew::Tag(word) == ew::kReservedTag || ew::Tag(word) == ew::kCommittedTag;
+}
+
+/// The length of the settled piece at `place`: 0 when the word makes no sense there.
+std::uint32_t PieceLength(std::uint64_t word, std::uint32_t room) noexcept {
+  std::uint32_t length = 0;
+  if (BearsLengths(word)) {
+    if (ew::Size(word) < kEventHeader) return 0;
+    length = AlignToUnit(ew::Size(word));
+  } else if (ew::Tag(word) == ew::kRevokedTag) {
+    length = ew::RevokedLength(word);
+    if (length % kUnit != 0) return 0;
+  }
+  return length <= room ? length : 0;
+}
+
+/// Where the piece that begins at `place` ends, when its own length was never stored: the next border above it that
+/// can be reached backward from the last event.
+/// `*exact` tells whether the steps led to `place` itself, so that nothing hides in between.
+std::uint32_t BorderAbove(std::byte* buffer, std::uint32_t place, const ReservationWord& word, bool* exact) noexcept {
+  std::uint32_t above = word.end;
+  std::uint32_t border = word.last;
+  while (border > place) {
+    above = border;
+    const std::uint64_t first = EventWord(buffer, border).load(std::memory_order_acquire);
+    if (!BearsLengths(first)) break;
+    const std::uint32_t step = ew::Predecessor(first);
+    if (step == 0 || step > border - kFirst) break;
+    border -= step;
+  }
+  *exact = border <= place;
+  return above;
+}
+
+/// What stands at one place of a buffer while it is being settled.
+struct Piece {
+  std::uint64_t word = 0;
+  std::uint32_t length = 0;
+  bool settled = false;
+  bool exact = true;  // one event, not a stretch whose borders nobody stored
+};
+
+Piece PieceAt(std::byte* buffer, std::uint32_t place, const ReservationWord& word) noexcept {
+  Piece piece;
+  piece.word = EventWord(buffer, place).load(std::memory_order_acquire);
+  const std::uint32_t room = word.end - place;
+  piece.length = PieceLength(piece.word, room);
+  if (piece.length != 0) {
+    piece.settled = ew::Tag(piece.word) != ew::kReservedTag;
+    return piece;
+  }
+  // Not stored yet, or bytes that no writer of ours left.
+  piece.length = piece.word == ew::kEmpty ? BorderAbove(buffer, place, word, &piece.exact) - place : room;
+  return piece;
+}
+
+/// Calls `visit(place, word, length)` for each piece of a settled buffer; ends where the bytes make no sense.
+template <typename Visit>
+void ForEachPiece(const ControlMap& map, std::uint32_t slot, const ReservationWord& word, Visit visit) noexcept {
+  std::byte* buffer = map.buffer(slot);
+  for (std::uint32_t place = kFirst; place < word.end;) {
+    const std::uint64_t first = EventWord(buffer, place).load(std::memory_order_acquire);
+    const std::uint32_t length = PieceLength(first, word.end - place);
+    if (length == 0) return;
+    visit(place, first, length);
+    place += length;
+  }
+}
+
+}  // namespace
+
+ReservationWord Bounded(ReservationWord word, std::uint32_t buffer_size) noexcept {
+  word.end = std::clamp(word.end, kFirst, buffer_size);
+  if (word.last < kFirst || word.last >= word.end) word.last = kFirst;
+  return word;
+}
+
+std::uint32_t SettleEvents(const ControlMap& map, std::uint32_t slot, std::uint64_t sequence,
+                           const ReservationWord& word, RevokeWhat revoke) noexcept {
+  std::byte* buffer = map.buffer(slot);
+  std::uint32_t open = 0;
+  for (std::uint32_t place = kFirst; place < word.end;) {
+    const Piece piece = PieceAt(buffer, place, word);
+    if (!piece.settled) ++open;
+    place += piece.length;
+  }
+  if (open == 0 || revoke == RevokeWhat::kNothing) return open;
+
+  // A stretch hides as many events as there are marks that no other piece accounts for.
+  const std::uint32_t marks = CountWriterMarks(map, sequence);
+  const std::uint32_t hidden = marks + 1 > open ? marks + 1 - open : 1;
+  std::uint32_t left = 0;
+  for (std::uint32_t place = kFirst; place < word.end;) {
+    const Piece piece = PieceAt(buffer, place, word);
+    if (!piece.settled) {
+      std::uint64_t expected = piece.word;
+      const std::uint64_t revoked = ew::Revoked(piece.length, piece.exact ? 1 : std::max(hidden, 1u));
+      if (!EventWord(buffer, place).compare_exchange_strong(expected, revoked, std::memory_order_acq_rel)) ++left;
+    }
+    place += piece.length;
+  }
+  return left;
+}
+
+void ClearPredecessors(const ControlMap& map, std::uint32_t slot, const ReservationWord& word) noexcept {
+  ForEachPiece(map, slot, word, [&](std::uint32_t place, std::uint64_t first, std::uint32_t) {
+    if (ew::Tag(first) != ew::kCommittedTag || (first & ew::kPredecessorMask) == 0) return;
+    EventWord(map.buffer(slot), place).store(first & ~ew::kPredecessorMask, std::memory_order_relaxed);
+  });
+}
+
+BufferContent Survey(const ControlMap& map, std::uint32_t slot, const ReservationWord& word) noexcept {
+  BufferContent content;
+  ForEachPiece(map, slot, word, [&](std::uint32_t place, std::uint64_t first, std::uint32_t length) {
+    if (ew::Tag(first) != ew::kCommittedTag) {
+      content.lost += ew::Tag(first) == ew::kRevokedTag ? ew::RevokedEvents(first) : 1;
+      return;
+    }
+    ++content.events;
+    content.bytes += length;
+    std::memcpy(&content.last_stamp, map.buffer(slot) + place + kStampPlace, sizeof content.last_stamp);
+  });
+  return content;
+}
+
+std::uint32_t CopyCommitted(const ControlMap& map, std::uint32_t slot, const ReservationWord& word,
+                            std::byte* out) noexcept {
+  std::uint32_t copied = 0;
+  ForEachPiece(map, slot, word, [&](std::uint32_t place, std::uint64_t first, std::uint32_t length) {
+    if (ew::Tag(first) != ew::kCommittedTag) return;
+    std::memcpy(out + copied, map.buffer(slot) + place, length);
+    copied += length;
+  });
+  return copied;
+}
+
+}  // namespace varnel::embedded::ring

@@ -1,0 +1,74 @@
+// A machine in a temporary folder with trace sessions, and the events of a trace file as plain values.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "interfaces/guid.h"
+#include "platform/embedded/core/machine.h"
+#include "platform/embedded/ring/session_store.h"
+
+namespace varnel::testing {
+
+struct ReadEvent {
+  ::GUID provider{};
+  std::uint16_t id = 0;
+  std::uint64_t keyword = 0;
+  std::uint32_t process = 0;
+  std::uint32_t thread = 0;
+  std::int64_t stamp = 0;
+  std::int64_t file_time = 0;
+  std::vector<std::byte> payload;
+
+  /// The little-endian number at `offset` of the payload; all ones when it is not there.
+  std::uint32_t U32(std::size_t offset) const;
+  std::uint64_t U64(std::size_t offset) const;
+};
+
+/// A trace file's own description and its events, without the header's.
+struct ReadFile {
+  bool ok = false;
+  std::uint32_t buffers_written = 0;
+  std::uint32_t events_lost = 0;
+  std::uint32_t buffers_lost = 0;
+  std::int64_t end_time = 0;
+  std::int64_t start_time = 0;
+  std::uint64_t size = 0;
+  std::uint64_t skipped_bytes = 0;
+  std::vector<std::int64_t> sequences;  // of the data buffers, in the file's order
+  std::vector<ReadEvent> events;        // in time order
+};
+ReadFile ReadTraceFile(const std::string& path);
+
+/// A fresh machine folder, removed at the end.
+class TraceMachine {
+ public:
+  /// `parent`: where the folder is made; the temporary folder by default.
+  explicit TraceMachine(const std::string& parent = "");
+  ~TraceMachine();
+  TraceMachine(const TraceMachine&) = delete;
+  TraceMachine& operator=(const TraceMachine&) = delete;
+
+  const std::string& root() const { return root_; }
+  const embedded::Machine& machine() const { return *machine_; }
+  embedded::ring::SessionStore Store() const;
+  std::string FilePath(const std::string& name) const { return root_ + "/C/" + name; }
+
+  /// Parameters for a session that writes `<root>/C/<name>.etl`, with buffers of 4 KiB.
+  embedded::ring::SessionParameters Parameters(const std::string& name) const;
+  /// Starts it; the test ends when that fails.
+  std::shared_ptr<embedded::ring::Session> Start(const embedded::ring::SessionParameters& parameters) const;
+  /// Enables a provider in a session at level 5 with all keywords.
+  void Enable(const embedded::ring::Session& session, const ::GUID& provider) const;
+
+ private:
+  std::string root_;
+  std::shared_ptr<embedded::Machine> machine_;
+};
+
+/// A provider GUID for tests.
+inline constexpr ::GUID kTestProvider = {0xD8909C24, 0x5BE9, 0x4502, {0x98, 0xCA, 0xAB, 0x7B, 0xDC, 0x24, 0x89, 0x9D}};
+
+}  // namespace varnel::testing
