@@ -228,18 +228,22 @@ bool MeasureBefore(PayloadWalker* walker, std::size_t index, std::span<const Pro
 
 }  // namespace
 
-bool PlaceElement(PayloadWalker* walker, std::size_t index, std::uint32_t element,
-                  std::span<const PropertyPlace> places, PropertyPlace* out) {
-  if (index >= places.size() || !MeasureBefore(walker, index, places)) return false;
-  const PropertyLayout& property = walker->layout().properties[index];
+bool PlaceElementAt(PayloadWalker* walker, const PropertyLayout& property, std::uint32_t offset, std::uint32_t element,
+                    PropertyPlace* out) {
   if (element >= walker->CountOf(property)) return false;
-  PropertyPlace place{places[index].offset, 0};
+  PropertyPlace place{offset, 0};
   for (std::uint32_t i = 0; i <= element; ++i) {
     place.offset += place.size;
     if (!walker->MeasureElement(property, place.offset, &place.size)) return false;
   }
   *out = place;
   return true;
+}
+
+bool PlaceElement(PayloadWalker* walker, std::size_t index, std::uint32_t element,
+                  std::span<const PropertyPlace> places, PropertyPlace* out) {
+  if (index >= places.size() || !MeasureBefore(walker, index, places)) return false;
+  return PlaceElementAt(walker, walker->layout().properties[index], places[index].offset, element, out);
 }
 
 bool PlaceMember(PayloadWalker* walker, std::size_t structure, std::uint32_t instance, std::size_t member,

@@ -72,6 +72,11 @@ class PayloadWalker {
 std::size_t PlaceProperties(const EventLayout& layout, std::uint8_t pointer_size, std::span<const std::byte> payload,
                             std::vector<PropertyPlace>* places);
 
+/// The place of one element of a property that begins at `offset`, when the walker has measured all before it.
+/// @return false when there is no such element.
+[[nodiscard]] bool PlaceElementAt(PayloadWalker* walker, const PropertyLayout& property, std::uint32_t offset,
+                                  std::uint32_t element, PropertyPlace* out);
+
 /// The place of one element of a top-level property that lies at `place`; of a structure the whole structure.
 /// @return false when there is no such element.
 [[nodiscard]] bool PlaceElement(PayloadWalker* walker, std::size_t index, std::uint32_t element,

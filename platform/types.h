@@ -81,7 +81,9 @@ inline constexpr std::uint32_t kErrorKeyDeleted = 1018;
 inline constexpr std::uint32_t kErrorNoUnicodeTranslation = 1113;
 inline constexpr std::uint32_t kErrorNotFound = 1168;
 inline constexpr std::uint32_t kErrorCancelled = 1223;
+inline constexpr std::uint32_t kErrorXmlParseError = 1465;
 inline constexpr std::uint32_t kErrorWmiInstanceNotFound = 4201;
 inline constexpr std::uint32_t kErrorCtxClosePending = 7007;
+inline constexpr std::uint32_t kErrorEvtInvalidEventData = 15005;
 
 }  // namespace varnel::platform
