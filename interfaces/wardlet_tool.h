@@ -20,9 +20,10 @@
  * Release; the object goes with its last one. The objects hold no state but that count: what Start began is
  * module-wide, and releasing every object stops nothing. Call Stop first, then release, then ask DllCanUnloadNow.
  *
- * Threads. Any thread may call. AddRef, Release, QueryInterface and LockServer may run beside each other. Start, Stop,
- * InstallVarnel and UninstallVarnel are not serialised by the module: the host calls one of them at a time. The event
- * callback is entered from threads of the module, and from several at once. */
+ * Threads. Any thread may call. AddRef, QueryInterface, LockServer and a Release that is not the object's last may run
+ * beside each other; two that together give back the last references may not. Start, Stop, InstallVarnel and
+ * UninstallVarnel are not serialised by the module: the host calls one of them at a time. The event callback is entered
+ * from threads of the module, and from several at once. */
 #ifndef VARNEL_INTERFACES_WARDLET_TOOL_H_
 #define VARNEL_INTERFACES_WARDLET_TOOL_H_
 
@@ -133,9 +134,9 @@ class VarnelDefaultInterface : public VarnelUnknown {
 /* Runs the tool. */
 class WardletToolInterface : public VarnelUnknown {
  public:
-  /* Starts collecting and returns; texts come from then on. `callback` and `context` stay in use until Stop has
-   * returned. 0, a Win32 error number, or VNSTAT_UNSUCCESSFUL when the module was running already, in which case that
-   * run is stopped. May block for as long as such a stop takes. */
+  /* Starts collecting and returns; texts come from then on. `callback` (never null) and `context` stay in use until
+   * Stop has returned. 0, a Win32 error number, or VNSTAT_UNSUCCESSFUL when the module was running already, in which
+   * case that run is stopped. May block for as long as such a stop takes. */
   virtual VarnelStatus Start(uint32_t flags, VarnelEventCallback callback, void* context) = 0;
   /* Ends collecting, hands over what is queued, and returns when no thread of the module is left and the callback will
    * not be entered again. 0, or 31 when the module was not running. */

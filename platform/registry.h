@@ -43,8 +43,8 @@ class Registry {
   /// `sub_key` may be null or empty, which opens the key itself once more. 2 when it does not exist.
   virtual std::uint32_t RegOpenKeyExW(HKEY key, const char16_t* sub_key, std::uint32_t options, std::uint32_t access,
                                       HKEY* result) = 0;
-  /// Creates every missing key of the path. `disposition` may be null. Needs the right to create sub-keys for a new
-  /// one.
+  /// Creates every missing key of the path. `disposition` may be null. The platform asks the key's own protection
+  /// whether a sub-key may be made or deleted, not the rights of the handle. Directly below a root no key is made: 87.
   virtual std::uint32_t RegCreateKeyExW(HKEY key, const char16_t* sub_key, std::uint32_t options, std::uint32_t access,
                                         HKEY* result, std::uint32_t* disposition) = 0;
   virtual std::uint32_t RegCloseKey(HKEY key) = 0;

@@ -27,14 +27,20 @@ Decompress FunctionOf(std::uint16_t format) noexcept {
 }  // namespace
 
 bool Unpack(std::uint16_t format, std::span<const std::byte> in, std::span<std::byte> out) noexcept {
+  return UnpackUpTo(format, in, out) == out.size();
+}
+
+std::optional<std::size_t> UnpackUpTo(std::uint16_t format, std::span<const std::byte> in,
+                                      std::span<std::byte> out) noexcept {
   const Decompress decompress = FunctionOf(format);
-  if (decompress == nullptr || in.empty() || out.empty()) return false;
+  if (decompress == nullptr || in.empty() || out.empty()) return std::nullopt;
   std::size_t size = out.size();
   libfwnt_error_t* error = nullptr;
   const int result = decompress(reinterpret_cast<const std::uint8_t*>(in.data()), in.size(),
                                 reinterpret_cast<std::uint8_t*>(out.data()), &size, &error);
   libfwnt_error_free(&error);
-  return result == 1 && size == out.size();
+  if (result != 1 || size > out.size()) return std::nullopt;
+  return size;
 }
 
 }  // namespace varnel::embedded

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 namespace varnel::embedded {
@@ -11,5 +12,10 @@ namespace varnel::embedded {
 /// 4 XPRESS with Huffman coding. @return false for another format, for bytes that are no packing of it, and when the
 /// result is shorter than `out`; `out` may then hold anything.
 [[nodiscard]] bool Unpack(std::uint16_t format, std::span<const std::byte> in, std::span<std::byte> out) noexcept;
+
+/// The same for a result that may be shorter than `out`. @return its size; nothing where Unpack gives false for another
+/// reason.
+[[nodiscard]] std::optional<std::size_t> UnpackUpTo(std::uint16_t format, std::span<const std::byte> in,
+                                                    std::span<std::byte> out) noexcept;
 
 }  // namespace varnel::embedded

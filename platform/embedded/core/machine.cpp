@@ -13,6 +13,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "platform/embedded/core/unique_fd.h"
+
 namespace varnel::embedded {
 namespace {
 
@@ -38,20 +40,6 @@ Result<std::string> ReadWhole(const std::string& path) {
   text << in.rdbuf();
   return std::move(text).str();
 }
-
-class UniqueFd {
- public:
-  explicit UniqueFd(int fd) : fd_(fd) {}
-  ~UniqueFd() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  UniqueFd(const UniqueFd&) = delete;
-  UniqueFd& operator=(const UniqueFd&) = delete;
-  int get() const { return fd_; }
-
- private:
-  int fd_;
-};
 
 bool WriteAll(int fd, const std::string& text) {
   std::size_t done = 0;

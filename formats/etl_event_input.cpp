@@ -1,0 +1,28 @@
+#include "formats/etl_event_input.h"
+
+namespace varnel::formats {
+namespace {
+
+constexpr std::uint16_t kItemSchema = 11;
+constexpr std::uint16_t kItemTraits = 12;
+
+}  // namespace
+
+EventInput ToEventInput(const EtlEventView& event) noexcept {
+  EventInput input;
+  input.provider = event.provider;
+  input.id = event.id;
+  input.version = event.version;
+  input.channel = event.channel;
+  input.level = event.level;
+  input.opcode = event.opcode;
+  input.task = event.task;
+  input.keyword = event.keyword;
+  input.flags = EtlRecordFlags(event);
+  input.schema = EtlFindItem(event, kItemSchema);
+  input.traits = EtlFindItem(event, kItemTraits);
+  input.payload = event.payload;
+  return input;
+}
+
+}  // namespace varnel::formats

@@ -1,0 +1,105 @@
+#include "host/program.h"
+
+#include <csignal>
+#include <iostream>
+#include <string>
+
+#include "CLI/CLI.hpp"
+#include "host/exit_code.h"
+#include "host/report.h"
+
+namespace varnel::host {
+namespace {
+
+constexpr char kAbout[] =
+    "Runs the VarnelWardlet module as its host: collects the trace events of the framework's providers and prints\n"
+    "each as one line of JSON. Off Windows it works on a machine folder, which stands for a whole Windows machine.\n";
+
+constexpr char kExamples[] =
+    "Examples:\n"
+    "  wardlet machine new m                     a machine in the folder m\n"
+    "  wardlet install --machine m               registers the module's trace session\n"
+    "  wardlet run --machine m --idle-exit 2     prints what there is and ends\n"
+    "  wardlet trace info file.etl               what a trace file holds\n"
+    "\n"
+    "\"wardlet COMMAND --help\" tells more about each. The environment variable VARNEL_MACHINE names the machine "
+    "folder\n"
+    "where --machine is not given.";
+
+// "wardlet machine boot": the words of the command that was being understood.
+std::string NameOf(const CLI::App& app) {
+  const auto inner = app.get_subcommands();
+  return inner.empty() ? app.get_name() : app.get_name() + ' ' + NameOf(*inner.front());
+}
+
+// One sentence on why the line was not understood. A word that is none of the commands is named, rather than the
+// command that is missing.
+std::string Reason(const CLI::App& app, const CLI::ParseError& error) {
+  const auto extras = app.remaining(true);
+  const CLI::App* innermost = &app;
+  while (!innermost->get_subcommands().empty()) innermost = innermost->get_subcommands().front();
+  const bool wants_command = !innermost->get_subcommands([](const CLI::App*) { return true; }).empty();
+  if (!extras.empty()) {
+    const std::string& word = extras.front();
+    if (word.size() > 1 && word.front() == '-') return "unknown option '" + word + "'";
+    return (wants_command ? "unknown command '" : "unexpected argument '") + word + "'";
+  }
+  if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr && wants_command) return "a command is missing";
+  std::string reason = error.what();
+  for (char& c : reason) {
+    if (c == '\n') c = ' ';
+  }
+  return reason;
+}
+
+int WrongUse(const CLI::App& app, const CLI::ParseError& error) {
+  const std::string name = NameOf(app);
+  SetCommandName(name);
+  Tell(Reason(app, error) + " (\"" + name + " --help\" tells more)");
+  return kExitWrongUse;
+}
+
+}  // namespace
+
+void SetAction(CLI::App* command, Choice* choice, std::function<int()> action) {
+  command->callback([command, choice, action = std::move(action)] {
+    std::string name = command->get_name();
+    for (const CLI::App* outer = command->get_parent(); outer != nullptr; outer = outer->get_parent()) {
+      name = outer->get_name() + ' ' + name;
+    }
+    SetCommandName(name);
+    choice->action = action;
+  });
+}
+
+int RunProgram(int argc, const char* const* argv) {
+  // A closed pipe is told as a failed write.
+  std::signal(SIGPIPE, SIG_IGN);
+  CLI::App app(kAbout, "wardlet");
+  Choice choice;
+  app.set_version_flag("--version", "wardlet " VARNEL_VERSION, "Prints the version and ends");
+  app.footer(kExamples);
+  app.require_subcommand(1);
+  app.set_help_flag("-h,--help", "Prints this help and ends");
+  app.get_formatter()->column_width(30);
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+  app.get_formatter()->label("Subcommands", "Commands");
+  AddRunCommand(&app, &choice);
+  AddInstallCommands(&app, &choice);
+  AddMachineCommands(&app, &choice);
+  AddTraceCommands(&app, &choice);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    std::cout << app.help();
+    return kExitGood;
+  } catch (const CLI::CallForVersion& version) {
+    std::cout << version.what() << '\n';
+    return kExitGood;
+  } catch (const CLI::ParseError& error) {
+    return WrongUse(app, error);
+  }
+  return choice.action();
+}
+
+}  // namespace varnel::host

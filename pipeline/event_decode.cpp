@@ -1,0 +1,172 @@
+#include "pipeline/event_decode.h"
+
+#include <cjson/cJSON.h>
+
+#include <array>
+#include <cstring>
+#include <memory>
+
+#include "base/event_text.h"
+#include "base/log.h"
+#include "base/text.h"
+#include "pipeline/heap_block.h"
+#include "pipeline/module_name.h"
+#include "pipeline/number_text.h"
+#include "pipeline/property_text.h"
+#include "pipeline/wardlet_version.h"
+#include "platform/platform.h"
+
+namespace varnel {
+namespace {
+
+using platform::EVENT_PROPERTY_INFO;
+using platform::EVENT_RECORD;
+using platform::TRACE_EVENT_INFO;
+
+constexpr std::size_t kNameCapacity = 256;
+constexpr std::size_t kModuleNameCapacity = 100;
+
+struct DeleteJson {
+  void operator()(cJSON* json) const { cJSON_Delete(json); }
+};
+using JsonObject = std::unique_ptr<cJSON, DeleteJson>;
+
+// What the properties of one event add up to.
+struct Decoding {
+  EVENT_RECORD* event;
+  RawEvent* raw;
+  cJSON* json;
+  bool function_is_initialize = false;
+  bool message_is_initialize = false;
+};
+
+bool EqualNoCase(const char* a, const char* b) {
+  const auto fold = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; };
+  for (; *a != '\0' && fold(*a) == fold(*b); ++a, ++b) {
+  }
+  return fold(*a) == fold(*b);
+}
+
+void AddHeaderFields(const EVENT_RECORD& event, cJSON* json) {
+  const platform::EVENT_HEADER& header = event.EventHeader;
+  std::array<char, kNumberTextCapacity> text;
+  AddWardletVersion(json);
+  const auto time = static_cast<std::uint64_t>(header.TimeStamp);
+  FormatHex(time, text);
+  cJSON_AddStringToObject(json, "TimeStamp", text.data());
+  FormatFileTimeText(time, text.data(), text.size());
+  cJSON_AddStringToObject(json, "TimeStampString", text.data());
+  GuidToText(header.ProviderId, text.data());
+  cJSON_AddStringToObject(json, "ProviderGUID", text.data());
+  GetModuleNameByKeyWord(header.EventDescriptor.Keyword, text.data(), kModuleNameCapacity);
+  cJSON_AddStringToObject(json, "Mod", text.data());
+  FormatSigned(static_cast<std::int32_t>(header.ProcessId), text);
+  cJSON_AddStringToObject(json, "ProcessId", text.data());
+  FormatSigned(static_cast<std::int32_t>(header.ThreadId), text);
+  cJSON_AddStringToObject(json, "ThreadId", text.data());
+  cJSON_AddStringToObject(json, "Level", EventLevelName(header.EventDescriptor.Level));
+}
+
+// Takes a whole number into a field of the record. Other types leave it as it is.
+void StoreNumber(const PropertyValue& property, std::uint32_t* field) {
+  if (property.in_type < kInTypeInt32 || property.in_type > kInTypeUint64) return;
+  std::memcpy(field, property.data, sizeof(*field));  // of 64 bits the low half, which stands first
+}
+
+// Together these two announce that a provider's module has started anew.
+void NoteInitializeMarks(const PropertyValue& property, Decoding* decoding) {
+  if (property.in_type == kInTypeNarrowString && CompareTextNoCase(property.wide_name, u"Function") == 0) {
+    if (EqualNoCase(reinterpret_cast<const char*>(property.data), "EventToWardletInitialize")) {
+      decoding->function_is_initialize = true;
+    }
+  } else if (property.in_type == kInTypeWideString && CompareTextNoCase(property.wide_name, u"AdditionalMsg") == 0) {
+    if (CompareTextNoCase(reinterpret_cast<const char16_t*>(property.data), u"$EVENT_INIT$") == 0) {
+      decoding->message_is_initialize = true;
+    }
+  }
+}
+
+void TakeProperty(const PropertyValue& property, std::uint32_t property_flags, Decoding* decoding) {
+  if (CompareTextNoCase(property.wide_name, u"Counter") == 0) return StoreNumber(property, &decoding->raw->dwCounter);
+  if (CompareTextNoCase(property.wide_name, u"Flags") == 0) return StoreNumber(property, &decoding->raw->dwFlags);
+  NoteInitializeMarks(property, decoding);
+  if ((property_flags & platform::kPropertyStruct) != 0) return;
+  AddPropertyText(decoding->json, property);
+}
+
+void DecodeProperty(const TRACE_EVENT_INFO& schema, const EVENT_PROPERTY_INFO& info, Decoding* decoding) {
+  std::array<char16_t, kNameCapacity> wide_name;
+  std::array<char, kNameCapacity> name;
+  name[0] = '\0';
+  CopyText(wide_name.data(), wide_name.size(),
+           reinterpret_cast<const char16_t*>(reinterpret_cast<const char*>(&schema) + info.NameOffset));
+  platform::SystemPort().WideCharToMultiByte(platform::kCpUtf8, 0, wide_name.data(), -1, name.data(), name.size());
+  name.back() = '\0';
+  platform::Tdh& tdh = platform::TdhPort();
+  const platform::PROPERTY_DATA_DESCRIPTOR descriptor{reinterpret_cast<std::uintptr_t>(wide_name.data()), ~0u, 0};
+  std::uint32_t size = 0;
+  if (tdh.TdhGetPropertySize(decoding->event, 1, &descriptor, &size) != platform::kErrorSuccess || size == 0) return;
+  const HeapBlock value(std::size_t{size} + kPropertyTail);
+  auto* data = value.as<std::uint8_t>();
+  if (data == nullptr) return;
+  std::memset(data + size, 0, kPropertyTail);
+  if (tdh.TdhGetProperty(decoding->event, 1, &descriptor, size, data) != platform::kErrorSuccess) return;
+  TakeProperty({wide_name.data(), name.data(), info.InType, data, size}, info.Flags, decoding);
+}
+
+std::uint32_t DecodeProperties(Decoding* decoding) {
+  platform::Tdh& tdh = platform::TdhPort();
+  std::uint32_t size = 0;
+  if (tdh.TdhGetEventInformation(decoding->event, nullptr, &size) != platform::kErrorInsufficientBuffer || size == 0) {
+    // What the query answered is not kept: the line always tells the general failure.
+    WrapLogPrint(LOG_ERROR,
+                 u"ConvertEtwEventToRawEvent func first call TdhGetEventInformation failed(0x%X) bufferSize(0x%X).\r\n",
+                 platform::kErrorGenFailure, size);
+    return platform::kErrorGenFailure;
+  }
+  const HeapBlock buffer(size);
+  auto* schema = buffer.as<TRACE_EVENT_INFO>();
+  if (schema == nullptr) return platform::kErrorOutOfMemory;
+  const std::uint32_t error = tdh.TdhGetEventInformation(decoding->event, schema, &size);
+  if (error != platform::kErrorSuccess) {
+    WrapLogPrint(
+        LOG_ERROR,
+        u"ConvertEtwEventToRawEvent func second call TdhGetEventInformation failed(0x%X) bufferSize(0x%X).\r\n", error,
+        size);
+    return error;
+  }
+  for (std::uint16_t i = 0; i < schema->TopLevelPropertyCount; ++i) {
+    DecodeProperty(*schema, schema->EventPropertyInfoArray[i], decoding);
+  }
+  return platform::kErrorSuccess;
+}
+
+std::uint32_t FillRawEvent(EVENT_RECORD* event, RawEvent* raw) {
+  raw->dwTimeStamp = static_cast<std::uint64_t>(event->EventHeader.TimeStamp);
+  const JsonObject json(cJSON_CreateObject());
+  if (json == nullptr) return platform::kErrorOutOfMemory;
+  AddHeaderFields(*event, json.get());
+  Decoding decoding{event, raw, json.get()};
+  const std::uint32_t error = DecodeProperties(&decoding);
+  if (error != platform::kErrorSuccess) return error;
+  raw->bIsModuleInitEvent = decoding.function_is_initialize && decoding.message_is_initialize ? 1 : 0;
+  raw->pszJsonText = cJSON_PrintUnformatted(json.get());
+  return raw->pszJsonText == nullptr ? platform::kErrorOutOfMemory : platform::kErrorSuccess;
+}
+
+}  // namespace
+
+std::uint32_t ConvertEtwEventToRawEvent(EVENT_RECORD* event, RawEvent** rawEvent) {
+  RawEvent* raw = AllocateRawEvent();
+  if (raw == nullptr) return platform::kErrorOutOfMemory;
+  const std::uint32_t error = FillRawEvent(event, raw);
+  if (error != platform::kErrorSuccess) {
+    FreeRawEvent(raw);
+    *rawEvent = nullptr;
+    return error;
+  }
+  *rawEvent = raw;
+  return platform::kErrorSuccess;
+}
+
+}  // namespace varnel

@@ -1,0 +1,118 @@
+// The program as a whole, through its own file: help, wrong use, and what needs no machine.
+#include "host/program.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "tests/host/wardlet_process.h"
+
+namespace varnel::host {
+namespace {
+
+using testing::HasSubstr;
+
+// VARNEL_UPDATE_GOLDEN=1 in the environment writes the files anew.
+void ExpectGolden(const std::string& text, const std::string& name) {
+  const std::string path = std::string(VARNEL_GOLDEN_DIR) + '/' + name;
+  if (std::getenv("VARNEL_UPDATE_GOLDEN") != nullptr) std::ofstream(path) << text;
+  std::ifstream in(path);
+  ASSERT_TRUE(in) << path;
+  EXPECT_EQ(text, std::string(std::istreambuf_iterator<char>(in), {})) << path;
+}
+
+struct HelpCase {
+  std::vector<std::string> words;
+  std::string file;
+};
+
+class Help : public testing::TestWithParam<HelpCase> {};
+
+TEST_P(Help, IsTheTextThatTheManualShowsAndHasExamples) {
+  std::vector<std::string> words = GetParam().words;
+  words.push_back("--help");
+  const Outcome outcome = RunWardlet(words);
+  EXPECT_EQ(outcome.exit_code, 0);
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_THAT(outcome.out, HasSubstr("\nExamples:\n  wardlet "));
+  ExpectGolden(outcome.out, "help/" + GetParam().file);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    OfEachCommand, Help,
+    testing::Values(HelpCase{{}, "wardlet.txt"}, HelpCase{{"run"}, "run.txt"}, HelpCase{{"install"}, "install.txt"},
+                    HelpCase{{"uninstall"}, "uninstall.txt"}, HelpCase{{"version"}, "version.txt"},
+                    HelpCase{{"machine"}, "machine.txt"}, HelpCase{{"machine", "info"}, "machine_info.txt"},
+                    HelpCase{{"machine", "emit"}, "machine_emit.txt"}, HelpCase{{"trace"}, "trace.txt"},
+                    HelpCase{{"trace", "info"}, "trace_info.txt"}, HelpCase{{"trace", "gaps"}, "trace_gaps.txt"}),
+    [](const testing::TestParamInfo<HelpCase>& info) { return info.param.file.substr(0, info.param.file.find('.')); });
+
+struct WrongUse {
+  std::vector<std::string> words;
+  std::string line;
+};
+
+class WrongUseTest : public testing::TestWithParam<WrongUse> {};
+
+TEST_P(WrongUseTest, GetsOneClearLineAndExitCodeTwo) {
+  const Outcome outcome = RunWardlet(GetParam().words);
+  EXPECT_EQ(outcome.exit_code, 2);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err, GetParam().line + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Program, WrongUseTest,
+    testing::Values(
+        WrongUse{{}, "wardlet: a command is missing (\"wardlet --help\" tells more)"},
+        WrongUse{{"frob"}, "wardlet: unknown command 'frob' (\"wardlet --help\" tells more)"},
+        WrongUse{{"--frob"}, "wardlet: unknown option '--frob' (\"wardlet --help\" tells more)"},
+        WrongUse{{"machine"}, "wardlet machine: a command is missing (\"wardlet machine --help\" tells more)"},
+        WrongUse{{"machine", "frob"},
+                 "wardlet machine: unknown command 'frob' (\"wardlet machine --help\" tells more)"},
+        WrongUse{{"run", "--frob"}, "wardlet run: unknown option '--frob' (\"wardlet run --help\" tells more)"},
+        WrongUse{{"run", "x"}, "wardlet run: unexpected argument 'x' (\"wardlet run --help\" tells more)"},
+        WrongUse{{"run", "--idle-exit", "soon"},
+                 "wardlet run: --idle-exit: 'soon' is no number of seconds (\"wardlet run --help\" tells more)"},
+        WrongUse{{"run", "--duration", "-1"},
+                 "wardlet run: --duration: '-1' is no number of seconds (\"wardlet run --help\" tells more)"},
+        WrongUse{{"trace", "info"},
+                 "wardlet trace info: FILE is required (\"wardlet trace info --help\" tells more)"}));
+
+class NeedsAMachine : public testing::TestWithParam<std::vector<std::string>> {};
+
+TEST_P(NeedsAMachine, AndSaysSoWithExitCodeOne) {
+  const Outcome outcome = RunWardlet(GetParam());
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr(": no machine folder: give --machine DIR or set VARNEL_MACHINE\n"));
+}
+
+TEST_P(NeedsAMachine, AndRefusesAFolderThatIsNoneByName) {
+  std::vector<std::string> words = GetParam();
+  words.insert(words.end(), {"--machine", "/usr"});
+  const Outcome outcome = RunWardlet(words);
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr(": /usr: no machine folder"));
+  EXPECT_FALSE(std::filesystem::exists("/usr/machine"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Program, NeedsAMachine,
+                         testing::Values(std::vector<std::string>{"run"}, std::vector<std::string>{"install"},
+                                         std::vector<std::string>{"uninstall"},
+                                         std::vector<std::string>{"machine", "info"},
+                                         std::vector<std::string>{"machine", "emit", "--file", "temp"}));
+
+TEST(Program, TellsItsVersion) {
+  const Outcome outcome = RunWardlet({"--version"});
+  EXPECT_EQ(outcome.exit_code, 0);
+  EXPECT_EQ(outcome.out, "wardlet 1.0.2.28\n");
+}
+
+}  // namespace
+}  // namespace varnel::host

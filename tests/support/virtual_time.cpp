@@ -1,0 +1,193 @@
+#include "tests/support/virtual_time.h"
+
+#include <chrono>
+#include <utility>
+
+namespace varnel::testing {
+namespace {
+
+constexpr auto kStalled = std::chrono::seconds(2);
+
+enum class Kind { kWait, kWhenIdle };
+
+struct Waiter {
+  Kind kind = Kind::kWait;
+  const std::function<bool()>* ready = nullptr;
+  std::optional<std::uint64_t> deadline;
+  bool counted = false;  // its thread takes part
+  bool granted = false;
+  bool was_ready = false;
+  std::condition_variable wake;
+};
+
+}  // namespace
+
+struct VirtualTime::State {
+  std::mutex mutex;
+  std::uint64_t now = 0;
+  std::uint64_t moves = 0;  // grows with everything that happens
+  int computing = 0;
+  std::list<Waiter*> waiters;  // in the order of arrival
+  std::function<void()> on_deadlock;
+
+  void Grant(std::list<Waiter*>::iterator at, bool ready) {
+    Waiter* const waiter = *at;
+    waiters.erase(at);
+    waiter->granted = true;
+    waiter->was_ready = ready;
+    if (waiter->counted) ++computing;
+    ++moves;
+    waiter->wake.notify_all();
+  }
+
+  bool GrantReady(Kind kind) {
+    bool any = false;
+    for (auto at = waiters.begin(); at != waiters.end();) {
+      const auto next = std::next(at);
+      if ((*at)->kind == kind && (*(*at)->ready)()) {
+        Grant(at, true);
+        any = true;
+      }
+      at = next;
+    }
+    return any;
+  }
+
+  /// Moves the clock to the earliest deadline and lets those through whose time is over.
+  bool Jump() {
+    std::optional<std::uint64_t> earliest;
+    for (const Waiter* waiter : waiters) {
+      if (waiter->deadline && (!earliest || *waiter->deadline < *earliest)) earliest = waiter->deadline;
+    }
+    if (!earliest) return false;
+    if (*earliest > now) now = *earliest;
+    for (auto at = waiters.begin(); at != waiters.end();) {
+      const auto next = std::next(at);
+      if ((*at)->deadline && *(*at)->deadline <= now) Grant(at, false);
+      at = next;
+    }
+    return true;
+  }
+
+  /// Called whenever a thread blocks or ends.
+  void GoOnIfIdle() {
+    if (computing > 0) return;
+    if (GrantReady(Kind::kWhenIdle) || Jump()) return;
+    bool tested = false;
+    for (auto at = waiters.begin(); at != waiters.end();) {
+      const auto next = std::next(at);
+      if ((*at)->kind == Kind::kWhenIdle) {
+        Grant(at, false);
+        tested = true;
+      }
+      at = next;
+    }
+    if (!tested && !waiters.empty() && on_deadlock) std::exchange(on_deadlock, nullptr)();
+  }
+
+  bool Wait(std::unique_lock<std::mutex>* lock, Waiter* waiter) {
+    waiters.push_back(waiter);
+    if (waiter->counted) --computing;
+    ++moves;
+    GoOnIfIdle();
+    while (!waiter->granted) {
+      const std::uint64_t before = moves;
+      const bool woken = waiter->wake.wait_for(*lock, kStalled, [&] { return waiter->granted; });
+      if (!woken && moves == before && !GrantReady(Kind::kWhenIdle)) Jump();
+    }
+    return waiter->was_ready;
+  }
+};
+
+namespace {
+
+thread_local const void* g_part_of = nullptr;
+
+}  // namespace
+
+VirtualTime::VirtualTime() : state_(std::make_shared<State>()) {
+  state_->computing = 1;
+  g_part_of = state_.get();
+}
+
+VirtualTime::~VirtualTime() {
+  if (g_part_of == state_.get()) g_part_of = nullptr;
+}
+
+std::uint64_t VirtualTime::now_ms() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->now;
+}
+
+bool VirtualTime::Block(const std::function<bool()>& ready, std::optional<std::uint64_t> timeout_ms) {
+  const auto state = state_;
+  std::unique_lock lock(state->mutex);
+  if (ready()) return true;
+  if (timeout_ms == 0) return false;
+  Waiter waiter;
+  waiter.ready = &ready;
+  if (timeout_ms) waiter.deadline = state->now + *timeout_ms;
+  waiter.counted = g_part_of == state.get();
+  return state->Wait(&lock, &waiter);
+}
+
+void VirtualTime::Change(const std::function<void()>& change) {
+  const std::lock_guard lock(state_->mutex);
+  change();
+  ++state_->moves;
+  state_->GrantReady(Kind::kWait);
+}
+
+bool VirtualTime::RunUntil(const std::function<bool()>& done, std::uint64_t most_ms) {
+  const auto state = state_;
+  std::unique_lock lock(state->mutex);
+  Waiter waiter;
+  waiter.kind = Kind::kWhenIdle;
+  waiter.ready = &done;
+  waiter.deadline = state->now + most_ms;
+  waiter.counted = g_part_of == state.get();
+  return state->Wait(&lock, &waiter) || done();
+}
+
+void VirtualTime::Settle() {
+  RunUntil([] { return true; });
+}
+
+void VirtualTime::Advance(std::uint64_t milliseconds) {
+  Block([] { return false; }, milliseconds);
+  Settle();
+}
+
+void VirtualTime::Enter() {
+  const std::lock_guard lock(state_->mutex);
+  ++state_->computing;
+  ++state_->moves;
+}
+
+void VirtualTime::BeginThread() {
+  g_part_of = state_.get();
+}
+
+void VirtualTime::Leave() {
+  g_part_of = nullptr;
+  const std::lock_guard lock(state_->mutex);
+  --state_->computing;
+  ++state_->moves;
+  state_->GoOnIfIdle();
+}
+
+void VirtualTime::BlockForEver() {
+  const auto state = state_;
+  if (g_part_of == state.get()) Leave();
+  std::mutex nothing;
+  std::condition_variable never;
+  std::unique_lock lock(nothing);
+  for (;;) never.wait(lock);
+}
+
+void VirtualTime::OnDeadlock(std::function<void()> handler) {
+  const std::lock_guard lock(state_->mutex);
+  state_->on_deadlock = std::move(handler);
+}
+
+}  // namespace varnel::testing
