@@ -45,6 +45,24 @@ StoreOptions Completed(StoreOptions options) {
   return options;
 }
 
+// Tells, record by record in their order, what lasts: a key's record comes before those that stand under it.
+class VolatileKeys {
+ public:
+  /// False for a damaged record.
+  bool Passes(const RecordPlace& place, std::span<const std::byte> record, bool* passes) {
+    *passes = keys_.count(place.parent) == 0;
+    if (place.tag != RecordTag::kKey) return true;
+    const auto key = KeyRecord::Parse(record);
+    if (!key) return false;
+    if (key->is_volatile) *passes = false;
+    if (!*passes) keys_.insert(key->id);
+    return true;
+  }
+
+ private:
+  std::unordered_set<KeyId> keys_;
+};
+
 }  // namespace
 
 RegistryStore::RegistryStore(std::string folder, const StoreOptions& options)
@@ -185,17 +203,13 @@ std::uint32_t RegistryStore::WriteCopy(Transaction& view, const CopyHeader& head
   CopyWriter writer(options_.io, folder_);
   int failed = writer.Begin(header);
   if (failed != 0) return ResultOf(failed);
-  std::unordered_set<KeyId> volatile_keys;  // a key's record comes before those that stand under it
+  VolatileKeys volatile_keys;
   RecordCursor cursor(&view);
   std::uint32_t result = cursor.Seek(RecordPlace{kNoKey, RecordTag::kKey, 0, 0});
   for (; result == kErrorSuccess && !cursor.at_end(); result = cursor.Next()) {
-    const bool is_key = cursor.place().tag == RecordTag::kKey;
-    const auto key = is_key ? KeyRecord::Parse(cursor.record()) : std::nullopt;
-    if (is_key && !key) return kErrorRegistryCorrupt;
-    const bool gone = volatile_keys.count(cursor.place().parent) != 0 || (key && key->is_volatile);
-    if (gone && key) volatile_keys.insert(key->id);
-    if (gone) continue;
-    failed = writer.Add(cursor.place_bytes(), cursor.record());
+    bool passes = false;
+    if (!volatile_keys.Passes(cursor.place(), cursor.record(), &passes)) return kErrorRegistryCorrupt;
+    if (passes) failed = writer.Add(cursor.place_bytes(), cursor.record());
     if (failed != 0) return ResultOf(failed);
   }
   return result == kErrorSuccess ? ResultOf(writer.Finish()) : result;
