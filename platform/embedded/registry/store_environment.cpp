@@ -1,6 +1,7 @@
 #include "platform/embedded/registry/store_environment.h"
 
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -93,8 +94,10 @@ std::uint32_t Transaction::Delete(const RecordPlace& place) {
 }
 
 std::uint32_t Transaction::Commit() {
-  const int result = ::mdb_txn_commit(std::exchange(txn_, nullptr));
+  int result = ::mdb_txn_commit(std::exchange(txn_, nullptr));
   map_in_use_ = {};
+  // A write that was cut short by a full disk comes back as an error of the device.
+  if (result == EIO && environment_->DiskIsFull()) result = ENOSPC;
   return Keep(result);
 }
 
@@ -174,6 +177,13 @@ int StoreEnvironment::FillUp() {
   return status.st_size >= wanted || ::ftruncate(file, wanted) == 0 ? MDB_SUCCESS : errno;
 }
 
+bool StoreEnvironment::DiskIsFull() const {
+  constexpr fsblkcnt_t kFewBlocks = 64;
+  mdb_filehandle_t file = -1;
+  struct statvfs status {};
+  return ::mdb_env_get_fd(environment_, &file) == 0 && ::fstatvfs(file, &status) == 0 && status.f_bavail < kFewBlocks;
+}
+
 std::uint32_t StoreEnvironment::OpenTable() {
   Transaction transaction;
   std::uint32_t error = BeginRead(&transaction);
@@ -206,6 +216,7 @@ int StoreEnvironment::TryBegin(unsigned flags, Transaction* transaction) {
     transaction->txn_ = nullptr;
     return result;
   }
+  transaction->environment_ = this;
   transaction->table_ = table_;
   transaction->map_in_use_ = std::move(map_in_use);
   return MDB_SUCCESS;

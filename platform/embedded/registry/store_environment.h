@@ -48,6 +48,7 @@ class Transaction {
 
   std::uint32_t Keep(int lmdb_result);
 
+  const StoreEnvironment* environment_ = nullptr;
   MDB_txn* txn_ = nullptr;
   MDB_dbi table_ = 0;
   bool out_of_room_ = false;
@@ -104,6 +105,8 @@ class StoreEnvironment {
   std::uint32_t Grow();
 
  private:
+  friend class Transaction;
+
   StoreEnvironment(MDB_env* environment, const MapLimits& limits) : environment_(environment), limits_(limits) {}
 
   std::uint32_t Begin(unsigned flags, Transaction* transaction);
@@ -111,6 +114,7 @@ class StoreEnvironment {
   int TakeOverMap();
   std::uint32_t OpenTable();
   int FillUp();
+  bool DiskIsFull() const;
 
   MDB_env* const environment_;
   const MapLimits limits_;

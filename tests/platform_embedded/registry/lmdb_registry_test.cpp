@@ -298,7 +298,7 @@ TEST_F(LmdbRegistryTest, ASubKeyNameThatDoesNotFitGives234AndLeavesTheLength) {
 }
 
 TEST_F(LmdbRegistryTest, NamesThatAllShareOneHashStayApart) {
-  registry_.reset();
+  Close();
   std::filesystem::remove_all(folder_ + "/registry");
   options_.hash = [](std::u16string_view) -> std::uint64_t { return 7; };
   Reopen();

@@ -32,38 +32,44 @@ class RegistryFixture : public ::testing::Test {
     Reopen();
   }
   void TearDown() override {
-    registry_.reset();
+    Close();
     std::filesystem::remove_all(folder_);
   }
 
+  /// Closes every key that Create and Open gave, and the registry.
+  void Close() {
+    for (const platform::HKEY key : keys_) {
+      if (registry_) registry_->RegCloseKey(key);
+    }
+    keys_.clear();
+    registry_.reset();
+  }
   /// Closes the registry and opens it once more.
   void Reopen() {
-    registry_.reset();
+    Close();
     registry_ = std::make_unique<LmdbRegistry>(folder_ + "/registry", options_);
   }
 
   platform::HKEY Create(const char16_t* path, std::uint32_t access = kReadWrite) {
     platform::HKEY key = nullptr;
     EXPECT_EQ(registry_->RegCreateKeyExW(platform::kHkeyLocalMachine, path, 0, access, &key, nullptr), 0u);
+    keys_.push_back(key);
     return key;
   }
   platform::HKEY Open(const char16_t* path, std::uint32_t access = kReadWrite) {
     platform::HKEY key = nullptr;
     registry_->RegOpenKeyExW(platform::kHkeyLocalMachine, path, 0, access, &key);
+    if (key != nullptr) keys_.push_back(key);
     return key;
   }
-  bool Exists(const char16_t* path) {
-    const platform::HKEY key = Open(path, platform::kKeyRead);
-    if (key != nullptr) registry_->RegCloseKey(key);
-    return key != nullptr;
-  }
+  bool Exists(const char16_t* path) { return Open(path, platform::kKeyRead) != nullptr; }
   std::uint32_t Set(platform::HKEY key, const char16_t* name, const std::string& data,
                     std::uint32_t type = platform::kRegBinary) {
     return registry_->RegSetValueExW(key, name, type, data.data(), static_cast<std::uint32_t>(data.size()));
   }
   /// The data, or "?" and the result.
   std::string Get(platform::HKEY key, const char16_t* name) {
-    std::string data(4096, '\0');
+    std::string data(16384, '\0');
     auto size = static_cast<std::uint32_t>(data.size());
     const std::uint32_t result = registry_->RegQueryValueExW(key, name, nullptr, data.data(), &size);
     if (result != 0) return "?" + std::to_string(result);
@@ -76,7 +82,7 @@ class RegistryFixture : public ::testing::Test {
       char16_t name[256];
       std::uint32_t length = 256;
       SeenValue value;
-      value.data.resize(4096);
+      value.data.resize(16384);
       auto size = static_cast<std::uint32_t>(value.data.size());
       const std::uint32_t result =
           registry_->RegEnumValueW(key, index, name, &length, &value.type, value.data.data(), &size);
@@ -106,6 +112,9 @@ class RegistryFixture : public ::testing::Test {
   std::string folder_;
   StoreOptions options_;
   std::unique_ptr<LmdbRegistry> registry_;
+
+ private:
+  std::vector<platform::HKEY> keys_;
 };
 
 }  // namespace varnel::embedded

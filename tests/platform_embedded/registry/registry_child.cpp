@@ -1,0 +1,117 @@
+// A process of its own for the tests of the registry: opens a registry folder and does what its arguments say.
+//
+//   registry_child FOLDER HOST_BOOT count N       sets "v" of SOFTWARE\Child to 1..N (N 0: for ever), a line for each
+//   registry_child FOLDER HOST_BOOT add PREFIX N  adds N values PREFIX0.. to SOFTWARE\Child, each with its own name
+//   registry_child FOLDER HOST_BOOT large BYTES   sets "large" of SOFTWARE\Child
+//   registry_child FOLDER HOST_BOOT fill BYTES    adds values of 10000 bytes while files may grow to BYTES only
+//   registry_child FOLDER HOST_BOOT delete        deletes SOFTWARE\Child
+//   registry_child FOLDER HOST_BOOT readers N     opens N views at once and waits for its end
+//
+// Every command but "readers" uses the port and prints each result that is not 0. A line is written before the next
+// call is made, so a reader knows what was accepted. It ends by exit, with the registry still open.
+#include <sys/resource.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "platform/embedded/registry/lmdb_registry.h"
+
+namespace {
+
+using namespace varnel::embedded;
+using namespace varnel::platform;
+
+void Say(const std::string& line) {
+  std::fputs((line + "\n").c_str(), stdout);
+  std::fflush(stdout);
+}
+
+class Child {
+ public:
+  Child(const std::string& folder, const std::string& host) {
+    options_.host_boot_id = host;
+    folder_ = folder;
+    registry_ = new LmdbRegistry(folder, options_);  // left open: the process's end is its close
+  }
+
+  int Run(const std::string& command, const std::vector<std::string>& arguments) {
+    if (command == "readers") return Readers(std::stoi(arguments[0]));
+    if (command == "delete") return static_cast<int>(registry_->RegDeleteTreeW(kHkeyLocalMachine, u"SOFTWARE\\Child"));
+    if (registry_->RegCreateKeyExW(kHkeyLocalMachine, u"SOFTWARE\\Child", 0, 0x2001F, &key_, nullptr) != 0) return 2;
+    if (command == "count") return Count(std::stoul(arguments[0]));
+    if (command == "add") return Add(arguments[0], std::stoul(arguments[1]));
+    if (command == "large") return Set(u"large", std::string(std::stoul(arguments[0]), 'L')) == 0 ? 0 : 1;
+    if (command == "fill") return Fill(std::stoul(arguments[0]));
+    return 64;
+  }
+
+ private:
+  std::uint32_t Set(const std::u16string& name, const std::string& data) {
+    const std::uint32_t result =
+        registry_->RegSetValueExW(key_, name.c_str(), kRegBinary, data.data(), static_cast<std::uint32_t>(data.size()));
+    if (result != 0) Say("failed " + std::to_string(result));
+    return result;
+  }
+
+  int Count(unsigned long limit) {
+    for (unsigned long i = 1; limit == 0 || i <= limit; ++i) {
+      if (Set(u"v", std::to_string(i)) != 0) return 1;
+      Say(std::to_string(i));
+    }
+    return 0;
+  }
+
+  int Add(const std::string& prefix, unsigned long count) {
+    for (unsigned long i = 0; i < count; ++i) {
+      const std::string name = prefix + std::to_string(i);
+      if (Set(std::u16string(name.begin(), name.end()), name) != 0) return 1;
+    }
+    return 0;
+  }
+
+  int Fill(unsigned long limit) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit file_size{limit, limit};
+    if (::setrlimit(RLIMIT_FSIZE, &file_size) != 0) return 3;
+    for (unsigned long i = 0;; ++i) {
+      const std::string name = "fill" + std::to_string(i);
+      if (Set(std::u16string(name.begin(), name.end()), std::string(10'000, 'F')) != 0) return 0;
+      Say(name);
+    }
+  }
+
+  int Readers(int count) {
+    std::shared_ptr<RegistryStore> store;
+    if (RegistryStore::Open(folder_, options_, &store) != 0) return 2;
+    Open(*store, count);
+    return 0;
+  }
+
+  // Each view is opened inside the one before.
+  static void Open(RegistryStore& store, int left) {
+    store.Read([&](Transaction&) -> std::uint32_t {
+      if (left > 1) {
+        Open(store, left - 1);
+      } else {
+        Say("open");
+        std::getchar();
+      }
+      return 0;
+    });
+  }
+
+  std::string folder_;
+  StoreOptions options_;
+  LmdbRegistry* registry_ = nullptr;
+  HKEY key_ = nullptr;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 4) return 64;
+  return Child(argv[1], argv[2]).Run(argv[3], std::vector<std::string>(argv + 4, argv + argc));
+}
