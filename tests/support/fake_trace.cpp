@@ -197,6 +197,7 @@ std::uint32_t FakeTrace::ControlTraceW(TRACEHANDLE handle, const char16_t* name,
 std::uint32_t FakeTrace::EnableTraceEx2(TRACEHANDLE handle, const GUID* provider, std::uint32_t control_code,
                                         std::uint8_t level, std::uint64_t match_any, std::uint64_t match_all,
                                         std::uint32_t, const void*) {
+  if (provider == nullptr) return platform::kErrorInvalidParameter;
   std::uint32_t result = platform::kErrorSuccess;
   time_->Change([&] {
     Session* const session = Running(handle, {});
