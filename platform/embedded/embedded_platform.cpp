@@ -5,6 +5,8 @@
 #include "platform/embedded/core/attachment.h"
 #include "platform/embedded/null_ports.h"
 #include "platform/embedded/registry/lmdb_registry.h"
+#include "platform/embedded/tdh/embedded_tdh.h"
+#include "platform/embedded/tdh/manifest_file.h"
 
 namespace varnel::embedded {
 namespace {
@@ -52,12 +54,13 @@ EmbeddedPlatform::EmbeddedPlatform(std::shared_ptr<Machine> machine)
     : machine_(std::move(machine)),
       files_(machine_, &environment_),
       system_(machine_, &environment_),
-      trace_(std::make_unique<NullTrace>()),
-      tdh_(std::make_unique<NullTdh>()) {
+      trace_(std::make_unique<NullTrace>()) {
   if (machine_) {
     registry_ = std::make_unique<LmdbRegistry>(machine_->RegistryPath());
+    tdh_ = std::make_unique<EmbeddedTdh>(ReadThrough(&files_, &system_));
   } else {
     registry_ = std::make_unique<NullRegistry>();
+    tdh_ = std::make_unique<NullTdh>();
   }
   record_ = {registry_.get(), &files_, &threads_, trace_.get(), tdh_.get(), &crypto_, &system_};
 }
