@@ -8,17 +8,16 @@
 #include <vector>
 
 #include "base/log.h"
-#include "tests/pipeline/json_allocations.h"
 #include "tests/pipeline/scripted_tdh.h"
+#include "tests/support/cjson_faults.h"
 #include "tests/support/scripted_platform.h"
 
 namespace varnel {
 namespace {
 
-using Length = testing::FailingJsonAllocation::Length;
 using testing::NarrowProperty;
 using testing::Property;
-using testing::ScriptedProperty;
+using testing::SchemaProperty;
 using testing::WideProperty;
 
 constexpr std::uint32_t kAllLevels = LOG_ERROR | LOG_INFO | LOG_DETAIL;
@@ -28,13 +27,13 @@ class EventDecodeTest : public ::testing::Test {
   EventDecodeTest() {
     platform_.ports.tdh = &tdh_;
     WrapLogInit(kAllLevels, nullptr);
-    event_ = testing::ScriptedEvent();
+    event_ = testing::SampleRecord();
   }
 
   ~EventDecodeTest() override {
     if (raw_ != nullptr) DestoryRawEvent(raw_);
     EXPECT_EQ(platform_.system.heap_blocks(), 0);
-    EXPECT_EQ(testing::LiveJsonBlocks(), json_blocks_);
+    EXPECT_EQ(testing::CJsonBlocks(), json_blocks_);
   }
 
   std::uint32_t Convert() {
@@ -62,7 +61,7 @@ class EventDecodeTest : public ::testing::Test {
     return printed;
   }
 
-  std::string Printed(ScriptedProperty property) {
+  std::string Printed(SchemaProperty property) {
     tdh_.properties = {std::move(property)};
     const std::vector<std::string> printed = Printed();
     return printed.empty() ? "" : printed[0];
@@ -72,7 +71,7 @@ class EventDecodeTest : public ::testing::Test {
   testing::ScriptedTdh tdh_;
   platform::EVENT_RECORD event_{};
   RawEvent* raw_ = nullptr;
-  int json_blocks_ = testing::LiveJsonBlocks();
+  long json_blocks_ = testing::CJsonBlocks();
 };
 
 TEST_F(EventDecodeTest, TheHeaderGivesEightKeysInTheirOrder) {
@@ -246,13 +245,13 @@ TEST_F(EventDecodeTest, OneInitMarkAloneMakesNoInitEvent) {
 }
 
 TEST_F(EventDecodeTest, TheMarksNeedTheWholeNameTheWholeValueAndTheType) {
-  const auto is_init = [&](ScriptedProperty function, ScriptedProperty message) {
+  const auto is_init = [&](SchemaProperty function, SchemaProperty message) {
     tdh_.properties = {std::move(function), std::move(message)};
     EXPECT_EQ(Convert(), 0u);
     return raw_->bIsModuleInitEvent;
   };
-  const ScriptedProperty function = NarrowProperty(u"Function", "EventToWardletInitialize");
-  const ScriptedProperty message = WideProperty(u"AdditionalMsg", u"$EVENT_INIT$");
+  const SchemaProperty function = NarrowProperty(u"Function", "EventToWardletInitialize");
+  const SchemaProperty message = WideProperty(u"AdditionalMsg", u"$EVENT_INIT$");
   EXPECT_EQ(is_init(function, message), 1u);
   EXPECT_EQ(is_init(function, WideProperty(u"AdditionalMsgWide", u"$EVENT_INIT$")), 0u);
   EXPECT_EQ(is_init(function, NarrowProperty(u"AdditionalMsg", "$EVENT_INIT$")), 0u);
@@ -315,7 +314,7 @@ TEST_F(EventDecodeTest, WithoutMemoryForATextThePropertyIsMissing) {
 }
 
 TEST_F(EventDecodeTest, WithoutMemoryForTheJsonObjectTheResultIs14) {
-  const testing::FailingJsonAllocation failing(1, Length::kOnce);
+  const testing::CJsonAllocationFaults failing(1);
   EXPECT_EQ(Convert(), 14u);
   EXPECT_EQ(raw_, nullptr);
 }
@@ -327,9 +326,9 @@ TEST_F(EventDecodeTest, OneFailingJsonAllocationCostsOneKeyOrTheEvent) {
     std::uint32_t result = 0;
     bool happened = false;
     {
-      const testing::FailingJsonAllocation failing(nth, Length::kOnce);
+      const testing::CJsonAllocationFaults failing(nth);
       result = Convert();
-      happened = failing.Happened();
+      happened = failing.failed();
     }
     if (!happened) break;
     if (result != 0) {
@@ -348,9 +347,9 @@ TEST_F(EventDecodeTest, EveryFailingJsonAllocationLosesTheEventAndNothingElse) {
   tdh_.properties = {NarrowProperty(u"Function", "Open"), {u"b", 4, {1, 2}}};
   unsigned failed = 0;
   for (unsigned nth = 1;; ++nth) {
-    const testing::FailingJsonAllocation failing(nth, Length::kForEver);
+    const testing::CJsonAllocationFaults failing(nth, /*persistent=*/true);
     const std::uint32_t result = Convert();
-    if (!failing.Happened()) {
+    if (!failing.failed()) {
       EXPECT_EQ(result, 0u);
       break;
     }
@@ -358,7 +357,7 @@ TEST_F(EventDecodeTest, EveryFailingJsonAllocationLosesTheEventAndNothingElse) {
     EXPECT_EQ(result, 14u) << "allocation " << nth;
     EXPECT_EQ(raw_, nullptr);
     EXPECT_EQ(platform_.system.heap_blocks(), 0);
-    EXPECT_EQ(testing::LiveJsonBlocks(), json_blocks_);
+    EXPECT_EQ(testing::CJsonBlocks(), json_blocks_);
   }
   EXPECT_GT(failed, 10u);
 }

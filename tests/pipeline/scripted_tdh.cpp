@@ -7,13 +7,13 @@ constexpr std::uint32_t kWholeProperty = 0xFFFFFFFF;
 
 }  // namespace
 
-ScriptedProperty NarrowProperty(std::u16string name, std::string_view text) {
+SchemaProperty NarrowProperty(std::u16string name, std::string_view text) {
   std::vector<std::uint8_t> bytes(text.begin(), text.end());
   bytes.push_back(0);
   return {std::move(name), 2, std::move(bytes)};
 }
 
-ScriptedProperty WideProperty(std::u16string name, std::u16string_view text) {
+SchemaProperty WideProperty(std::u16string name, std::u16string_view text) {
   std::vector<std::uint8_t> bytes(2 * text.size() + 2);
   std::memcpy(bytes.data(), text.data(), 2 * text.size());
   return {std::move(name), 1, std::move(bytes)};
@@ -22,7 +22,7 @@ ScriptedProperty WideProperty(std::u16string name, std::u16string_view text) {
 std::uint32_t ScriptedTdh::TdhGetEventInformation(const platform::EVENT_RECORD* /*event*/,
                                                   platform::TRACE_EVENT_INFO* buffer, std::uint32_t* size) {
   std::uint32_t needed = sizeof(platform::TRACE_EVENT_INFO);
-  for (const ScriptedProperty& property : properties) {
+  for (const SchemaProperty& property : properties) {
     needed += static_cast<std::uint32_t>(sizeof(platform::EVENT_PROPERTY_INFO) + 2 * property.name.size() + 2);
   }
   if (buffer == nullptr) {
@@ -47,11 +47,11 @@ std::uint32_t ScriptedTdh::TdhGetEventInformation(const platform::EVENT_RECORD* 
   return 0;
 }
 
-const ScriptedProperty* ScriptedTdh::Find(std::uint32_t descriptor_count,
-                                          const platform::PROPERTY_DATA_DESCRIPTOR* descriptors) const {
+const SchemaProperty* ScriptedTdh::Find(std::uint32_t descriptor_count,
+                                        const platform::PROPERTY_DATA_DESCRIPTOR* descriptors) const {
   if (descriptor_count != 1 || descriptors->ArrayIndex != kWholeProperty) return nullptr;
   const std::u16string_view name(reinterpret_cast<const char16_t*>(descriptors->PropertyName));
-  for (const ScriptedProperty& property : properties) {
+  for (const SchemaProperty& property : properties) {
     // A name longer than the caller's buffer comes back cut.
     if (property.name == name || (name.size() == 255 && property.name.starts_with(name))) return &property;
   }
@@ -61,7 +61,7 @@ const ScriptedProperty* ScriptedTdh::Find(std::uint32_t descriptor_count,
 std::uint32_t ScriptedTdh::TdhGetPropertySize(const platform::EVENT_RECORD* /*event*/, std::uint32_t descriptor_count,
                                               const platform::PROPERTY_DATA_DESCRIPTOR* descriptors,
                                               std::uint32_t* size) {
-  const ScriptedProperty* property = Find(descriptor_count, descriptors);
+  const SchemaProperty* property = Find(descriptor_count, descriptors);
   if (property == nullptr) return platform::kErrorNotFound;
   if (property->size_answer != 0) return property->size_answer;
   *size = static_cast<std::uint32_t>(property->bytes.size());
@@ -71,7 +71,7 @@ std::uint32_t ScriptedTdh::TdhGetPropertySize(const platform::EVENT_RECORD* /*ev
 std::uint32_t ScriptedTdh::TdhGetProperty(const platform::EVENT_RECORD* /*event*/, std::uint32_t descriptor_count,
                                           const platform::PROPERTY_DATA_DESCRIPTOR* descriptors, std::uint32_t size,
                                           std::uint8_t* buffer) {
-  const ScriptedProperty* property = Find(descriptor_count, descriptors);
+  const SchemaProperty* property = Find(descriptor_count, descriptors);
   if (property == nullptr) return platform::kErrorNotFound;
   if (property->value_answer != 0) return property->value_answer;
   if (size < property->bytes.size()) return platform::kErrorInsufficientBuffer;
@@ -79,7 +79,7 @@ std::uint32_t ScriptedTdh::TdhGetProperty(const platform::EVENT_RECORD* /*event*
   return 0;
 }
 
-platform::EVENT_RECORD ScriptedEvent() {
+platform::EVENT_RECORD SampleRecord() {
   platform::EVENT_RECORD event{};
   event.EventHeader.ProcessId = 1234;
   event.EventHeader.ThreadId = 5678;

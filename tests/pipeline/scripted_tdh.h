@@ -13,7 +13,7 @@
 
 namespace varnel::testing {
 
-struct ScriptedProperty {
+struct SchemaProperty {
   std::u16string name;
   std::uint16_t in_type = 0;
   std::vector<std::uint8_t> bytes;
@@ -23,19 +23,19 @@ struct ScriptedProperty {
 };
 
 template <typename T>
-ScriptedProperty Property(std::u16string name, std::uint16_t in_type, T value) {
+SchemaProperty Property(std::u16string name, std::uint16_t in_type, T value) {
   static_assert(std::is_trivially_copyable_v<T>);
   std::vector<std::uint8_t> bytes(sizeof(value));
   std::memcpy(bytes.data(), &value, sizeof(value));
   return {std::move(name), in_type, std::move(bytes)};
 }
 /// Both with the NUL that the texts of manifests carry.
-ScriptedProperty NarrowProperty(std::u16string name, std::string_view text);
-ScriptedProperty WideProperty(std::u16string name, std::u16string_view text);
+SchemaProperty NarrowProperty(std::u16string name, std::string_view text);
+SchemaProperty WideProperty(std::u16string name, std::u16string_view text);
 
 class ScriptedTdh : public platform::Tdh {
  public:
-  std::vector<ScriptedProperty> properties;
+  std::vector<SchemaProperty> properties;
   std::uint32_t first_answer = 122;
   bool tells_size = true;
   std::uint32_t second_answer = 0;
@@ -50,11 +50,11 @@ class ScriptedTdh : public platform::Tdh {
                                std::uint8_t* buffer) override;
 
  private:
-  const ScriptedProperty* Find(std::uint32_t descriptor_count,
-                               const platform::PROPERTY_DATA_DESCRIPTOR* descriptors) const;
+  const SchemaProperty* Find(std::uint32_t descriptor_count,
+                             const platform::PROPERTY_DATA_DESCRIPTOR* descriptors) const;
 };
 
 /// An event of the first provider of the table, with every field set to something of its own.
-platform::EVENT_RECORD ScriptedEvent();
+platform::EVENT_RECORD SampleRecord();
 
 }  // namespace varnel::testing
