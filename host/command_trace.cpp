@@ -4,6 +4,7 @@
 
 #include "CLI/CLI.hpp"
 #include "host/program.h"
+#include "host/trace_cat.h"
 #include "host/trace_gaps.h"
 #include "host/trace_info.h"
 
@@ -28,6 +29,25 @@ void AddInfo(CLI::App* trace, Choice* choice) {
   SetAction(info, choice, [options] { return TraceInfo(*options, stdout, stderr); });
 }
 
+void AddCat(CLI::App* trace, Choice* choice) {
+  auto options = std::make_shared<TraceCatOptions>();
+  CLI::App* cat = trace->add_subcommand("cat", "Prints each event of trace files as one line of JSON");
+  AddFiles(cat, &options->files);
+  cat->add_option("--manifest", options->manifests, "An instrumentation manifest that tells layouts; may be repeated")
+      ->type_name("FILE")
+      ->allow_extra_args(false);
+  cat->add_option("--provider", options->provider, "Only events of this provider")->type_name("GUID");
+  cat->add_flag("--count", options->count, "Prints the number of events instead");
+  cat->footer(
+      "Properties are decoded where a manifest, or the event itself, tells the layout; else the payload stands in\n"
+      "hexadecimal.\n"
+      "\n"
+      "Examples:\n"
+      "  wardlet trace cat boot.etl | jq -r .provider | sort | uniq -c\n"
+      "  wardlet trace cat --manifest driver.man --provider '{22FB2CD6-0E7B-422B-A0C7-2FAD1FD0E716}' boot.etl");
+  SetAction(cat, choice, [options] { return TraceCat(*options, stdout, stderr); });
+}
+
 void AddGaps(CLI::App* trace, Choice* choice) {
   auto options = std::make_shared<TraceGapsOptions>();
   CLI::App* gaps =
@@ -49,6 +69,7 @@ void AddTraceCommands(CLI::App* program, Choice* choice) {
   trace->require_subcommand(1);
   trace->footer("Examples:\n  wardlet trace info boot.etl");
   AddInfo(trace, choice);
+  AddCat(trace, choice);
   AddGaps(trace, choice);
 }
 

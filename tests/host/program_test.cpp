@@ -50,7 +50,8 @@ INSTANTIATE_TEST_SUITE_P(
                     HelpCase{{"uninstall"}, "uninstall.txt"}, HelpCase{{"version"}, "version.txt"},
                     HelpCase{{"machine"}, "machine.txt"}, HelpCase{{"machine", "info"}, "machine_info.txt"},
                     HelpCase{{"machine", "emit"}, "machine_emit.txt"}, HelpCase{{"trace"}, "trace.txt"},
-                    HelpCase{{"trace", "info"}, "trace_info.txt"}, HelpCase{{"trace", "gaps"}, "trace_gaps.txt"}),
+                    HelpCase{{"trace", "info"}, "trace_info.txt"}, HelpCase{{"trace", "cat"}, "trace_cat.txt"},
+                    HelpCase{{"trace", "gaps"}, "trace_gaps.txt"}),
     [](const testing::TestParamInfo<HelpCase>& info) { return info.param.file.substr(0, info.param.file.find('.')); });
 
 struct WrongUse {
