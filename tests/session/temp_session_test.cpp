@@ -105,8 +105,8 @@ TEST_F(TempSession, CreationNeedsAPlaceForTheHandle) {
   EXPECT_TRUE(platform_.trace.ControlCalls().empty());
 }
 
-TEST_F(TempSession, WithoutASystemFolderCreationGivesTheGeneralFailureAfterItsLine) {
-  platform_.system.system_directory.clear();
+TEST_F(TempSessionFaults, WithoutASystemFolderCreationGivesTheGeneralFailureAfterItsLine) {
+  plan_.Fail("GetSystemDirectoryW", 5);
   platform::TRACEHANDLE handle = 0;
   EXPECT_EQ(CreateTempSession(&handle), 0x90000000u);
   EXPECT_TRUE(platform_.system.Logged("CreateTempSession func call GenericUniqueTempSessionLogFile failed!\r\n"));

@@ -14,8 +14,8 @@ struct Probe : Object {
 };
 
 TEST(HandleTable, AClosedHandleIsNeverFoundAgain) {
+  bool ended = false;  // outlives the table, whose objects write it
   HandleTable table;
-  bool ended = false;
   const auto handle = table.Insert(std::make_shared<Probe>(&ended));
   ASSERT_NE(handle, nullptr);
   EXPECT_NE(table.Find(handle), nullptr);
@@ -26,10 +26,10 @@ TEST(HandleTable, AClosedHandleIsNeverFoundAgain) {
 }
 
 TEST(HandleTable, ValuesAreNotUsedAgain) {
+  bool ended = false;
   HandleTable table;
   std::set<platform::HANDLE> seen;
   for (int i = 0; i < 1000; ++i) {
-    bool ended = false;
     const auto handle = table.Insert(std::make_shared<Probe>(&ended));
     EXPECT_TRUE(seen.insert(handle).second);
     table.Remove(handle);
@@ -37,8 +37,8 @@ TEST(HandleTable, ValuesAreNotUsedAgain) {
 }
 
 TEST(HandleTable, AnObjectInUseOutlivesItsHandle) {
+  bool ended = false;  // outlives the table, whose objects write it
   HandleTable table;
-  bool ended = false;
   const auto handle = table.Insert(std::make_shared<Probe>(&ended));
   auto used = table.Find(handle);
   table.Remove(handle);
@@ -48,8 +48,8 @@ TEST(HandleTable, AnObjectInUseOutlivesItsHandle) {
 }
 
 TEST(HandleTable, AHandleOfAnotherKindIsNotFound) {
+  bool ended = false;  // outlives the table, whose objects write it
   HandleTable table;
-  bool ended = false;
   const auto handle = table.Insert(std::make_shared<Probe>(&ended));
   EXPECT_EQ(table.Find<Probe>(handle, Object::Kind::kFile), nullptr);
   EXPECT_NE(table.Find<Probe>(handle, Object::Kind::kOther), nullptr);

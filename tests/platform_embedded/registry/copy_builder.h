@@ -10,12 +10,12 @@ class CopyBuilder {
  public:
   static std::string Little(std::uint64_t value, int size) {
     std::string bytes;
-    for (int i = 0; i < size; ++i) bytes.push_back(static_cast<char>(value >> (8 * i)));
+    for (int i = 0; i < size; ++i) bytes.push_back(i < 8 ? static_cast<char>(value >> (8 * i)) : '\0');
     return bytes;
   }
   static std::string Big(std::uint64_t value, int size) {
     std::string bytes;
-    for (int i = size - 1; i >= 0; --i) bytes.push_back(static_cast<char>(value >> (8 * i)));
+    for (int i = size - 1; i >= 0; --i) bytes.push_back(i < 8 ? static_cast<char>(value >> (8 * i)) : '\0');
     return bytes;
   }
   static std::string Wide(const std::u16string& text) {

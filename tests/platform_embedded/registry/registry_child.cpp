@@ -34,7 +34,9 @@ class Child {
   Child(const std::string& folder, const std::string& host) {
     options_.host_boot_id = host;
     folder_ = folder;
-    registry_ = new LmdbRegistry(folder, options_);  // left open: the process's end is its close
+    // Left open, and reachable to the last: the process's end is its close.
+    static LmdbRegistry* const left_open = new LmdbRegistry(folder, options_);
+    registry_ = left_open;
   }
 
   int Run(const std::string& command, const std::vector<std::string>& arguments) {

@@ -47,7 +47,8 @@ class MemoryIo : public CopyIo {
 };
 
 TEST(RegistryCopy, ACopyThatFollowsTheFormatIsRead) {
-  const auto copy = Parse(SmallCopy());
+  const std::string bytes = SmallCopy();  // the records point into it
+  const auto copy = Parse(bytes);
   ASSERT_TRUE(copy.ok()) << copy.error().message << copy.error().offset;
   EXPECT_EQ(copy.value().header, (CopyHeader{1, 5, 77}));
   EXPECT_EQ(copy.value().store.next_id, 4u);
