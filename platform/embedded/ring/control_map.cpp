@@ -141,10 +141,24 @@ ControlMap::~ControlMap() {
   ::munmap(header_, size_);
 }
 
-Result<SessionConstants> ReadConstants(const std::string& path) {
+Result<ControlGlance> GlanceAt(const std::string& path) {
   const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!fd.valid()) return SystemFailure(path);
-  return ReadConstantsOf(fd.get(), path);
+  const auto constants = ReadConstantsOf(fd.get(), path);
+  if (!constants.ok()) return constants.error();
+  ControlGlance glance{constants.value()};
+  constexpr std::size_t kState = offsetof(ControlHeader, words) + offsetof(SessionWords, state);
+  std::uint64_t ids[2];
+  std::uint32_t state;
+  static_assert(offsetof(SessionFileNames, inode) == offsetof(SessionFileNames, device) + sizeof ids[0]);
+  if (::pread(fd.get(), ids, sizeof ids, offsetof(ControlHeader, file)) != static_cast<ssize_t>(sizeof ids) ||
+      ::pread(fd.get(), &state, sizeof state, kState) != static_cast<ssize_t>(sizeof state)) {
+    return Bad(path, "too short");
+  }
+  glance.state = static_cast<SessionState>(state);
+  glance.device = ids[0];
+  glance.inode = ids[1];
+  return glance;
 }
 
 }  // namespace varnel::embedded::ring

@@ -73,8 +73,18 @@ class ControlMap {
   std::byte* const buffers_;
 };
 
-/// Reads the constants of a control file without mapping it, checked as Open checks them.
-formats::Result<SessionConstants> ReadConstants(const std::string& path);
+/// What a look at a control file tells without mapping it.
+struct ControlGlance {
+  SessionConstants constants;
+  SessionState state = SessionState::kEnded;
+  std::uint64_t device = 0;  // of the session's file, if it has one
+  std::uint64_t inode = 0;
+
+  std::u16string_view name() const noexcept { return {constants.name, constants.name_length}; }
+};
+
+/// The constants are checked as Open checks them.
+formats::Result<ControlGlance> GlanceAt(const std::string& path);
 
 /// A word inside a buffer. REQUIRES: `place` is a multiple of 8 inside the buffer.
 inline Word64& EventWord(std::byte* buffer, std::uint32_t place) noexcept {

@@ -165,6 +165,20 @@ void WakeReaders(const ControlMap& map) noexcept {
   ::syscall(SYS_futex, &closings, FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
 }
 
+bool IsClosed(const ControlMap& map, std::uint64_t sequence) noexcept {
+  const OpenBuffer open = map.open();
+  if (sequence != open.sequence) return sequence < open.sequence;
+  return open.slot < map.descriptors().size() && WordOf(map, open.slot).closed;
+}
+
+void SleepUntilClosing(const ControlMap& map, std::uint32_t seen, std::chrono::microseconds limit) noexcept {
+  auto& words = map.words();
+  words.sleepers.fetch_add(1, std::memory_order_seq_cst);
+  const timespec wait = {static_cast<time_t>(limit.count() / 1'000'000), limit.count() % 1'000'000 * 1000};
+  ::syscall(SYS_futex, &words.closings, FUTEX_WAIT, seen, &wait, nullptr, 0);
+  words.sleepers.fetch_sub(1, std::memory_order_seq_cst);
+}
+
 ReservationWord WordOf(const ControlMap& map, std::uint32_t slot) noexcept {
   const auto word = ReservationWord::Unpack(map.descriptors()[slot].word.load(std::memory_order_acquire));
   return Bounded(word, map.buffer_size());

@@ -48,6 +48,12 @@ SealResult TrySeal(const ControlMap& map, const Participant& self, std::uint32_t
 SealResult SealWithin(const ControlMap& map, const Participant& self, std::uint32_t slot,
                       std::uint64_t sequence) noexcept;
 
+/// Whether buffer `sequence` is closed (or its number lies behind the open one's).
+bool IsClosed(const ControlMap& map, std::uint64_t sequence) noexcept;
+
+/// Sleeps until something closes after `seen` (a value of the closings word) or for `limit`, whichever is first.
+void SleepUntilClosing(const ControlMap& map, std::uint32_t seen, std::chrono::microseconds limit) noexcept;
+
 /// Wakes the readers that sleep until something closes.
 void WakeReaders(const ControlMap& map) noexcept;
 

@@ -109,7 +109,10 @@ formats::EtlLogHeader DescribeFile(const ControlMap& map, const FilePlace& place
 }
 
 SessionFile::SessionFile(std::shared_ptr<ControlMap> map, std::string lock_path)
-    : map_(std::move(map)), lock_path_(std::move(lock_path)), shape_(FileShape::Of(map_->constants())) {}
+    : map_(std::move(map)), lock_path_(std::move(lock_path)), shape_(FileShape::Of(map_->constants())) {
+  // At once: the folder goes when the session ends, and what is still to be read then needs the lock.
+  EnsureLockFd();
+}
 
 SessionFile::Held::Held(SessionFile& file, LockKind kind, Wait wait) noexcept
     : file_(file), inner_(file.mutex_, std::defer_lock) {

@@ -94,11 +94,18 @@ bool SessionStore::IsOfThisBoot(const SessionConstants& constants) const {
   return host_boot_id_ == constants.host_boot_id;
 }
 
+std::optional<ControlGlance> SessionStore::Glance(std::uint64_t id) const {
+  auto glance = GlanceAt(FolderOf(id) + "/control");
+  if (!glance.ok() || glance.value().constants.id != id) return std::nullopt;
+  if (glance.value().state != SessionState::kRunning || !IsOfThisBoot(glance.value().constants)) return std::nullopt;
+  return std::move(glance).value();
+}
+
 std::vector<std::uint64_t> SessionStore::RunningIds() const {
   std::vector<std::uint64_t> ids;
   for (const auto& name : Entries(folder_)) {
     const std::uint64_t id = IdOf(name);
-    if (id != 0 && Open(id) != nullptr) ids.push_back(id);
+    if (id != 0 && Glance(id)) ids.push_back(id);
   }
   std::sort(ids.begin(), ids.end());
   return ids;
@@ -111,31 +118,43 @@ std::shared_ptr<Session> SessionStore::Open(std::uint64_t id) const {
   return IsOfThisBoot(session.value()->map()->constants()) ? std::move(session).value() : nullptr;
 }
 
-std::shared_ptr<Session> SessionStore::FindByName(std::u16string_view name) const {
-  for (const std::uint64_t id : RunningIds()) {
-    auto session = Open(id);
-    if (session && EqualFolded(session->name(), name)) return session;
+template <typename Wanted>
+std::shared_ptr<Session> SessionStore::FindWhere(Wanted wanted) const {
+  for (const auto& entry : Entries(folder_)) {
+    const std::uint64_t id = IdOf(entry);
+    if (id == 0) continue;
+    const auto glance = Glance(id);
+    if (glance && wanted(*glance)) {
+      if (auto session = Open(id)) return session;
+    }
   }
   return nullptr;
+}
+
+std::shared_ptr<Session> SessionStore::FindByName(std::u16string_view name) const {
+  return FindWhere([&](const ControlGlance& glance) { return EqualFolded(glance.name(), name); });
 }
 
 std::shared_ptr<Session> SessionStore::FindByHandle(std::uint64_t handle) const {
   if (auto session = Open(handle)) return session;
   if (handle == 0 || handle > 0xFFFF) return nullptr;
-  for (const std::uint64_t id : RunningIds()) {
-    if ((id & 0xFFFF) == handle) return Open(id);
-  }
-  return nullptr;
+  return FindWhere([&](const ControlGlance& glance) { return glance.constants.logger_id == handle; });
 }
 
 std::shared_ptr<Session> SessionStore::FindByFile(std::uint64_t device, std::uint64_t inode) const {
-  for (const std::uint64_t id : RunningIds()) {
-    auto session = Open(id);
-    if (!session || session->map()->constants().has_file == 0) continue;
-    const SessionFileNames& names = session->map()->file_names();
-    if (names.device == device && names.inode == inode) return session;
+  return FindWhere([&](const ControlGlance& glance) {
+    return glance.constants.has_file != 0 && glance.device == device && glance.inode == inode;
+  });
+}
+
+bool SessionStore::IsFileInUse(std::uint64_t device, std::uint64_t inode) const {
+  for (const auto& entry : Entries(folder_)) {
+    const std::uint64_t id = IdOf(entry);
+    if (id == 0) continue;
+    const auto glance = Glance(id);
+    if (glance && glance->constants.has_file != 0 && glance->device == device && glance->inode == inode) return true;
   }
-  return nullptr;
+  return false;
 }
 
 bool SessionStore::ChangeEnables(const std::function<void(EnableTable&)>& work) const {
@@ -166,6 +185,7 @@ void SessionStore::SweepLocked(EnableTable& table) const {
     }
     if (session.ok()) {
       const auto& map = *session.value()->map();
+      map.words().state.store(static_cast<std::uint32_t>(SessionState::kEnded), std::memory_order_seq_cst);
       table.RaiseLastTime(map.clock().ToFileTime(LatestStamp(map)));
     }
     table.ClearSession(id);

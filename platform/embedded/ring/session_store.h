@@ -48,6 +48,8 @@ class SessionStore {
   std::shared_ptr<Session> FindByHandle(std::uint64_t handle) const;
   /// The running session that writes this file.
   std::shared_ptr<Session> FindByFile(std::uint64_t device, std::uint64_t inode) const;
+  /// Whether a running session writes this file, whoever lives.
+  bool IsFileInUse(std::uint64_t device, std::uint64_t inode) const;
 
   /// Starts a session; `*failure` says why not when null comes back.
   std::shared_ptr<Session> Start(const SessionParameters& parameters, StartFailure* failure) const;
@@ -65,6 +67,9 @@ class SessionStore {
   std::string LockPath() const { return folder_ + "/lock"; }
   std::string TablePath() const { return folder_ + "/providers"; }
   std::string FolderOf(std::uint64_t id) const { return folder_ + "/" + std::to_string(id); }
+  std::optional<ControlGlance> Glance(std::uint64_t id) const;
+  template <typename Wanted>
+  std::shared_ptr<Session> FindWhere(Wanted wanted) const;
   bool IsOfThisBoot(const SessionConstants& constants) const;
   void SweepLocked(EnableTable& table) const;
   bool StopLocked(EnableTable& table, Session& session) const;

@@ -1,0 +1,67 @@
+// What a machine's tools and its other ports ask of its trace sessions. Any thread may call.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "interfaces/guid.h"
+#include "platform/embedded/core/machine.h"
+#include "platform/embedded/trace/trace_options.h"
+
+namespace varnel::embedded {
+
+/// A provider that a session has enabled.
+struct EnabledProvider {
+  GUID guid{};
+  std::uint8_t level = 0;
+  std::uint64_t match_any = 0;
+  std::uint64_t match_all = 0;
+};
+
+/// A running session.
+struct SessionSummary {
+  std::uint64_t id = 0;  // its handle
+  std::u16string name;
+  GUID guid{};
+  std::uint32_t log_file_mode = 0;
+  std::u16string log_file_name;   // empty: it has no file
+  std::uint32_t buffer_size = 0;  // bytes
+  std::uint32_t buffers = 0;
+  std::uint32_t free_buffers = 0;
+  std::uint64_t buffers_written = 0;  // the header buffer not counted
+  std::uint64_t events_lost = 0;
+  std::uint64_t buffers_lost = 0;
+  std::int64_t start_time = 0;  // FILETIME
+  std::vector<EnabledProvider> providers;
+};
+
+/// The sessions that run, in the order in which they were started.
+std::vector<SessionSummary> ListSessions(const Machine& machine);
+
+/// Stops every session of the machine and writes its buffers out.
+void EndAllSessions(const Machine& machine);
+
+/// Whether a running session writes the file, whoever lives. For the files port, which keeps such a file from being
+/// deleted or opened against the session.
+bool InUseBySession(const Machine& machine, std::uint64_t device, std::uint64_t inode);
+
+/// A session as the boot starts it from its registry key.
+struct AutoLoggerSession {
+  std::u16string name;
+  GUID guid{};
+  std::u16string log_file;  // Windows path with the rotation number; empty: none
+  std::uint32_t buffer_size_kb = 0;
+  std::uint32_t minimum_buffers = 0;
+  std::uint32_t maximum_buffers = 0;
+  std::uint32_t maximum_file_size = 0;
+  std::uint32_t log_file_mode = 0;
+  std::uint32_t flush_timer = 0;  // seconds
+  std::vector<EnabledProvider> providers;
+};
+
+/// Starts it and enables its providers. 0, or a Win32 error; then nothing of it runs.
+std::uint32_t StartSessionFromAutoLogger(const TraceOptions& options, const AutoLoggerSession& session);
+
+}  // namespace varnel::embedded
