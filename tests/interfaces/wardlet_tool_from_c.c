@@ -1,4 +1,6 @@
 /* A host in C: everything of the interfaces must be usable from here. */
+#include <stddef.h>
+
 #include "tests/interfaces/wardlet_tool_from_c.h"
 #include "interfaces/wardlet_tool.h"
 
