@@ -2,7 +2,7 @@
 #include <fstream>
 #include <string>
 
-#include "../platform_embedded/registry/copy_builder.h"
+#include "copy_builder.h"
 
 namespace {
 
