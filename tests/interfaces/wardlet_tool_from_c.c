@@ -1,8 +1,8 @@
 /* A host in C: everything of the interfaces must be usable from here. */
 #include <stddef.h>
 
-#include "tests/interfaces/wardlet_tool_from_c.h"
 #include "interfaces/wardlet_tool.h"
+#include "tests/interfaces/wardlet_tool_from_c.h"
 
 static uint32_t OnText(void* context, const char* json_text) {
   (void)json_text;
