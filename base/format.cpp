@@ -78,11 +78,19 @@ std::uint64_t Narrowed(std::uint64_t value, unsigned size, bool sign_extend) {
 }
 
 /// Writes the digits so that they end at `end`; gives their start.
-char* PutDigitsBefore(char* end, std::uint64_t value, unsigned base, bool upper) {
-  const char* digits = upper ? "0123456789ABCDEF" : "0123456789abcdef";
+char* PutDecimalBefore(char* end, std::uint64_t value) {
   do {
-    *--end = digits[value % base];
-    value /= base;
+    *--end = static_cast<char>('0' + value % 10);
+    value /= 10;
+  } while (value != 0);
+  return end;
+}
+
+char* PutHexBefore(char* end, std::uint64_t value, bool upper) {
+  const char* const digits = upper ? "0123456789ABCDEF" : "0123456789abcdef";
+  do {
+    *--end = digits[value & 0xF];
+    value >>= 4;
   } while (value != 0);
   return end;
 }
@@ -98,7 +106,7 @@ void PutInteger(Sink<CharT>* sink, const FormatConversion& conversion, const For
   // The longest precision that takes part; above it, no format of ours goes.
   char room[96];
   char* const end = room + sizeof room;
-  char* begin = PutDigitsBefore(end, value, is_hex ? 16 : 10, conversion.type == 'X');
+  char* begin = is_hex ? PutHexBefore(end, value, conversion.type == 'X') : PutDecimalBefore(end, value);
   if (conversion.precision == 0 && value == 0) begin = end;
   const auto wanted = static_cast<std::ptrdiff_t>(std::min(conversion.precision, 90));
   while (end - begin < wanted) *--begin = '0';
