@@ -27,6 +27,12 @@ bool CivilFromFileTime(std::uint64_t time, platform::SYSTEMTIME* out) {
   return true;
 }
 
+bool IsCivilTime(const platform::SYSTEMTIME& civil) {
+  const auto date = std::chrono::year(civil.wYear) / std::chrono::month(civil.wMonth) / std::chrono::day(civil.wDay);
+  return date.ok() && civil.wYear >= 1601 && civil.wHour < 24 && civil.wMinute < 60 && civil.wSecond < 60 &&
+         civil.wMilliseconds < 1000;
+}
+
 std::uint64_t FileTimeFromCivil(const platform::SYSTEMTIME& civil) {
   const std::chrono::sys_days day =
       std::chrono::year(civil.wYear) / std::chrono::month(civil.wMonth) / std::chrono::day(civil.wDay);

@@ -65,36 +65,39 @@ bool FakeCrypto::CryptCreateHash(platform::HCRYPTPROV provider, std::uint32_t al
   const std::lock_guard lock(mutex_);
   if (!providers_.contains(provider)) return FailWith(platform::kErrorInvalidHandle);
   if (algorithm != platform::kCalgMd5) return FailWith(0x80090008);
-  hashed_[++next_].clear();
+  hashes_[++next_] = {};
   *hash = next_;
   return true;
 }
 
 bool FakeCrypto::CryptHashData(platform::HCRYPTHASH hash, const void* data, std::uint32_t size) {
   const std::lock_guard lock(mutex_);
-  const auto found = hashed_.find(hash);
-  if (found == hashed_.end()) return FailWith(platform::kErrorInvalidHandle);
-  found->second.append(static_cast<const char*>(data), size);
+  const auto found = hashes_.find(hash);
+  if (found == hashes_.end()) return FailWith(platform::kErrorInvalidHandle);
+  if (found->second.finished) return FailWith(0x8009000C);
+  found->second.bytes.append(static_cast<const char*>(data), size);
   return true;
 }
 
 bool FakeCrypto::CryptGetHashParam(platform::HCRYPTHASH hash, std::uint32_t parameter, void* data,
                                    std::uint32_t* size) {
   const std::lock_guard lock(mutex_);
-  const auto found = hashed_.find(hash);
-  if (found == hashed_.end()) return FailWith(platform::kErrorInvalidHandle);
+  const auto found = hashes_.find(hash);
+  if (found == hashes_.end()) return FailWith(platform::kErrorInvalidHandle);
   if (parameter != platform::kHpHashVal) return FailWith(0x8009000A);
-  const std::string digest = Md5Of(found->second);
-  const bool fits = *size >= digest.size();
+  const std::string digest = Md5Of(found->second.bytes);
+  const bool fits = data == nullptr || *size >= digest.size();
   *size = static_cast<std::uint32_t>(digest.size());
   if (!fits) return FailWith(platform::kErrorMoreData);
+  if (data == nullptr) return true;
+  found->second.finished = true;
   std::memcpy(data, digest.data(), digest.size());
   return true;
 }
 
 bool FakeCrypto::CryptDestroyHash(platform::HCRYPTHASH hash) {
   const std::lock_guard lock(mutex_);
-  return hashed_.erase(hash) > 0 || FailWith(platform::kErrorInvalidHandle);
+  return hashes_.erase(hash) > 0 || FailWith(platform::kErrorInvalidHandle);
 }
 
 bool FakeCrypto::CryptReleaseContext(platform::HCRYPTPROV provider) {
@@ -104,7 +107,7 @@ bool FakeCrypto::CryptReleaseContext(platform::HCRYPTPROV provider) {
 
 std::size_t FakeCrypto::open_count() const {
   const std::lock_guard lock(mutex_);
-  return providers_.size() + hashed_.size();
+  return providers_.size() + hashes_.size();
 }
 
 }  // namespace varnel::testing

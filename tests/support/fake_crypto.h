@@ -25,7 +25,11 @@ class FakeCrypto : public platform::Crypto {
   mutable std::mutex mutex_;
   std::uintptr_t next_ = 0x50;
   std::map<platform::HCRYPTPROV, bool> providers_;
-  std::map<platform::HCRYPTHASH, std::string> hashed_;  // what was handed in
+  struct Hash {
+    std::string bytes;  // what was handed in
+    bool finished = false;
+  };
+  std::map<platform::HCRYPTHASH, Hash> hashes_;
 };
 
 /// The 16 bytes of the MD5 of a text.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "formats/text_encoding.h"
+#include "tests/support/fake_paths.h"
 #include "tests/support/last_error.h"
 #include "tests/support/names.h"
 
@@ -18,6 +19,7 @@ struct FakeFiles::Entry {
   std::uint32_t attributes = platform::kFileAttributeNormal;
   std::string bytes;
   std::uint64_t creation = 0;
+  std::uint64_t last_access = 0;
   std::uint64_t last_write = 0;
   bool in_use = false;
   std::vector<const Handle*> handles;
@@ -44,39 +46,10 @@ struct FakeFiles::Find : FakeObject {
 
 namespace {
 
-/// One kind of separator, none at the end (but of a drive's root none either).
-std::u16string Normalized(std::u16string_view path) {
-  std::u16string out;
-  for (char16_t c : path) {
-    if (c == u'/') c = u'\\';
-    if (c == u'\\' && !out.empty() && out.back() == u'\\') continue;
-    out.push_back(c);
-  }
-  while (!out.empty() && out.back() == u'\\') out.pop_back();
-  return out;
-}
-
-std::u16string KeyOf(std::u16string_view path) {
-  return Folded(Normalized(path));
-}
-
-std::u16string ParentOf(std::u16string_view normalized) {
-  const std::size_t last = normalized.rfind(u'\\');
-  return std::u16string(last == std::u16string_view::npos ? std::u16string_view() : normalized.substr(0, last));
-}
-
-std::u16string NameOf(std::u16string_view normalized) {
-  const std::size_t last = normalized.rfind(u'\\');
-  return std::u16string(last == std::u16string_view::npos ? normalized : normalized.substr(last + 1));
-}
-
-bool Matches(std::u16string_view pattern, std::u16string_view name) {
-  if (pattern.empty()) return name.empty();
-  if (pattern[0] == u'*') {
-    return Matches(pattern.substr(1), name) || (!name.empty() && Matches(pattern, name.substr(1)));
-  }
-  return !name.empty() && (pattern[0] == u'?' || pattern[0] == name[0]) && Matches(pattern.substr(1), name.substr(1));
-}
+constexpr std::uint32_t kDeleteAccess = 0x10000;
+constexpr std::uint32_t kNegativeSeek = 131;
+constexpr std::uint32_t kNameTooLong = 206;
+constexpr std::size_t kLongestNewFolder = 247;  // characters
 
 bool Writes(std::uint32_t access) {
   return (access & (platform::kGenericWrite | platform::kGenericAll)) != 0;
@@ -86,10 +59,20 @@ bool Reads(std::uint32_t access) {
   return (access & (platform::kGenericRead | platform::kGenericAll)) != 0;
 }
 
+bool Deletes(std::uint32_t access) {
+  return (access & (kDeleteAccess | platform::kGenericAll)) != 0;
+}
+
 /// Whether an access is allowed beside a handle that shares so much.
 bool Shares(std::uint32_t access, std::uint32_t share_mode) {
   if (Reads(access) && (share_mode & platform::kFileShareRead) == 0) return false;
-  return !Writes(access) || (share_mode & platform::kFileShareWrite) != 0;
+  if (Writes(access) && (share_mode & platform::kFileShareWrite) == 0) return false;
+  return !Deletes(access) || (share_mode & platform::kFileShareDelete) != 0;
+}
+
+/// An open that only looks at attributes denies nothing and is denied nothing.
+bool OnlyLooks(std::uint32_t access) {
+  return !Reads(access) && !Writes(access) && !Deletes(access);
 }
 
 void PutTime(FILETIME* out, std::uint64_t time) {
@@ -115,37 +98,50 @@ FakeFiles::FakeFiles(FakeHandles* handles, std::function<std::uint64_t()> now)
 FakeFiles::~FakeFiles() = default;
 
 std::shared_ptr<FakeFiles::Entry> FakeFiles::FindEntry(std::u16string_view path) const {
-  const auto found = entries_.find(KeyOf(path));
+  const auto found = entries_.find(PathKey(path));
   return found == entries_.end() ? nullptr : found->second;
 }
 
 std::shared_ptr<FakeFiles::Entry> FakeFiles::Make(std::u16string_view path, std::uint32_t attributes) {
   auto entry = std::make_shared<Entry>();
-  entry->path = Normalized(path);
+  entry->path = NormalizedPath(path);
   entry->attributes = attributes;
-  entry->creation = entry->last_write = now_();
-  entries_[KeyOf(path)] = entry;
+  entry->creation = entry->last_access = entry->last_write = now_();
+  entries_[PathKey(path)] = entry;
   return entry;
 }
 
 std::uint32_t FakeFiles::CheckParent(std::u16string_view path) const {
-  const auto parent = FindEntry(ParentOf(Normalized(path)));
+  const auto parent = FindEntry(FolderOfPath(NormalizedPath(path)));
   return parent != nullptr && parent->is_folder() ? platform::kErrorSuccess : platform::kErrorPathNotFound;
 }
 
 bool FakeFiles::MayDelete(const Entry& entry) const {
   return !entry.in_use && std::all_of(entry.handles.begin(), entry.handles.end(), [](const Handle* handle) {
-    return (handle->share_mode & platform::kFileShareDelete) != 0;
+    return OnlyLooks(handle->access) || (handle->share_mode & platform::kFileShareDelete) != 0;
   });
 }
 
 void FakeFiles::Erase(std::u16string_view path) {
-  entries_.erase(KeyOf(path));
+  entries_.erase(PathKey(path));
+}
+
+void FakeFiles::Relocate(const std::u16string& from, const std::u16string& to) {
+  const std::u16string old_key = PathKey(from);
+  std::vector<std::shared_ptr<Entry>> moved;
+  for (const auto& [key, entry] : entries_) {
+    if (key == old_key || key.starts_with(old_key + u'\\')) moved.push_back(entry);
+  }
+  for (const auto& entry : moved) entries_.erase(PathKey(entry->path));
+  for (const auto& entry : moved) {
+    entry->path = to + entry->path.substr(from.size());
+    entries_[PathKey(entry->path)] = entry;
+  }
 }
 
 void FakeFiles::AddFolder(std::u16string_view path) {
   const std::lock_guard lock(mutex_);
-  const std::u16string normalized = Normalized(path);
+  const std::u16string normalized = NormalizedPath(path);
   for (std::size_t end = normalized.find(u'\\'); true; end = normalized.find(u'\\', end + 1)) {
     const std::u16string_view part = std::u16string_view(normalized).substr(0, end);
     if (FindEntry(part) == nullptr) Make(part, platform::kFileAttributeDirectory);
@@ -154,14 +150,14 @@ void FakeFiles::AddFolder(std::u16string_view path) {
 }
 
 void FakeFiles::AddFile(std::u16string_view path, std::string_view bytes) {
-  AddFolder(ParentOf(Normalized(path)));
+  AddFolder(FolderOfPath(NormalizedPath(path)));
   const std::lock_guard lock(mutex_);
   Make(path, platform::kFileAttributeArchive)->bytes = bytes;
 }
 
 void FakeFiles::Remove(std::u16string_view path) {
   const std::lock_guard lock(mutex_);
-  const std::u16string below = KeyOf(path) + u'\\';
+  const std::u16string below = PathKey(path) + u'\\';
   Erase(path);
   std::erase_if(entries_, [&](const auto& entry) { return entry.first.starts_with(below); });
 }
@@ -194,7 +190,7 @@ std::vector<std::u16string> FakeFiles::List() const {
 
 std::vector<std::u16string> FakeFiles::List(std::u16string_view folder) const {
   std::vector<std::u16string> paths = List();
-  std::erase_if(paths, [&](const std::u16string& path) { return Folded(ParentOf(path)) != KeyOf(folder); });
+  std::erase_if(paths, [&](const std::u16string& path) { return Folded(FolderOfPath(path)) != PathKey(folder); });
   return paths;
 }
 
@@ -230,9 +226,13 @@ HANDLE FakeFiles::CreateFileW(const char16_t* path, std::uint32_t access, std::u
     FailWith(error);
     return platform::kInvalidHandleValue;
   };
+  if (disposition < platform::kCreateNew || disposition > platform::kTruncateExisting) {
+    return fail(platform::kErrorInvalidParameter);
+  }
   auto entry = FindEntry(path);
   const bool present = entry != nullptr;
   if (!present) {
+    if (HasForbiddenCharacter(path)) return fail(platform::kErrorInvalidName);
     if (const std::uint32_t error = CheckParent(path); error != 0) return fail(error);
     if (disposition == platform::kOpenExisting || disposition == platform::kTruncateExisting) {
       return fail(platform::kErrorFileNotFound);
@@ -241,15 +241,18 @@ HANDLE FakeFiles::CreateFileW(const char16_t* path, std::uint32_t access, std::u
   } else {
     if (entry->is_folder()) return fail(platform::kErrorAccessDenied);
     if (disposition == platform::kCreateNew) return fail(platform::kErrorFileExists);
+    const bool empties = disposition == platform::kCreateAlways || disposition == platform::kTruncateExisting;
+    const std::uint32_t wanted = access | (empties ? platform::kGenericWrite : 0);
     const bool read_only = (entry->attributes & platform::kFileAttributeReadonly) != 0;
-    if (read_only && Writes(access)) return fail(platform::kErrorAccessDenied);
-    if (entry->in_use && Writes(access)) return fail(platform::kErrorSharingViolation);
+    if (read_only && Writes(wanted)) return fail(platform::kErrorAccessDenied);
+    if (entry->in_use && Writes(wanted)) return fail(platform::kErrorSharingViolation);
     for (const Handle* other : entry->handles) {
-      if (!Shares(access, other->share_mode) || !Shares(other->access, share_mode)) {
+      if (OnlyLooks(wanted) || OnlyLooks(other->access)) continue;
+      if (!Shares(wanted, other->share_mode) || !Shares(other->access, share_mode)) {
         return fail(platform::kErrorSharingViolation);
       }
     }
-    if (disposition == platform::kCreateAlways || disposition == platform::kTruncateExisting) entry->bytes.clear();
+    if (empties) entry->bytes.clear();
   }
   auto handle = std::make_shared<Handle>();
   handle->mutex = &mutex_;
@@ -332,6 +335,10 @@ std::uint32_t FakeFiles::SetFilePointer(HANDLE file, std::int32_t distance, std:
   const std::uint64_t base = method == platform::kFileBegin     ? 0
                              : method == platform::kFileCurrent ? handle->position
                                                                 : handle->entry->bytes.size();
+  if (moved < 0 && static_cast<std::uint64_t>(-moved) > base) {
+    FailWith(kNegativeSeek);
+    return ~0u;
+  }
   handle->position = base + static_cast<std::uint64_t>(moved);
   if (distance_high != nullptr) *distance_high = static_cast<std::int32_t>(handle->position >> 32);
   return static_cast<std::uint32_t>(handle->position);
@@ -340,6 +347,7 @@ std::uint32_t FakeFiles::SetFilePointer(HANDLE file, std::int32_t distance, std:
 bool FakeFiles::SetEndOfFile(HANDLE file) {
   const auto handle = handles_->Get<Handle>(file);
   if (handle == nullptr) return FailWith(platform::kErrorInvalidHandle);
+  if (!Writes(handle->access)) return FailWith(platform::kErrorAccessDenied);
   const std::lock_guard lock(mutex_);
   handle->entry->bytes.resize(handle->position);
   return true;
@@ -354,16 +362,19 @@ bool FakeFiles::GetFileTime(HANDLE file, FILETIME* creation, FILETIME* last_acce
   if (handle == nullptr) return FailWith(platform::kErrorInvalidHandle);
   const std::lock_guard lock(mutex_);
   PutTime(creation, handle->entry->creation);
-  PutTime(last_access, handle->entry->last_write);
+  PutTime(last_access, handle->entry->last_access);
   PutTime(last_write, handle->entry->last_write);
   return true;
 }
 
-bool FakeFiles::SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME*, const FILETIME* last_write) {
+bool FakeFiles::SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* last_access,
+                            const FILETIME* last_write) {
   const auto handle = handles_->Get<Handle>(file);
   if (handle == nullptr) return FailWith(platform::kErrorInvalidHandle);
+  if (!Writes(handle->access)) return FailWith(platform::kErrorAccessDenied);
   const std::lock_guard lock(mutex_);
   if (creation != nullptr) handle->entry->creation = platform::ToUint64(*creation);
+  if (last_access != nullptr) handle->entry->last_access = platform::ToUint64(*last_access);
   if (last_write != nullptr) handle->entry->last_write = platform::ToUint64(*last_write);
   return true;
 }
@@ -372,7 +383,9 @@ std::uint32_t FakeFiles::GetFileAttributesW(const char16_t* path) {
   const std::lock_guard lock(mutex_);
   const auto entry = FindEntry(path);
   if (entry != nullptr) return entry->attributes;
-  FailWith(CheckParent(path) == 0 ? platform::kErrorFileNotFound : platform::kErrorPathNotFound);
+  FailWith(HasForbiddenCharacter(path) ? platform::kErrorInvalidName
+           : CheckParent(path) == 0    ? platform::kErrorFileNotFound
+                                       : platform::kErrorPathNotFound);
   return platform::kInvalidFileAttributes;
 }
 
@@ -387,6 +400,7 @@ bool FakeFiles::SetFileAttributesW(const char16_t* path, std::uint32_t attribute
 bool FakeFiles::CreateDirectoryW(const char16_t* path) {
   const std::lock_guard lock(mutex_);
   if (FindEntry(path) != nullptr) return FailWith(platform::kErrorAlreadyExists);
+  if (NormalizedPath(path).size() > kLongestNewFolder) return FailWith(kNameTooLong);
   if (const std::uint32_t error = CheckParent(path); error != 0) return FailWith(error);
   Make(path, platform::kFileAttributeDirectory);
   return true;
@@ -397,7 +411,7 @@ bool FakeFiles::RemoveDirectoryW(const char16_t* path) {
   const auto entry = FindEntry(path);
   if (entry == nullptr) return FailWith(platform::kErrorFileNotFound);
   if (!entry->is_folder()) return FailWith(platform::kErrorDirectory);
-  const std::u16string below = KeyOf(path) + u'\\';
+  const std::u16string below = PathKey(path) + u'\\';
   const auto next = entries_.lower_bound(below);
   if (next != entries_.end() && next->first.starts_with(below)) return FailWith(platform::kErrorDirNotEmpty);
   Erase(path);
@@ -432,7 +446,8 @@ bool FakeFiles::CopyFileW(const char16_t* from, const char16_t* to, bool fail_if
   auto target = FindEntry(to);
   if (target != nullptr) {
     if (fail_if_exists) return FailWith(platform::kErrorFileExists);
-    if (target->is_folder()) return FailWith(platform::kErrorAccessDenied);
+    const std::uint32_t unwritable = platform::kFileAttributeDirectory | platform::kFileAttributeReadonly;
+    if ((target->attributes & unwritable) != 0) return FailWith(platform::kErrorAccessDenied);
     if (target->in_use || !target->handles.empty()) return FailWith(platform::kErrorSharingViolation);
   } else {
     if (const std::uint32_t error = CheckParent(to); error != 0) return FailWith(error);
@@ -458,9 +473,8 @@ bool FakeFiles::MoveFileExW(const char16_t* from, const char16_t* to, std::uint3
   }
   if (const std::uint32_t error = CheckParent(to); error != 0) return FailWith(error);
   if (!MayDelete(*source)) return FailWith(platform::kErrorSharingViolation);
-  Erase(from);
-  source->path = Normalized(to);
-  entries_[KeyOf(to)] = source;
+  if (target != nullptr && (target->in_use || !target->handles.empty())) return FailWith(platform::kErrorAccessDenied);
+  Relocate(NormalizedPath(from), NormalizedPath(to));
   return true;
 }
 
@@ -502,6 +516,16 @@ std::FILE* FakeFiles::OpenNarrow(const char* path, const char* mode) {
     at->position += size;
     return static_cast<ssize_t>(size);
   };
+  functions.seek = [](void* opaque, off64_t* offset, int whence) -> int {
+    auto* const at = static_cast<Cookie*>(opaque);
+    const std::lock_guard inner(*at->mutex);
+    const auto size = static_cast<off64_t>(at->entry->bytes.size());
+    const auto base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? static_cast<off64_t>(at->position) : size;
+    if (base + *offset < 0) return -1;
+    *offset += base;
+    at->position = static_cast<std::size_t>(*offset);
+    return 0;
+  };
   functions.close = [](void* opaque) -> int {
     delete static_cast<Cookie*>(opaque);
     return 0;
@@ -513,11 +537,11 @@ HANDLE FakeFiles::FindFirstFileW(const char16_t* pattern, platform::WIN32_FIND_D
   auto find = std::make_shared<Find>();
   {
     const std::lock_guard lock(mutex_);
-    const std::u16string normalized = Normalized(pattern);
-    const std::u16string folder = Folded(ParentOf(normalized));
-    const std::u16string names = Folded(NameOf(normalized));
+    const std::u16string normalized = NormalizedPath(pattern, true);
+    const std::u16string folder = Folded(FolderOfPath(normalized));
+    const std::u16string names = Folded(NameOfPath(normalized));
     const auto add = [&](const Entry& entry, std::u16string_view name) {
-      if (!Matches(names, Folded(name))) return;
+      if (!MatchesPattern(names, Folded(name))) return;
       platform::WIN32_FIND_DATAW found{};
       found.dwFileAttributes = entry.attributes;
       found.ftCreationTime = platform::ToFileTime(entry.creation);
@@ -534,7 +558,7 @@ HANDLE FakeFiles::FindFirstFileW(const char16_t* pattern, platform::WIN32_FIND_D
     add(*of_folder, u".");
     add(*of_folder, u"..");
     for (const auto& [key, entry] : entries_) {
-      if (ParentOf(key) == folder && entry != of_folder) add(*entry, NameOf(entry->path));
+      if (FolderOfPath(key) == folder && entry != of_folder) add(*entry, NameOfPath(entry->path));
     }
   }
   if (find->entries.empty()) {
@@ -567,11 +591,22 @@ std::uint32_t FakeFiles::GetTempPathW(std::uint32_t capacity, char16_t* buffer) 
 }
 
 std::uint32_t FakeFiles::CreateFolders(const char16_t* path) {
-  AddFolder(path);
+  const std::u16string whole = NormalizedPath(path);
+  for (std::u16string part = whole; !part.empty(); part = FolderOfPath(part)) {
+    if (Exists(part) && !IsFolder(part)) return platform::kErrorPathNotFound;
+  }
+  AddFolder(whole);
   return platform::kErrorSuccess;
 }
 
 std::uint32_t FakeFiles::RemoveFolders(const char16_t* path) {
+  {
+    const std::lock_guard lock(mutex_);
+    const std::u16string below = PathKey(path) + u'\\';
+    for (const auto& [key, entry] : entries_) {
+      if (key.starts_with(below) && !MayDelete(*entry)) return platform::kErrorSharingViolation;
+    }
+  }
   Remove(path);
   return platform::kErrorSuccess;
 }

@@ -87,6 +87,8 @@ class FakeFiles : public platform::Files {
   std::uint32_t CheckParent(std::u16string_view path) const;
   bool MayDelete(const Entry& entry) const;
   void Erase(std::u16string_view path);
+  /// Moves an entry with all below it; both normalized.
+  void Relocate(const std::u16string& from, const std::u16string& to);
 
   FakeHandles* handles_;
   std::function<std::uint64_t()> now_;

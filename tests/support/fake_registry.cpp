@@ -222,10 +222,10 @@ std::uint32_t FakeRegistry::RegCreateKeyExW(HKEY key, const char16_t* sub_key, s
   const std::lock_guard lock(mutex_);
   Opened base;
   if (const std::uint32_t error = Look(key, 0, &base); error != 0) return error;
-  const bool may_create = (base.access & platform::kKeyCreateSubKey) != 0;
+  const bool below_a_root = roots_.contains(Number(key));
   bool created = false;
   const auto make = [&](Node* parent, std::u16string_view name) -> std::shared_ptr<Node> {
-    if (!may_create) return nullptr;
+    if (below_a_root && parent == base.node.get()) return nullptr;
     auto child = std::make_shared<Node>();
     child->name = name;
     parent->children[Folded(name)] = child;
@@ -233,7 +233,7 @@ std::uint32_t FakeRegistry::RegCreateKeyExW(HKEY key, const char16_t* sub_key, s
     return child;
   };
   const auto node = Walk(base.node, ViewOf(sub_key), make);
-  if (node == nullptr) return platform::kErrorAccessDenied;
+  if (node == nullptr) return platform::kErrorInvalidParameter;
   if (disposition != nullptr) {
     *disposition = created ? platform::kRegCreatedNewKey : platform::kRegOpenedExistingKey;
   }

@@ -16,6 +16,8 @@ namespace varnel::testing {
 namespace {
 
 std::atomic<FakeSystem*> g_newest{nullptr};
+thread_local int g_com_starts = 0;
+thread_local std::uint32_t g_com_model = 0;
 
 void PreciseTime(platform::FILETIME* time) {
   if (FakeSystem* const system = g_newest.load(); system != nullptr) *time = platform::ToFileTime(system->Now());
@@ -41,6 +43,20 @@ std::int32_t ConvertOut(const std::basic_string<CharT>& text, CharT* buffer, std
   }
   std::copy(text.begin(), text.end(), buffer);
   return length;
+}
+
+/// The narrow code page is UTF-8, by each of its names.
+bool IsConvertible(std::uint32_t code_page, std::int32_t length) {
+  const bool known = code_page == platform::kCpAcp || code_page == platform::kCpUtf8;
+  return (known && length != 0) || FailWith(platform::kErrorInvalidParameter);
+}
+
+std::u16string Lowered(std::u16string_view name) {
+  std::u16string lowered(name);
+  for (char16_t& c : lowered) {
+    if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c + 32);
+  }
+  return lowered;
 }
 
 template <typename CharT>
@@ -141,6 +157,9 @@ std::uint32_t FakeSystem::GetEnvironmentVariableW(const char16_t* name, char16_t
 }
 
 bool FakeSystem::SetEnvironmentVariableW(const char16_t* name, const char16_t* value) {
+  if (*name == 0 || std::u16string_view(name).find(u'=') != std::u16string_view::npos) {
+    return FailWith(platform::kErrorInvalidParameter);
+  }
   const std::lock_guard lock(mutex_);
   const auto found = FindByName(environment, name);
   if (found != environment.end()) environment.erase(found);
@@ -159,12 +178,16 @@ std::uint32_t FakeSystem::GetModuleFileNameW(platform::HMODULE module, char16_t*
     }
     path = found->second;
   }
-  return CopyOut(path, buffer, capacity);
+  if (path.size() < capacity) return CopyOut(path, buffer, capacity);
+  if (capacity != 0) CopyOut(path.substr(0, capacity - 1), buffer, capacity);
+  FailWith(platform::kErrorInsufficientBuffer);
+  return capacity;
 }
 
 platform::HMODULE FakeSystem::LoadLibraryW(const char16_t* path) {
   const std::lock_guard lock(mutex_);
-  if (!libraries.contains(path)) {
+  const std::u16string name(path);
+  if (!libraries.contains(name) && !libraries.contains(Lowered(name) + u".dll") && !libraries.contains(Lowered(name))) {
     FailWith(platform::kErrorModNotFound);
     return nullptr;
   }
@@ -200,6 +223,7 @@ bool FakeSystem::FileTimeToSystemTime(const platform::FILETIME* time, platform::
 }
 
 bool FakeSystem::SystemTimeToFileTime(const platform::SYSTEMTIME* time, platform::FILETIME* result) {
+  if (!IsCivilTime(*time)) return FailWith(platform::kErrorInvalidParameter);
   *result = platform::ToFileTime(FileTimeFromCivil(*time));
   return true;
 }
@@ -207,7 +231,7 @@ bool FakeSystem::SystemTimeToFileTime(const platform::SYSTEMTIME* time, platform
 bool FakeSystem::SystemTimeToTzSpecificLocalTime(const platform::TIME_ZONE_INFORMATION* zone,
                                                  const platform::SYSTEMTIME* universal, platform::SYSTEMTIME* local) {
   const std::int64_t bias = zone == nullptr ? 0 : zone->Bias + zone->StandardBias;
-  if (universal->wMonth < 1 || universal->wMonth > 12) return FailWith(platform::kErrorInvalidParameter);
+  if (!IsCivilTime(*universal)) return FailWith(platform::kErrorInvalidParameter);
   const std::uint64_t time = FileTimeFromCivil(*universal) - static_cast<std::uint64_t>(bias * 600'000'000);
   return CivilFromFileTime(time, local) || FailWith(platform::kErrorInvalidParameter);
 }
@@ -237,8 +261,19 @@ bool FakeSystem::QueryTokenElevation(bool* result) {
   return true;
 }
 
-std::int32_t FakeSystem::MultiByteToWideChar(std::uint32_t, std::uint32_t flags, const char* text, std::int32_t length,
-                                             char16_t* buffer, std::int32_t capacity) {
+std::int32_t FakeSystem::CoInitializeEx(std::uint32_t concurrency_model) {
+  if (g_com_starts > 0 && concurrency_model != g_com_model) return static_cast<std::int32_t>(0x80010106);
+  g_com_model = concurrency_model;
+  return g_com_starts++ == 0 ? 0 : 1;
+}
+
+void FakeSystem::CoUninitialize() {
+  if (g_com_starts > 0) --g_com_starts;
+}
+
+std::int32_t FakeSystem::MultiByteToWideChar(std::uint32_t code_page, std::uint32_t flags, const char* text,
+                                             std::int32_t length, char16_t* buffer, std::int32_t capacity) {
+  if (!IsConvertible(code_page, length)) return 0;
   const std::string source = TextOf(text, length);
   if ((flags & 8) != 0 && formats::ToValidUtf8(source) != source) {
     FailWith(platform::kErrorNoUnicodeTranslation);
@@ -247,9 +282,16 @@ std::int32_t FakeSystem::MultiByteToWideChar(std::uint32_t, std::uint32_t flags,
   return ConvertOut(formats::Utf8ToUtf16(source), buffer, capacity);
 }
 
-std::int32_t FakeSystem::WideCharToMultiByte(std::uint32_t, std::uint32_t, const char16_t* text, std::int32_t length,
-                                             char* buffer, std::int32_t capacity) {
-  return ConvertOut(formats::Utf16ToUtf8(TextOf(text, length)), buffer, capacity);
+std::int32_t FakeSystem::WideCharToMultiByte(std::uint32_t code_page, std::uint32_t flags, const char16_t* text,
+                                             std::int32_t length, char* buffer, std::int32_t capacity) {
+  if (!IsConvertible(code_page, length)) return 0;
+  const std::u16string source = TextOf(text, length);
+  const std::string converted = formats::Utf16ToUtf8(source);
+  if ((flags & 0x80) != 0 && formats::Utf8ToUtf16(converted) != source) {
+    FailWith(platform::kErrorNoUnicodeTranslation);
+    return 0;
+  }
+  return ConvertOut(converted, buffer, capacity);
 }
 
 void FakeSystem::OutputDebugStringW(const char16_t* text) {

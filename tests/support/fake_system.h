@@ -25,7 +25,7 @@ class FakeSystem : public platform::System {
 
   std::u16string system_directory = u"C:\\Windows\\System32";
   std::u16string host_path = u"C:\\Program Files\\Varnel\\Host\\wardlet.exe";
-  std::map<std::u16string, std::u16string> environment;  // names as written, compared without case
+  std::map<std::u16string, std::u16string> environment = {{u"SystemRoot", u"C:\\Windows"}};  // compared without case
   /// Libraries that load; their functions are looked up in `procedures`.
   std::set<std::u16string> libraries = {u"kernel32.dll"};
   std::map<std::string, platform::Procedure> procedures;
@@ -72,8 +72,8 @@ class FakeSystem : public platform::System {
   std::uint32_t GetCurrentProcessId() override { return process_id; }
   std::uint32_t GetCurrentThreadId() override;
   bool QueryTokenElevation(bool* result) override;
-  std::int32_t CoInitializeEx(std::uint32_t) override { return 0; }
-  void CoUninitialize() override {}
+  std::int32_t CoInitializeEx(std::uint32_t concurrency_model) override;
+  void CoUninitialize() override;
   std::int32_t MultiByteToWideChar(std::uint32_t code_page, std::uint32_t flags, const char* text, std::int32_t length,
                                    char16_t* buffer, std::int32_t capacity) override;
   std::int32_t WideCharToMultiByte(std::uint32_t code_page, std::uint32_t flags, const char16_t* text,

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -14,6 +15,12 @@ namespace varnel::testing {
 namespace {
 
 using platform::HANDLE;
+
+constexpr std::uint32_t kMostObjects = 64;
+
+bool HoldsOneTwice(std::uint32_t count, const HANDLE* objects) {
+  return std::set<HANDLE>(objects, objects + count).size() < count;
+}
 
 std::optional<std::uint64_t> Timeout(std::uint32_t timeout_ms) {
   if (timeout_ms == platform::kInfinite) return std::nullopt;
@@ -148,6 +155,10 @@ std::uint32_t FakeThreads::WaitForSingleObject(HANDLE object, std::uint32_t time
 std::uint32_t FakeThreads::WaitForMultipleObjects(std::uint32_t count, const HANDLE* objects, bool wait_all,
                                                   std::uint32_t timeout_ms) {
   std::vector<std::shared_ptr<Waitable>> waitables;
+  if (count == 0 || count > kMostObjects || (wait_all && HoldsOneTwice(count, objects))) {
+    FailWith(platform::kErrorInvalidParameter);
+    return platform::kWaitFailed;
+  }
   for (std::uint32_t i = 0; i < count; ++i) {
     waitables.push_back(handles_->Get<Waitable>(objects[i]));
     if (waitables.back() == nullptr) {
