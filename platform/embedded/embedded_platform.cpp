@@ -7,6 +7,8 @@
 #include "platform/embedded/registry/lmdb_registry.h"
 #include "platform/embedded/tdh/embedded_tdh.h"
 #include "platform/embedded/tdh/manifest_file.h"
+#include "platform/embedded/trace/embedded_trace.h"
+#include "platform/embedded/trace/machine_sessions.h"
 
 namespace varnel::embedded {
 namespace {
@@ -51,16 +53,17 @@ std::unique_ptr<EmbeddedPlatform> EmbeddedPlatform::WithoutMachine() {
 }
 
 EmbeddedPlatform::EmbeddedPlatform(std::shared_ptr<Machine> machine)
-    : machine_(std::move(machine)),
-      files_(machine_, &environment_),
-      system_(machine_, &environment_),
-      trace_(std::make_unique<NullTrace>()) {
+    : machine_(std::move(machine)), files_(machine_, &environment_), system_(machine_, &environment_) {
   if (machine_) {
     registry_ = std::make_unique<LmdbRegistry>(machine_->RegistryPath());
     tdh_ = std::make_unique<EmbeddedTdh>(ReadThrough(&files_, &system_));
+    trace_ = std::make_unique<EmbeddedTrace>(TraceOptionsOf(machine_));
+    files_.set_in_use_elsewhere(
+        [machine = machine_](dev_t device, ino_t inode) { return InUseBySession(*machine, device, inode); });
   } else {
     registry_ = std::make_unique<NullRegistry>();
     tdh_ = std::make_unique<NullTdh>();
+    trace_ = std::make_unique<NullTrace>();
   }
   record_ = {registry_.get(), &files_, &threads_, trace_.get(), tdh_.get(), &crypto_, &system_};
 }

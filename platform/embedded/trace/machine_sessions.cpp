@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/embedded/files/resolver.h"
 #include "platform/embedded/ring/ring.h"
 #include "platform/embedded/ring/session_store.h"
 #include "platform/embedded/trace/session_control.h"
+#include "platform/embedded/unpack.h"
 
 namespace varnel::embedded {
 namespace {
@@ -56,7 +58,7 @@ SessionSummary Summarize(const ring::Session& session, const ring::EnableTable* 
 }
 
 /// The block that a caller of StartTraceW would make of it.
-std::vector<std::byte> BlockOf(const AutoLoggerSession& session) {
+std::vector<std::byte> BlockOf(const AutoLogger& session) {
   EVENT_TRACE_PROPERTIES fixed = {};
   const std::size_t name_size = (session.name.size() + 1) * sizeof(char16_t);
   const std::size_t file_size = (session.log_file.size() + 1) * sizeof(char16_t);
@@ -68,9 +70,9 @@ std::vector<std::byte> BlockOf(const AutoLoggerSession& session) {
   fixed.BufferSize = session.buffer_size_kb;
   fixed.MinimumBuffers = session.minimum_buffers;
   fixed.MaximumBuffers = session.maximum_buffers;
-  fixed.MaximumFileSize = session.maximum_file_size;
+  fixed.MaximumFileSize = session.maximum_file_size_mb;
   fixed.LogFileMode = session.log_file_mode;
-  fixed.FlushTimer = session.flush_timer;
+  fixed.FlushTimer = session.flush_timer_s;
   fixed.LoggerNameOffset = sizeof fixed;
   fixed.LogFileNameOffset = session.log_file.empty() ? 0 : static_cast<std::uint32_t>(sizeof fixed + name_size);
   std::memcpy(block.data(), &fixed, sizeof fixed);
@@ -98,7 +100,7 @@ bool InUseBySession(const Machine& machine, std::uint64_t device, std::uint64_t 
   return StoreOf(machine).IsFileInUse(device, inode);
 }
 
-std::uint32_t StartSessionFromAutoLogger(const TraceOptions& options, const AutoLoggerSession& session) {
+std::uint32_t StartSessionFromAutoLogger(const TraceOptions& options, const AutoLogger& session) {
   const SessionControl control(options);
   auto bytes = BlockOf(session);
   auto* block = reinterpret_cast<EVENT_TRACE_PROPERTIES*>(bytes.data());
@@ -106,12 +108,25 @@ std::uint32_t StartSessionFromAutoLogger(const TraceOptions& options, const Auto
   if (const std::uint32_t failed = control.Start(&handle, session.name.c_str(), block); failed != 0) return failed;
   for (const auto& provider : session.providers) {
     const std::uint32_t failed = control.Enable(handle, &provider.guid, platform::kEventControlCodeEnableProvider,
-                                                provider.level, provider.match_any, provider.match_all);
+                                                provider.level, provider.match_any_keyword, provider.match_all_keyword);
     if (failed == 0) continue;
     control.Control(handle, nullptr, nullptr, platform::kEventTraceControlStop);
     return failed;
   }
   return 0;
+}
+
+TraceOptions TraceOptionsOf(const std::shared_ptr<Machine>& machine) {
+  TraceOptions options;
+  options.machine = machine;
+  options.resolve = [machine](std::u16string_view path, std::string* host) {
+    HostPath resolved;
+    const std::uint32_t error = ResolvePath(*machine, path, &resolved);
+    *host = std::move(resolved.path);
+    return error;
+  };
+  options.unpack = Unpack;
+  return options;
 }
 
 }  // namespace varnel::embedded

@@ -8,6 +8,7 @@
 
 #include "interfaces/guid.h"
 #include "platform/embedded/core/machine.h"
+#include "platform/embedded/tools/autologger.h"
 #include "platform/embedded/trace/trace_options.h"
 
 namespace varnel::embedded {
@@ -47,21 +48,10 @@ void EndAllSessions(const Machine& machine);
 /// deleted or opened against the session.
 bool InUseBySession(const Machine& machine, std::uint64_t device, std::uint64_t inode);
 
-/// A session as the boot starts it from its registry key.
-struct AutoLoggerSession {
-  std::u16string name;
-  GUID guid{};
-  std::u16string log_file;  // Windows path with the rotation number; empty: none
-  std::uint32_t buffer_size_kb = 0;
-  std::uint32_t minimum_buffers = 0;
-  std::uint32_t maximum_buffers = 0;
-  std::uint32_t maximum_file_size = 0;
-  std::uint32_t log_file_mode = 0;
-  std::uint32_t flush_timer = 0;  // seconds
-  std::vector<EnabledProvider> providers;
-};
+/// Starts an AutoLogger's session and enables its providers. 0, or a Win32 error; then nothing of it runs.
+std::uint32_t StartSessionFromAutoLogger(const TraceOptions& options, const AutoLogger& session);
 
-/// Starts it and enables its providers. 0, or a Win32 error; then nothing of it runs.
-std::uint32_t StartSessionFromAutoLogger(const TraceOptions& options, const AutoLoggerSession& session);
+/// The options of a machine's trace port: paths by the machine's drives, packed buffers unpacked.
+TraceOptions TraceOptionsOf(const std::shared_ptr<Machine>& machine);
 
 }  // namespace varnel::embedded
