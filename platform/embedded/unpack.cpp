@@ -41,35 +41,42 @@ bool IsCompleteCode(Bytes table) noexcept {
 
 using Decompress = int (*)(const std::uint8_t*, std::size_t, std::uint8_t*, std::size_t*, libfwnt_error_t**);
 
-bool Call(Decompress decompress, Bytes in, std::span<std::byte> out) noexcept {
+std::optional<std::size_t> Call(Decompress decompress, Bytes in, std::span<std::byte> out) noexcept {
   const std::unique_ptr<std::uint8_t[]> from(new (std::nothrow) std::uint8_t[in.size() + kReadBehind]);
   const std::unique_ptr<std::uint8_t[]> to(new (std::nothrow) std::uint8_t[out.size() + kWrittenBehind]);
-  if (from == nullptr || to == nullptr) return false;
+  if (from == nullptr || to == nullptr) return std::nullopt;
   std::memcpy(from.get(), in.data(), in.size());
   std::memset(from.get() + in.size(), 0, kReadBehind);
   std::size_t size = out.size();
   libfwnt_error_t* error = nullptr;
   const int result = decompress(from.get(), in.size(), to.get(), &size, &error);
   libfwnt_error_free(&error);
-  if (result != 1 || size != out.size()) return false;
-  std::memcpy(out.data(), to.get(), out.size());
-  return true;
+  if (result != 1 || size > out.size()) return std::nullopt;
+  std::memcpy(out.data(), to.get(), size);
+  return size;
 }
 
 }  // namespace
 
 bool Unpack(std::uint16_t format, std::span<const std::byte> in, std::span<std::byte> out) noexcept {
-  if (in.empty() || out.empty()) return false;
+  return UnpackUpTo(format, in, out) == out.size();
+}
+
+std::optional<std::size_t> UnpackUpTo(std::uint16_t format, std::span<const std::byte> in,
+                                      std::span<std::byte> out) noexcept {
+  if (in.empty() || out.empty()) return std::nullopt;
   switch (format) {
     case kLznt1:
-      return UnpackLznt1(in, out);
+      return UnpackLznt1UpTo(in, out);
     case kXpress:
       return Call(libfwnt_lzxpress_decompress, in, out);
     case kXpressHuffman:
-      return in.size() > kCodeTableSize && out.size() <= kHuffmanChunk && IsCompleteCode(in.first(kCodeTableSize)) &&
-             Call(libfwnt_lzxpress_huffman_decompress, in, out);
+      if (in.size() <= kCodeTableSize || out.size() > kHuffmanChunk || !IsCompleteCode(in.first(kCodeTableSize))) {
+        return std::nullopt;
+      }
+      return Call(libfwnt_lzxpress_huffman_decompress, in, out);
     default:
-      return false;
+      return std::nullopt;
   }
 }
 

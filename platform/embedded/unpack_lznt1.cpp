@@ -59,25 +59,26 @@ bool UnfoldChunk(Bytes packed, Room chunk, std::size_t* written) noexcept {
 
 }  // namespace
 
-bool UnpackLznt1(std::span<const std::byte> in, std::span<std::byte> out) noexcept {
+std::optional<std::size_t> UnpackLznt1UpTo(std::span<const std::byte> in, std::span<std::byte> out) noexcept {
+  const std::size_t room = out.size();
   while (!out.empty() && in.size() > sizeof(std::uint16_t)) {
     const std::uint16_t header = Load16(in);
     const std::size_t size = (header & kChunkSizeMask) + 1u;
     in = in.subspan(sizeof(header));
-    if (size > in.size()) return false;
+    if (size > in.size()) return std::nullopt;
     const Room chunk = out.first(std::min(out.size(), kChunkRoom));
     std::size_t written = 0;
     if ((header & kChunkPacked) != 0) {
-      if (!UnfoldChunk(in.first(size), chunk, &written)) return false;
+      if (!UnfoldChunk(in.first(size), chunk, &written)) return std::nullopt;
     } else {
-      if (size > chunk.size()) return false;
+      if (size > chunk.size()) return std::nullopt;
       std::memcpy(chunk.data(), in.data(), size);
       written = size;
     }
     in = in.subspan(size);
     out = out.subspan(written);
   }
-  return out.empty();
+  return room - out.size();
 }
 
 }  // namespace varnel::embedded

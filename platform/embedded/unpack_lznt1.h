@@ -4,11 +4,18 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <span>
 
 namespace varnel::embedded {
 
-/// As Unpack, for LZNT1: chunks that each unfold to at most 4096 bytes, one behind the other.
-[[nodiscard]] bool UnpackLznt1(std::span<const std::byte> in, std::span<std::byte> out) noexcept;
+/// As UnpackUpTo, for LZNT1: chunks that each unfold to at most 4096 bytes, one behind the other.
+[[nodiscard]] std::optional<std::size_t> UnpackLznt1UpTo(std::span<const std::byte> in,
+                                                         std::span<std::byte> out) noexcept;
+
+/// As Unpack, likewise.
+[[nodiscard]] inline bool UnpackLznt1(std::span<const std::byte> in, std::span<std::byte> out) noexcept {
+  return UnpackLznt1UpTo(in, out) == out.size();
+}
 
 }  // namespace varnel::embedded
