@@ -17,6 +17,7 @@ namespace {
 using platform::HANDLE;
 
 constexpr std::uint32_t kMostObjects = 64;
+constexpr std::uint64_t kMostPatience = 1000;  // virtual milliseconds
 
 bool HoldsOneTwice(std::uint32_t count, const HANDLE* objects) {
   return std::set<HANDLE>(objects, objects + count).size() < count;
@@ -49,6 +50,7 @@ struct FakeThreads::Thread : Waitable {
   bool Signalled() const override { return ended; }
   bool ended = false;
   bool terminated = false;
+  bool left = false;  // runs nothing of its start function any more
   std::uint32_t exit_code = platform::kStillActive;
 };
 
@@ -68,7 +70,8 @@ struct FakeThreads::Census {
 
 namespace {
 
-thread_local const bool* g_terminated = nullptr;
+/// The calling thread's own record, if it was made through the port.
+thread_local void* g_self = nullptr;
 
 }  // namespace
 
@@ -94,11 +97,13 @@ HANDLE FakeThreads::CreateThread(platform::ThreadStart start, void* parameter) {
   time_->Enter();
   std::thread([this, thread, start, parameter, census = census_] {
     time_->BeginThread();
-    g_terminated = &thread->terminated;
+    g_self = thread.get();
+    LeaveIfTerminated();
     const std::uint32_t code = start(parameter);
     bool terminated = false;
     time_->Change([&] {
       terminated = thread->terminated;
+      thread->left = true;
       if (terminated) return;
       thread->ended = true;
       thread->exit_code = code;
@@ -126,8 +131,24 @@ bool FakeThreads::TerminateThread(HANDLE handle, std::uint32_t exit_code) {
     thread->ended = thread->terminated = true;
     thread->exit_code = exit_code;
   });
-  if (first) census_->Ended();
+  if (!first) return true;
+  census_->Ended();
+  // What the thread was using may be gone when this returns, so it waits for the thread to stand still. One that
+  // computes without ever coming to a wait is given up.
+  if (thread.get() != g_self) time_->Block([&] { return thread->left; }, kMostPatience);
+  LeaveIfTerminated();
   return true;
+}
+
+void FakeThreads::LeaveIfTerminated() {
+  auto* const self = static_cast<Thread*>(g_self);
+  if (self == nullptr) return;
+  bool terminated = false;
+  time_->Change([&] {
+    terminated = self->terminated;
+    self->left |= terminated;
+  });
+  if (terminated) time_->BlockForEver();
 }
 
 HANDLE FakeThreads::CreateEventW(bool manual_reset, bool initial_state) {
@@ -166,12 +187,10 @@ std::uint32_t FakeThreads::WaitForMultipleObjects(std::uint32_t count, const HAN
       return platform::kWaitFailed;
     }
   }
-  const bool* const terminated = g_terminated;
-  bool ended = false;
+  const auto* const self = static_cast<const Thread*>(g_self);
   std::uint32_t index = 0;
   const auto ready = [&] {
-    ended = terminated != nullptr && *terminated;
-    if (ended) return true;
+    if (self != nullptr && self->terminated) return true;
     std::uint32_t signalled = 0;
     for (std::uint32_t i = 0; i < count; ++i) {
       if (!waitables[i]->Signalled()) continue;
@@ -187,15 +206,14 @@ std::uint32_t FakeThreads::WaitForMultipleObjects(std::uint32_t count, const HAN
     return true;
   };
   const bool was_ready = time_->Block(ready, Timeout(timeout_ms));
-  if (ended) time_->BlockForEver();
+  LeaveIfTerminated();
   return was_ready ? platform::kWaitObject0 + index : platform::kWaitTimeout;
 }
 
 void FakeThreads::Sleep(std::uint32_t milliseconds) {
-  const bool* const terminated = g_terminated;
-  if (time_->Block([&] { return terminated != nullptr && *terminated; }, Timeout(milliseconds))) {
-    time_->BlockForEver();
-  }
+  const auto* const self = static_cast<const Thread*>(g_self);
+  time_->Block([&] { return self != nullptr && self->terminated; }, Timeout(milliseconds));
+  LeaveIfTerminated();
 }
 
 bool FakeThreads::InitOnceExecuteOnce(platform::InitOnce* once, platform::InitOnceFunction function, void* parameter,

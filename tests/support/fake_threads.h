@@ -42,6 +42,9 @@ class FakeThreads : public platform::Threads {
   struct Thread;
   struct Census;
 
+  /// Comes back only on a thread that was not ended.
+  void LeaveIfTerminated();
+
   FakeHandles* handles_;
   VirtualTime* time_;
   std::shared_ptr<Census> census_;
