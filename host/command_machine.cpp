@@ -1,18 +1,76 @@
-// wardlet machine: makes machine folders and looks into them.
+// wardlet machine: makes machine folders, boots them, and looks into them.
+#include <unistd.h>
+
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 #include "CLI/CLI.hpp"
 #include "formats/result.h"
 #include "host/exit_code.h"
+#include "host/machine_boot.h"
 #include "host/machine_choice.h"
+#include "host/machine_report.h"
 #include "host/program.h"
 #include "host/report.h"
+#include "host/text_output.h"
 #include "host/trace_file.h"
 #include "platform/embedded/core/machine.h"
+#include "platform/embedded/registry/lmdb_registry.h"
+#include "platform/embedded/tools/machine_layout.h"
+#include "platform/embedded/tools/registry_dump.h"
 
 namespace varnel::host {
 namespace {
+
+int Print(const std::string& text) {
+  return WriteWhole(STDOUT_FILENO, text) ? kExitGood : Fail(std::string("standard output: ") + std::strerror(errno));
+}
+
+int New(const std::string& folder) {
+  const auto machine = embedded::NewMachine(folder);
+  if (!machine.ok()) return Fail(machine.error().message);
+  return kExitGood;
+}
+
+int Boot(const std::string& asked) {
+  const auto folder = ChooseMachine(asked);
+  if (!folder.ok()) return Fail(folder.error().message);
+  const auto report = BootTheMachine(folder.value());
+  if (!report.ok()) return Fail(report.error().message);
+  return Print(BootAsText(report.value()));
+}
+
+int Sessions(const std::string& asked, bool json) {
+  const auto folder = ChooseMachine(asked);
+  if (!folder.ok()) return Fail(folder.error().message);
+  const auto machine = embedded::Machine::Open(folder.value());
+  if (!machine.ok()) return Fail(machine.error().message);
+  const auto sessions = embedded::ListSessions(*machine.value());
+  return Print(json ? SessionsAsJson(sessions) : SessionsAsText(sessions));
+}
+
+int DumpKeys(const std::string& asked, const std::string& key, bool json) {
+  const auto folder = ChooseMachine(asked);
+  if (!folder.ok()) return Fail(folder.error().message);
+  const auto machine = embedded::Machine::Open(folder.value());
+  if (!machine.ok()) return Fail(machine.error().message);
+  embedded::LmdbRegistry registry(machine.value()->RegistryPath());
+  bool written = true;
+  std::string block;
+  const auto flush = [&written, &block] {
+    written = written && WriteWhole(STDOUT_FILENO, block);
+    block.clear();
+  };
+  const auto dumped = embedded::DumpRegistry(
+      registry, key, json ? embedded::DumpForm::kJsonLines : embedded::DumpForm::kText, [&](std::string_view line) {
+        block.append(line).append("\n");
+        if (block.size() > 65536) flush();
+      });
+  flush();
+  if (!dumped.ok()) return Fail(dumped.error().message);
+  return written ? kExitGood : Fail(std::string("standard output: ") + std::strerror(errno));
+}
 
 int Info(const std::string& asked) {
   const auto folder = ChooseMachine(asked);
@@ -22,17 +80,65 @@ int Info(const std::string& asked) {
   const auto boot = machine.value()->ReadBoot();
   if (!boot.ok()) return Fail(boot.error().message);
   const bool same_host_boot = boot.value().host_boot_id == embedded::HostBootId();
-  std::printf("folder   %s\n", folder.value().c_str());
-  std::printf("drive C  %s\n", machine.value()->DrivePath('C').c_str());
-  std::printf("boot     %llu, since %s%s\n", static_cast<unsigned long long>(boot.value().number),
-              IsoTime(static_cast<std::int64_t>(boot.value().file_time), TimeDigits::kMicroseconds).c_str(),
-              same_host_boot ? "" : " (the host was restarted since: no session of it runs)");
-  return std::fflush(stdout) == 0 ? kExitGood : Fail("standard output can't be written");
+  return Print("folder    " + folder.value() + "\ndrive C   " + machine.value()->DrivePath('C') + "\nboot      " +
+               std::to_string(boot.value().number) + ", since " +
+               IsoTime(static_cast<std::int64_t>(boot.value().file_time), TimeDigits::kMicroseconds) +
+               (same_host_boot ? "" : " (the host was restarted since: no session of it runs)") + "\nsessions  " +
+               std::to_string(embedded::ListSessions(*machine.value()).size()) + " running\n");
+}
+
+void AddNew(CLI::App* machine, Choice* choice) {
+  auto folder = std::make_shared<std::string>();
+  CLI::App* make = machine->add_subcommand("new", "Makes a machine in a folder that is not there or empty");
+  make->add_option("DIR", *folder, "The folder")->required()->type_name("");
+  make->footer("Examples:\n  wardlet machine new m");
+  SetAction(make, choice, [folder] { return New(*folder); });
+}
+
+void AddBoot(CLI::App* machine, Choice* choice) {
+  auto folder = std::make_shared<std::string>();
+  CLI::App* boot = machine->add_subcommand("boot", "Boots a machine: ends its sessions, starts the registered ones");
+  AddMachineOption(boot, folder.get());
+  boot->footer(
+      "Deletes what waits for the next boot, and gives each registered session's file its next number. Refuses while\n"
+      "a module runs on the machine.\n"
+      "\n"
+      "Examples:\n"
+      "  wardlet machine boot --machine m");
+  SetAction(boot, choice, [folder] { return Boot(*folder); });
+}
+
+void AddSessions(CLI::App* machine, Choice* choice) {
+  auto folder = std::make_shared<std::string>();
+  auto json = std::make_shared<bool>(false);
+  CLI::App* sessions = machine->add_subcommand("sessions", "Shows the trace sessions that run");
+  AddMachineOption(sessions, folder.get());
+  sessions->add_flag("--json", *json, "One JSON object a line for each session");
+  sessions->footer(
+      "Examples:\n"
+      "  wardlet machine sessions --machine m\n"
+      "  wardlet machine sessions --machine m --json | jq .events_lost");
+  SetAction(sessions, choice, [folder, json] { return Sessions(*folder, *json); });
+}
+
+void AddRegistry(CLI::App* machine, Choice* choice) {
+  auto folder = std::make_shared<std::string>();
+  auto key = std::make_shared<std::string>();
+  auto json = std::make_shared<bool>(false);
+  CLI::App* registry = machine->add_subcommand("registry", "Prints the registry, or a key and all below it");
+  AddMachineOption(registry, folder.get());
+  registry->add_option("KEY", *key, "The key, from its root on (all of it)")->type_name("");
+  registry->add_flag("--json", *json, "One JSON object a line for each key");
+  registry->footer(
+      "Examples:\n"
+      "  wardlet machine registry --machine m 'HKLM\\SOFTWARE\\KelvoCLSID'\n"
+      "  wardlet machine registry --machine m --json | jq -r .key");
+  SetAction(registry, choice, [folder, key, json] { return DumpKeys(*folder, *key, *json); });
 }
 
 void AddInfo(CLI::App* machine, Choice* choice) {
   auto folder = std::make_shared<std::string>();
-  CLI::App* info = machine->add_subcommand("info", "Shows where a machine stands and its boot");
+  CLI::App* info = machine->add_subcommand("info", "Shows where a machine stands, its boot and what runs");
   AddMachineOption(info, folder.get());
   info->footer("Examples:\n  wardlet machine info --machine m");
   SetAction(info, choice, [folder] { return Info(*folder); });
@@ -43,9 +149,17 @@ void AddInfo(CLI::App* machine, Choice* choice) {
 void AddMachineCommands(CLI::App* program, Choice* choice) {
   CLI::App* machine = program->add_subcommand("machine", "Makes machine folders and looks into them");
   machine->require_subcommand(1);
-  machine->footer("Examples:\n  wardlet machine info --machine m");
-  AddInfo(machine, choice);
+  machine->footer(
+      "Examples:\n"
+      "  wardlet machine new m\n"
+      "  wardlet machine boot --machine m\n"
+      "  wardlet machine emit --machine m --count 100");
+  AddNew(machine, choice);
+  AddBoot(machine, choice);
   AddEmitCommand(machine, choice);
+  AddSessions(machine, choice);
+  AddRegistry(machine, choice);
+  AddInfo(machine, choice);
 }
 
 }  // namespace varnel::host

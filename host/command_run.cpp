@@ -20,7 +20,7 @@
 #include "host/stop_signals.h"
 #include "host/text_counts.h"
 #include "host/text_output.h"
-#include "platform/platform.h"
+#include "platform/embedded/core/machine.h"
 
 namespace varnel::host {
 namespace {
@@ -104,17 +104,9 @@ std::string Seconds(Clock::duration time) {
   return text;
 }
 
-void TellCounts(const TextCounts& counts, const TextOutput& output, const LossesBySession& before,
-                Clock::duration time) {
-  std::string line = counts.Summary();
-  const auto after = ReadSessionLosses(platform::TracePort());
-  if (after.ok()) {
-    const SessionLosses lost = LostBetween(before, after.value());
-    line += "; lost by the sessions: " + std::to_string(lost.events) + " events, " + std::to_string(lost.buffers) +
-            " buffers";
-  } else {
-    line += "; what the sessions lost is not known (" + after.error().message + ")";
-  }
+void TellCounts(const TextCounts& counts, const TextOutput& output, const SessionLosses& lost, Clock::duration time) {
+  std::string line = counts.Summary() + "; lost by the sessions: " + std::to_string(lost.events) + " events, " +
+                     std::to_string(lost.buffers) + " buffers";
   if (output.replaced_bytes() > 0) {
     line += "; " + std::to_string(output.replaced_bytes()) + " bytes were no UTF-8 and are shown as U+FFFD";
   }
@@ -122,12 +114,13 @@ void TellCounts(const TextCounts& counts, const TextOutput& output, const Losses
 }
 
 int Run(const RunOptions& options) {
-  const auto machine = EnterMachine(options.machine);
+  const auto folder = EnterMachine(options.machine);
+  if (!folder.ok()) return Fail(folder.error().message);
+  const auto machine = embedded::Machine::Open(folder.value());
   if (!machine.ok()) return Fail(machine.error().message);
   const auto output = OpenOutput(options);
   if (!output.ok()) return Fail(output.error().message);
-  const auto before = ReadSessionLosses(platform::TracePort());
-  if (!before.ok()) return Fail(before.error().message);
+  const LossesBySession before = ReadSessionLosses(*machine.value());
 
   const StopSignals signals;
   const auto start = Clock::now();
@@ -143,7 +136,10 @@ int Run(const RunOptions& options) {
     const std::uint32_t stopped = module.value()->tool()->Stop();
     if (stopped != VNSTAT_SUCCESS) return Fail("the module did not stop (" + StatusText(stopped) + ")");
   }
-  if (!options.quiet) TellCounts(counts, *output.value(), before.value(), Clock::now() - start);
+  if (!options.quiet) {
+    const SessionLosses lost = LostBetween(before, ReadSessionLosses(*machine.value()));
+    TellCounts(counts, *output.value(), lost, Clock::now() - start);
+  }
   return kExitGood;
 }
 

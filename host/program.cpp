@@ -17,6 +17,7 @@ constexpr char kAbout[] =
 
 constexpr char kExamples[] =
     "Examples:\n"
+    "  wardlet demo                              everything at once, in a temporary folder\n"
     "  wardlet machine new m                     a machine in the folder m\n"
     "  wardlet install --machine m               registers the module's trace session\n"
     "  wardlet run --machine m --idle-exit 2     prints what there is and ends\n"
@@ -88,6 +89,7 @@ int RunProgram(int argc, const char* const* argv) {
   AddInstallCommands(&app, &choice);
   AddMachineCommands(&app, &choice);
   AddTraceCommands(&app, &choice);
+  AddDemoCommand(&app, &choice);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {

@@ -26,5 +26,6 @@ void AddInstallCommands(CLI::App* program, Choice* choice);  // install, uninsta
 void AddMachineCommands(CLI::App* program, Choice* choice);
 void AddEmitCommand(CLI::App* machine, Choice* choice);
 void AddTraceCommands(CLI::App* program, Choice* choice);
+void AddDemoCommand(CLI::App* program, Choice* choice);
 
 }  // namespace varnel::host

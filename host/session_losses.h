@@ -1,20 +1,16 @@
-// What the module's trace session itself counts as lost, and how much of it fell into a run.
+// What a machine's trace sessions themselves count as lost, and how much of it fell into a run.
 #pragma once
 
 #include <cstdint>
 #include <map>
 
-#include "formats/result.h"
-
-namespace varnel::platform {
-class Trace;
-}
+#include "platform/embedded/core/machine.h"
 
 namespace varnel::host {
 
 struct SessionLosses {
   std::uint64_t events = 0;
-  std::uint64_t buffers = 0;  // of the file and of real-time readers
+  std::uint64_t buffers = 0;
 
   bool operator==(const SessionLosses&) const = default;
 };
@@ -22,8 +18,9 @@ struct SessionLosses {
 /// By the session's number; a session that ended and began anew has another one.
 using LossesBySession = std::map<std::uint64_t, SessionLosses>;
 
-/// Asks the session that bears the module's name. Empty when none runs; an Error when it can't be asked.
-formats::Result<LossesBySession> ReadSessionLosses(platform::Trace& trace);
+/// Asks every running session of a machine. Opens neither its registry nor its drive, so that it may be called in a
+/// process that has loaded the module.
+LossesBySession ReadSessionLosses(const embedded::Machine& machine);
 
 /// The sum of what was lost between two readings. A session that is in the second alone counts whole.
 SessionLosses LostBetween(const LossesBySession& before, const LossesBySession& after);

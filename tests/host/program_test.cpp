@@ -48,7 +48,11 @@ INSTANTIATE_TEST_SUITE_P(
     OfEachCommand, Help,
     testing::Values(HelpCase{{}, "wardlet.txt"}, HelpCase{{"run"}, "run.txt"}, HelpCase{{"install"}, "install.txt"},
                     HelpCase{{"uninstall"}, "uninstall.txt"}, HelpCase{{"version"}, "version.txt"},
-                    HelpCase{{"machine"}, "machine.txt"}, HelpCase{{"machine", "info"}, "machine_info.txt"},
+                    HelpCase{{"machine"}, "machine.txt"}, HelpCase{{"machine", "new"}, "machine_new.txt"},
+                    HelpCase{{"machine", "boot"}, "machine_boot.txt"},
+                    HelpCase{{"machine", "sessions"}, "machine_sessions.txt"},
+                    HelpCase{{"machine", "registry"}, "machine_registry.txt"},
+                    HelpCase{{"machine", "info"}, "machine_info.txt"}, HelpCase{{"demo"}, "demo.txt"},
                     HelpCase{{"machine", "emit"}, "machine_emit.txt"}, HelpCase{{"trace"}, "trace.txt"},
                     HelpCase{{"trace", "info"}, "trace_info.txt"}, HelpCase{{"trace", "cat"}, "trace_cat.txt"},
                     HelpCase{{"trace", "gaps"}, "trace_gaps.txt"}),
@@ -103,11 +107,13 @@ TEST_P(NeedsAMachine, AndRefusesAFolderThatIsNoneByName) {
   EXPECT_FALSE(std::filesystem::exists("/usr/machine"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Program, NeedsAMachine,
-                         testing::Values(std::vector<std::string>{"run"}, std::vector<std::string>{"install"},
-                                         std::vector<std::string>{"uninstall"},
-                                         std::vector<std::string>{"machine", "info"},
-                                         std::vector<std::string>{"machine", "emit", "--file", "temp"}));
+INSTANTIATE_TEST_SUITE_P(
+    Program, NeedsAMachine,
+    testing::Values(std::vector<std::string>{"run"}, std::vector<std::string>{"install"},
+                    std::vector<std::string>{"uninstall"}, std::vector<std::string>{"machine", "boot"},
+                    std::vector<std::string>{"machine", "sessions"}, std::vector<std::string>{"machine", "registry"},
+                    std::vector<std::string>{"machine", "info"}, std::vector<std::string>{"machine", "emit"},
+                    std::vector<std::string>{"machine", "emit", "--file", "temp"}));
 
 TEST(Program, TellsItsVersion) {
   const Outcome outcome = RunWardlet({"--version"});

@@ -1,0 +1,174 @@
+// wardlet demo: everything at once, on a machine in a temporary folder, told as it happens.
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "CLI/CLI.hpp"
+#include "host/child_process.h"
+#include "host/delivery_ledger.h"
+#include "host/exit_code.h"
+#include "host/program.h"
+#include "host/providers.h"
+#include "host/report.h"
+#include "host/text_output.h"
+
+namespace varnel::host {
+namespace {
+
+namespace fs = std::filesystem;
+using Output = ChildProcess::Output;
+
+constexpr int kEventsOfEach = 8;
+constexpr int kEventsPerSecond = 14;
+
+// A folder that goes with this object, unless it is kept.
+class TemporaryFolder {
+ public:
+  explicit TemporaryFolder(bool keep) : keep_(keep) {
+    std::error_code error;
+    std::string pattern = (fs::temp_directory_path(error) / "wardlet-demo.XXXXXX").string();
+    if (::mkdtemp(pattern.data()) != nullptr) path_ = pattern;
+  }
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    if (!keep_ && !path_.empty()) fs::remove_all(path_, ignored);
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  const std::string& path() const { return path_; }
+
+ private:
+  const bool keep_;
+  std::string path_;
+};
+
+class Demo {
+ public:
+  explicit Demo(std::string machine) : machine_(std::move(machine)) {}
+
+  int Play() {
+    if (!Prepare()) return kExitFailed;
+    auto writer = Start({"machine", "emit", "--machine", machine_, "-q", "--template", "mixed", "--count",
+                         std::to_string(kEventsOfEach), "--rate", std::to_string(kEventsPerSecond)},
+                        Output::kInherited);
+    if (!writer) return kExitFailed;
+    Tell("another process now writes " + std::to_string(kEventsOfEach * kProviders.size()) +
+         " events of the seven providers; nobody reads them yet");
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+    Tell("the module starts: it first reads what the session left in its file, then what comes live");
+    if (!RunModule({"--duration", "2.2"})) return kExitFailed;
+    Tell("the module was stopped while events went on; it starts again and goes on where it was");
+    if (!RunModule({"--idle-exit", "2"})) return kExitFailed;
+    if (writer->Wait() != 0) return Fail("the writing process failed");
+    return Judge();
+  }
+
+ private:
+  std::optional<ChildProcess> Start(const std::vector<std::string>& words, Output output) const {
+    std::vector<std::string> line{OwnProgram()};
+    line.insert(line.end(), words.begin(), words.end());
+    auto child = ChildProcess::Start(line, output);
+    if (child.ok()) return std::move(child).value();
+    Tell(child.error().message);
+    return std::nullopt;
+  }
+
+  // Runs a command to its end; its output is not of interest, its errors are its own.
+  bool Do(const std::vector<std::string>& words) const {
+    auto child = Start(words, Output::kPiped);
+    if (!child) return false;
+    while (child->ReadLine()) {
+    }
+    const int code = child->Wait();
+    if (code != 0) Tell("\"wardlet " + words.front() + "\" ended with exit code " + std::to_string(code));
+    return code == 0;
+  }
+
+  bool Prepare() const {
+    Tell("a machine in " + machine_ + " stands for a Windows machine");
+    if (!Do({"machine", "new", machine_})) return false;
+    Tell("the module is installed there; the next boot starts its trace session");
+    return Do({"install", "--machine", machine_}) && Do({"machine", "boot", "--machine", machine_});
+  }
+
+  // Hosts the module in another process, prints its texts and notes them.
+  bool RunModule(const std::vector<std::string>& end) {
+    std::vector<std::string> words{"run", "-q", "--machine", machine_};
+    words.insert(words.end(), end.begin(), end.end());
+    auto module = Start(words, Output::kPiped);
+    if (!module) return false;
+    const std::uint64_t before = ledger_.delivered();
+    while (const auto text = module->ReadLine()) {
+      ledger_.Note(*text);
+      if (!WriteWhole(STDOUT_FILENO, *text + '\n')) {
+        Tell(std::string("standard output: ") + std::strerror(errno));
+        return false;
+      }
+    }
+    ledger_.EndRun();
+    const int code = module->Wait();
+    Tell("the module printed " + std::to_string(ledger_.delivered() - before) + " events and ended");
+    return code == 0;
+  }
+
+  int Judge() const {
+    std::vector<std::string> names;
+    for (const KnownProvider& provider : kProviders) names.emplace_back(provider.name);
+    const auto missing = ledger_.Missing(names, 1, kEventsOfEach);
+    std::string behind;
+    std::string unexplained;
+    for (const MissingEvent& event : missing) {
+      std::string& list = event.behind_a_repeat ? behind : unexplained;
+      list += (list.empty() ? "" : ", ") + event.provider + " #" + std::to_string(event.number);
+    }
+    Tell(std::to_string(ledger_.delivered()) + " events came, " +
+         (ledger_.twice().empty() ? "none of them twice" : std::to_string(ledger_.twice().size()) + " of them twice"));
+    if (!behind.empty()) {
+      Tell("not delivered, by rule: " + behind);
+      Tell(
+          "  (after a restart the last event of before is read again; it is dropped as a repeat, and takes the event "
+          "behind it along)");
+    }
+    if (!unexplained.empty()) Tell("missing without a reason: " + unexplained);
+    return ledger_.twice().empty() && unexplained.empty() ? kExitGood : kExitFailed;
+  }
+
+  const std::string machine_;
+  DeliveryLedger ledger_;
+};
+
+int RunDemo(bool keep) {
+  const TemporaryFolder folder(keep);
+  if (folder.path().empty()) return Fail(std::string("no temporary folder: ") + std::strerror(errno));
+  const int code = Demo(folder.path() + "/machine").Play();
+  if (keep) Tell("the machine stays in " + folder.path() + "/machine");
+  return code;
+}
+
+}  // namespace
+
+void AddDemoCommand(CLI::App* program, Choice* choice) {
+  auto keep = std::make_shared<bool>(false);
+  CLI::App* demo = program->add_subcommand("demo", "Shows all of it on a machine in a temporary folder");
+  demo->add_flag("--keep", *keep, "Keeps the machine and says where it is");
+  demo->footer(
+      "Texts go to standard output, what happens is told on standard error. Exit code 1 when a text came twice, or is\n"
+      "missing for another reason than the rule about repeats.\n"
+      "\n"
+      "Examples:\n"
+      "  wardlet demo\n"
+      "  wardlet demo --keep | jq -r '.ProviderGUID + \" \" + .TimeStampString'");
+  SetAction(demo, choice, [keep] { return RunDemo(*keep); });
+}
+
+}  // namespace varnel::host
