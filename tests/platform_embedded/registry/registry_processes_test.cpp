@@ -102,14 +102,13 @@ TEST_F(RegistryProcessesTest, AMapThatAnotherProcessMadeLargerIsTakenOver) {
 }
 
 TEST_F(RegistryProcessesTest, ViewsOfDeadProcessesAreClearedWhenTheRegistryIsOpened) {
-  // Both children's views together need more slots than there are.
-  Create(u"SOFTWARE\\Child");
+  // The views of two such children need more slots than there are, so the second finds room only if somebody cleared.
   for (int round = 0; round < 2; ++round) {
     Child child = Start({"readers", "900"});
     ASSERT_EQ(child.Line(), "open");
     child.Kill();
+    EXPECT_EQ(Start({"count", "1"}).Wait(), 0);
   }
-  EXPECT_EQ(Start({"count", "1"}).Wait(), 0);
 }
 
 TEST_F(RegistryProcessesTest, AFileThatMayNotGrowRefusesTheWriteAndLosesNothingAccepted) {
