@@ -141,11 +141,11 @@ TEST_F(SystemOfAMachine, WhoeverUsesAMachineIsItsAdministrator) {
   EXPECT_TRUE(elevated);
 }
 
-TEST_F(SystemOfAMachine, ABlockThatIsNoPackingIsRefused) {
-  const std::uint8_t packed[] = {0xFF, 0xFF};
+TEST_F(SystemOfAMachine, ABlockThatIsCutShortIsRefused) {
+  const std::uint8_t packed[] = {0x03, 0xB0, 0x02, 'a'};
   std::uint8_t out[8];
   std::uint32_t size = 0;
-  EXPECT_EQ(system_->RtlDecompressBuffer(2, out, 8, packed, 2, &size), 0xC0000242u);
+  EXPECT_EQ(system_->RtlDecompressBuffer(2, out, sizeof out, packed, sizeof packed, &size), 0xC0000242u);
 }
 
 }  // namespace
