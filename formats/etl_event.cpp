@@ -1,5 +1,6 @@
 #include "formats/etl_event.h"
 
+#include <array>
 #include <cstring>
 
 namespace varnel::formats {
@@ -32,6 +33,13 @@ T LoadAt(Bytes bytes, std::size_t offset) noexcept {
   T value;
   std::memcpy(&value, bytes.data() + offset, sizeof(T));
   return value;
+}
+
+/// Loads a field straight from the event into a field of the view of the same width. Headers are not copied out whole
+/// first: what was just stored in one piece is slow to load again in others, and this is where all events pass.
+template <typename T>
+void Load(Bytes event, std::size_t offset, T* out) noexcept {
+  std::memcpy(out, event.data() + offset, sizeof(T));
 }
 
 /// The sampling index and the performance counters, which a kernel header's version announces.
@@ -113,27 +121,28 @@ bool ParseInstance(Bytes event, EtlEventView* out) noexcept {
 }
 
 bool ParseEvent(Bytes event, EtlEventView* out) noexcept {
-  EtlEventHeaderFormat header;
-  if (!CopyHeader(event, &header)) return false;
+  using Format = EtlEventHeaderFormat;
+  if (event.size() < sizeof(Format)) return false;
   out->kind = EtlEventKind::kEvent;
-  out->flags = header.flags;
-  out->event_property = header.event_property;
-  out->thread_id = header.thread_id;
-  out->process_id = header.process_id;
-  out->stamp = header.time_stamp;
-  out->provider = header.provider_id;
-  out->id = header.id;
-  out->version = header.version;
-  out->channel = header.channel;
-  out->level = header.level;
-  out->opcode = header.opcode;
-  out->task = header.task;
-  out->keyword = header.keyword;
-  out->kernel_time = header.kernel_time;
-  out->user_time = header.user_time;
-  out->activity_id = header.activity_id;
-  out->payload = event.subspan(sizeof(header));
-  if ((header.flags & kEtlEventFlagExtendedInfo) == 0) return true;
+  Load(event, offsetof(Format, flags), &out->flags);
+  Load(event, offsetof(Format, event_property), &out->event_property);
+  Load(event, offsetof(Format, thread_id), &out->thread_id);
+  Load(event, offsetof(Format, process_id), &out->process_id);
+  Load(event, offsetof(Format, time_stamp), &out->stamp);
+  Load(event, offsetof(Format, provider_id), &out->provider);
+  Load(event, offsetof(Format, id), &out->id);
+  Load(event, offsetof(Format, version), &out->version);
+  Load(event, offsetof(Format, channel), &out->channel);
+  Load(event, offsetof(Format, level), &out->level);
+  Load(event, offsetof(Format, opcode), &out->opcode);
+  Load(event, offsetof(Format, task), &out->task);
+  Load(event, offsetof(Format, keyword), &out->keyword);
+  Load(event, offsetof(Format, kernel_time), &out->kernel_time);
+  Load(event, offsetof(Format, user_time), &out->user_time);
+  Load(event, offsetof(Format, activity_id), &out->activity_id);
+  out->payload = event.subspan(sizeof(Format));
+  out->extended = {};
+  if ((out->flags & kEtlEventFlagExtendedInfo) == 0) return true;
   EtlItemWalk walk(out->payload);
   EtlItemView item;
   while (walk.Next(&item)) {
@@ -190,69 +199,67 @@ bool ParseMessage(Bytes event, EtlEventView* out) noexcept {
 }
 
 /// Where a kind of header keeps the event's size.
-constexpr std::size_t kSizeFirst = 0;
-constexpr std::size_t kSizeThird = 4;
+constexpr std::uint8_t kSizeFirst = 0;
+constexpr std::uint8_t kSizeThird = 4;
 
 struct HeaderShape {
   bool known = false;
+  bool step_over = false;  // not used in files
   bool pointer32 = false;
   std::uint8_t size_at = kSizeFirst;
+  EtlEventKind kind = EtlEventKind::kEvent;
 };
 
-constexpr HeaderShape ShapeOf(std::uint8_t type) noexcept {
-  switch (type) {
-    case kEtlSystem32:
-    case kEtlCompact32:
-    case kEtlPerfInfo32:
-      return {true, true, kSizeThird};
-    case kEtlSystem64:
-    case kEtlCompact64:
-    case kEtlPerfInfo64:
-      return {true, false, kSizeThird};
-    case kEtlFull32:
-    case kEtlInstance32:
-    case kEtlEvent32:
-      return {true, true, kSizeFirst};
-    case kEtlFull64:
-    case kEtlInstance64:
-    case kEtlEvent64:
-      return {true, false, kSizeFirst};
-    case kEtlTimed:
-    case kEtlError:
-    case kEtlWnode:
-      return {true, false, kSizeFirst};
-    default:
-      return {};
-  }
+constexpr std::size_t kHeaderTypes = 0x16;
+using ShapeTable = std::array<HeaderShape, kHeaderTypes>;
+
+constexpr ShapeTable MakeShapes() noexcept {
+  ShapeTable shapes = {};
+  shapes[kEtlSystem32] = {true, false, true, kSizeThird, EtlEventKind::kSystem};
+  shapes[kEtlSystem64] = {true, false, false, kSizeThird, EtlEventKind::kSystem};
+  shapes[kEtlCompact32] = {true, false, true, kSizeThird, EtlEventKind::kCompact};
+  shapes[kEtlCompact64] = {true, false, false, kSizeThird, EtlEventKind::kCompact};
+  shapes[kEtlPerfInfo32] = {true, false, true, kSizeThird, EtlEventKind::kPerfInfo};
+  shapes[kEtlPerfInfo64] = {true, false, false, kSizeThird, EtlEventKind::kPerfInfo};
+  shapes[kEtlFull32] = {true, false, true, kSizeFirst, EtlEventKind::kFull};
+  shapes[kEtlFull64] = {true, false, false, kSizeFirst, EtlEventKind::kFull};
+  shapes[kEtlInstance32] = {true, false, true, kSizeFirst, EtlEventKind::kInstance};
+  shapes[kEtlInstance64] = {true, false, false, kSizeFirst, EtlEventKind::kInstance};
+  shapes[kEtlEvent32] = {true, false, true, kSizeFirst, EtlEventKind::kEvent};
+  shapes[kEtlEvent64] = {true, false, false, kSizeFirst, EtlEventKind::kEvent};
+  shapes[kEtlTimed] = shapes[kEtlError] = shapes[kEtlWnode] = {true, true, false, kSizeFirst, EtlEventKind::kEvent};
+  return shapes;
+}
+constexpr ShapeTable kShapes = MakeShapes();
+constexpr HeaderShape kMessageShape = {true, false, false, kSizeFirst, EtlEventKind::kMessage};
+
+HeaderShape ShapeOf(bool message, std::uint8_t type) noexcept {
+  if (message) return kMessageShape;
+  return type < kShapes.size() ? kShapes[type] : HeaderShape{};
 }
 
-bool ParseByType(Bytes event, std::uint8_t type, EtlEventView* out) noexcept {
-  switch (type) {
-    case kEtlSystem32:
-    case kEtlSystem64:
+bool ParseByKind(Bytes event, EtlEventKind kind, EtlEventView* out) noexcept {
+  switch (kind) {
+    case EtlEventKind::kSystem:
       return ParseSystem(event, /*compact=*/false, out);
-    case kEtlCompact32:
-    case kEtlCompact64:
+    case EtlEventKind::kCompact:
       return ParseSystem(event, /*compact=*/true, out);
-    case kEtlPerfInfo32:
-    case kEtlPerfInfo64:
+    case EtlEventKind::kPerfInfo:
       return ParsePerfInfo(event, out);
-    case kEtlFull32:
-    case kEtlFull64:
+    case EtlEventKind::kFull:
       return ParseFull(event, out);
-    case kEtlInstance32:
-    case kEtlInstance64:
+    case EtlEventKind::kInstance:
       return ParseInstance(event, out);
-    default:
-      return ParseEvent(event, out);
+    case EtlEventKind::kMessage:
+      return ParseMessage(event, out);
+    case EtlEventKind::kEvent:
+      break;
   }
+  return ParseEvent(event, out);
 }
 
-constexpr bool IsStepOver(std::uint8_t type) noexcept {
-  return type == kEtlTimed || type == kEtlError || type == kEtlWnode;
-}
-
-/// Everything but what the caller keeps over events and fills itself.
+/// Everything but what the caller keeps over events and fills itself. Mostly this is not called: an event that follows
+/// one of its own kind finds the fields of other kinds clear and writes over all of its own.
 void ClearEvent(EtlEventView* out) noexcept {
   const std::int64_t stamp = out->stamp;
   const std::uint16_t processor = out->processor;
@@ -273,18 +280,16 @@ EtlParseOutcome ParseEtlEvent(std::span<const std::byte> bytes, EtlEventView* ou
   const bool message = (marker & kBit30) == 0;
   if (message && (marker & kBit28) == 0) return EtlParseOutcome::kDamaged;
   const auto type = static_cast<std::uint8_t>(marker >> 16);
-  const HeaderShape shape = message ? HeaderShape{true, false, kSizeFirst} : ShapeOf(type);
+  const HeaderShape shape = ShapeOf(message, type);
   if (!shape.known) return EtlParseOutcome::kDamaged;
   const std::uint32_t event_size = LoadAt<std::uint16_t>(bytes, shape.size_at);
   if (event_size < sizeof(EtlMessageHeaderFormat) || event_size > bytes.size()) return EtlParseOutcome::kDamaged;
   *size = event_size;
-  if (!message && IsStepOver(type)) return EtlParseOutcome::kStepOver;
-  ClearEvent(out);
+  if (shape.step_over) return EtlParseOutcome::kStepOver;
+  if (message || out->kind != shape.kind) ClearEvent(out);
   out->header_type = type;
   out->pointer32 = shape.pointer32;
-  const Bytes event = bytes.first(event_size);
-  const bool good = message ? ParseMessage(event, out) : ParseByType(event, type, out);
-  return good ? EtlParseOutcome::kEvent : EtlParseOutcome::kDamaged;
+  return ParseByKind(bytes.first(event_size), shape.kind, out) ? EtlParseOutcome::kEvent : EtlParseOutcome::kDamaged;
 }
 
 std::uint16_t EtlRecordFlags(const EtlEventView& event) noexcept {

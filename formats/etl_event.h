@@ -13,6 +13,8 @@ namespace varnel::formats {
 
 enum class EtlEventKind : std::uint8_t { kSystem, kCompact, kPerfInfo, kFull, kInstance, kEvent, kMessage };
 
+/// A view that is parsed into again must be left as the parser filled it, but for `stamp`, `file_time`, `processor` and
+/// `logger_id`.
 struct EtlEventView {
   EtlEventKind kind = EtlEventKind::kEvent;
   std::uint8_t header_type = 0;  // EtlHeaderType; kEtlMessage for messages

@@ -8,8 +8,6 @@
 namespace varnel::formats {
 namespace {
 
-constexpr auto kLaterStream = [](const EtlStream* a, const EtlStream* b) { return b->IsBefore(*a); };
-
 /// The buffers of a segment, its header buffer left out, with their rank: by processor, and within one in the order of
 /// time. That is the file's order, but for a circular file, which goes on at its beginning when it is full.
 std::vector<EtlStreamBuffer> OrderBuffers(const EtlIndex& index, const EtlSegment& segment) {
@@ -72,10 +70,11 @@ void EtlReader::EnterSegment() {
       if (cancelled_) return;
       continue;
     }
-    if (stream == streams_.front()) stream->PutFirst();
-    heap_.push_back(stream.get());
+    // The log header's own event goes before everything, whatever its stamp.
+    const bool own = stream == streams_.front();
+    heap_.push_back({own ? INT64_MIN : stream->view().stamp, stream->rank(), stream.get()});
   }
-  std::make_heap(heap_.begin(), heap_.end(), kLaterStream);
+  std::make_heap(heap_.begin(), heap_.end(), [](const Head& a, const Head& b) { return b.IsBefore(a); });
 }
 
 void EtlReader::CountUnread(const EtlBufferEntry& entry) {
@@ -112,18 +111,33 @@ bool EtlReader::Advance(EtlStream& stream) {
   }
 }
 
+/// Takes the top out of the heap and puts another in, where it belongs.
+void EtlReader::Replace(const Head& moved) noexcept {
+  const std::size_t size = heap_.size();
+  std::size_t at = 0;
+  for (std::size_t child = 1; child < size; child = 2 * at + 1) {
+    if (child + 1 < size) child += heap_[child + 1].IsBefore(heap_[child]) ? 1 : 0;
+    if (!heap_[child].IsBefore(moved)) break;
+    heap_[at] = heap_[child];
+    at = child;
+  }
+  heap_[at] = moved;
+}
+
 /// Makes the stream with the earliest event the current one. @return false when there is none.
 bool EtlReader::Settle() {
-  if (heap_.empty()) return current_ != nullptr;
-  if (current_ != nullptr && !heap_.front()->IsBefore(*current_)) return true;
-  std::pop_heap(heap_.begin(), heap_.end(), kLaterStream);
-  EtlStream* const earliest = heap_.back();
-  heap_.pop_back();
-  if (current_ != nullptr) {
-    heap_.push_back(current_);
-    std::push_heap(heap_.begin(), heap_.end(), kLaterStream);
+  if (current_.stream != nullptr) {
+    if (heap_.empty() || !heap_.front().IsBefore(current_)) return true;
+    const Head earliest = heap_.front();
+    Replace(current_);
+    current_ = earliest;
+    return true;
   }
-  current_ = earliest;
+  if (heap_.empty()) return false;
+  current_ = heap_.front();
+  const Head last = heap_.back();
+  heap_.pop_back();
+  if (!heap_.empty()) Replace(last);
   return true;
 }
 
@@ -132,15 +146,20 @@ const EtlEventView* EtlReader::Next() {
   if (!entered_) {
     entered_ = true;
     EnterSegment();
-  } else if (current_ != nullptr && !Advance(*current_)) {
-    current_ = nullptr;
+  } else if (current_.stream != nullptr) {
+    if (Advance(*current_.stream)) {
+      current_.stamp = current_.stream->view().stamp;
+      current_.rank = current_.stream->rank();
+    } else {
+      current_.stream = nullptr;
+    }
   }
   while (!cancelled_ && !Settle()) {
     if (segment_ + 1 >= index_.segments.size()) return nullptr;
     ++segment_;
     EnterSegment();
   }
-  return cancelled_ ? nullptr : &current_->view();
+  return cancelled_ ? nullptr : &current_.stream->view();
 }
 
 }  // namespace varnel::formats

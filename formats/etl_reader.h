@@ -74,12 +74,24 @@ class EtlReader {
  private:
   EtlReader(EtlSource& source, EtlReadOptions options, EtlIndex index);
 
+  /// What the merge compares of a stream: the stamp of its event and the place of its buffer.
+  struct Head {
+    std::int64_t stamp;
+    std::uint64_t rank;
+    EtlStream* stream;
+    // Without branches: streams interleave as they like, and a guess would be wrong half of the time.
+    bool IsBefore(const Head& other) const noexcept {
+      return (stamp < other.stamp) | ((stamp == other.stamp) & (rank < other.rank));
+    }
+  };
+
   void EnterSegment();
   void AddStreams(const EtlSegment& segment);
   bool Advance(EtlStream& stream);
   bool LoadNextBuffer(EtlStream& stream);
   bool FinishBuffer(EtlStream& stream);
   void CountUnread(const EtlBufferEntry& entry);
+  void Replace(const Head& moved) noexcept;
   bool Settle();
 
   EtlSource& source_;
@@ -88,8 +100,8 @@ class EtlReader {
   std::uint16_t packing_ = 0;
   std::size_t segment_ = 0;
   std::vector<std::unique_ptr<EtlStream>> streams_;
-  std::vector<EtlStream*> heap_;  // the streams beside current_, the earliest on top
-  EtlStream* current_ = nullptr;
+  std::vector<Head> heap_;  // the streams beside the current one, the earliest on top
+  Head current_ = {0, 0, nullptr};
   bool entered_ = false;
   bool cancelled_ = false;
   EtlAccount account_;

@@ -33,21 +33,12 @@ class EtlStream {
   bool loaded() const noexcept { return loaded_; }
   void Unload() noexcept { loaded_ = false; }
 
-  bool Next() noexcept {
-    if (!cursor_.Next(&view_)) return false;
-    stamp_ = view_.stamp;
-    return true;
-  }
+  bool Next() noexcept { return cursor_.Next(&view_); }
   const EtlEventView& view() const noexcept { return view_; }
   /// Adds what the current buffer's bytes turned out to be.
   void Settle(EtlAccount* account) const noexcept;
 
-  /// The log header's own event goes before everything, whatever its stamp.
-  void PutFirst() noexcept { stamp_ = INT64_MIN; }
-  bool IsBefore(const EtlStream& other) const noexcept {
-    if (stamp_ != other.stamp_) return stamp_ < other.stamp_;
-    return current().rank < other.current().rank;
-  }
+  std::uint64_t rank() const noexcept { return buffers_[next_ - 1].rank; }
 
  private:
   bool Fetch(EtlSource& source, const EtlBufferEntry& entry, std::span<const std::byte>* out);
@@ -58,7 +49,6 @@ class EtlStream {
   std::vector<EtlStreamBuffer> buffers_;
   std::size_t next_ = 0;
   bool loaded_ = false;
-  std::int64_t stamp_ = 0;
   EtlBufferCursor cursor_;
   EtlEventView view_;
   std::vector<std::byte> raw_;       // the buffer as it stands in the file, where the source has no view

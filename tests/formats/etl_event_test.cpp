@@ -285,6 +285,47 @@ TEST(EtlEvent, EachKindRefusesASizeBelowItsHeader) {
   }
 }
 
+TEST(EtlEvent, AViewThatIsUsedAgainKeepsNothingOfTheEventBefore) {
+  support::EventSpec full;
+  full.id = full.task = 9;
+  full.version = full.channel = full.opcode = 9;
+  full.keyword = 9;
+  full.items = {{12, ByteWriter().Text("traits").Take()}};
+  full.payload = kPayload;
+  const Blob events[] = {
+      support::Event(full),
+      support::Event({.items = {}, .payload = {}}),
+      support::SystemEvent(2, 5, 36, 1, {}),
+      support::SystemEvent(4, 5, 36, 1, {}),
+      support::PerfInfoEvent(0x11, 15, 46, 1, Blob(24), 0x8202),
+      support::PerfInfoEvent(0x10, 15, 46, 1, {}),
+      support::ClassicEvent(0x14, kClass, 10, 99, {}),
+      support::InstanceEvent(0x15, kClass, 99, 21, 22, kParent, kPayload),
+      support::MessageEvent(12, 0x2B, ByteWriter().U32(17).Guid(kClass).I64(5).U32(1).U32(2).Take()),
+      support::MessageEvent(3, 0x10, ByteWriter().I64(5).Take()),
+  };
+  const auto same = [](const EtlEventView& a, const EtlEventView& b) {
+    return a.kind == b.kind && a.header_type == b.header_type && a.pointer32 == b.pointer32 &&
+           a.has_own_stamp == b.has_own_stamp && a.has_thread == b.has_thread && a.group == b.group &&
+           a.flags == b.flags && a.event_property == b.event_property && a.id == b.id && a.version == b.version &&
+           a.channel == b.channel && a.level == b.level && a.opcode == b.opcode && a.task == b.task &&
+           a.message_options == b.message_options && a.keyword == b.keyword && a.thread_id == b.thread_id &&
+           a.process_id == b.process_id && a.kernel_time == b.kernel_time && a.user_time == b.user_time &&
+           a.stamp == b.stamp && a.provider == b.provider && a.activity_id == b.activity_id &&
+           a.parent_guid == b.parent_guid && a.instance_id == b.instance_id &&
+           a.parent_instance_id == b.parent_instance_id && a.message_sequence == b.message_sequence &&
+           a.extended.size() == b.extended.size() && a.counters.size() == b.counters.size() &&
+           a.payload.size() == b.payload.size();
+  };
+  for (const Blob& first : events) {
+    for (const Blob& second : events) {
+      Parsed used = Parse(first);
+      ASSERT_EQ(ParseEtlEvent(second, &used.view, &used.size), EtlParseOutcome::kEvent);
+      EXPECT_TRUE(same(used.view, Parse(second).view)) << int{used.view.header_type};
+    }
+  }
+}
+
 TEST(EtlEvent, RecordFlagsTellPointerSizeAndKindOfHeader) {
   EXPECT_EQ(EtlRecordFlags(Parse(support::Event({.items = {}, .payload = {}})).view), 0x0240);
   EXPECT_EQ(EtlRecordFlags(Parse(support::Event({.header_type = 0x12, .items = {}, .payload = {}})).view), 0x0220);
