@@ -1,13 +1,6 @@
 #include "formats/etl_event_input.h"
 
 namespace varnel::formats {
-namespace {
-
-constexpr std::uint16_t kItemSchema = 11;
-constexpr std::uint16_t kItemTraits = 12;
-
-}  // namespace
-
 EventInput ToEventInput(const EtlEventView& event) noexcept {
   EventInput input;
   input.provider = event.provider;
@@ -19,8 +12,8 @@ EventInput ToEventInput(const EtlEventView& event) noexcept {
   input.task = event.task;
   input.keyword = event.keyword;
   input.flags = EtlRecordFlags(event);
-  input.schema = EtlFindItem(event, kItemSchema);
-  input.traits = EtlFindItem(event, kItemTraits);
+  input.schema = EtlFindItem(event, kEtlItemEventSchemaTl);
+  input.traits = EtlFindItem(event, kEtlItemProviderTraits);
   input.payload = event.payload;
   return input;
 }

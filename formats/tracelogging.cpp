@@ -112,7 +112,7 @@ Status SchemaReader::ReadMembers(unsigned count, int depth, Field* field) {
 /// Lays the tree of fields out as layouts have it: level by level, the members of a structure together.
 class Flattener {
  public:
-  EventLayout Flatten(std::string name, std::vector<Field> fields) {
+  EventLayout Flatten(std::string name, const std::vector<Field>& fields) {
     layout_.name = std::move(name);
     AddAll(fields);
     layout_.top_level_count = static_cast<std::uint16_t>(layout_.properties.size());
@@ -176,7 +176,7 @@ Result<EventLayout> SchemaReader::Read() {
     if (!field.ok()) return field.error();
     fields.push_back(std::move(field).value());
   }
-  return Flattener().Flatten(std::move(name), std::move(fields));
+  return Flattener().Flatten(std::move(name), fields);
 }
 
 /// The bytes that the size in front of them covers, behind that size; empty when it does not fit.

@@ -159,23 +159,6 @@ void AddContent(const EtlEventView& event, const DecodedEvent& decoded, ObjectWr
 
 }  // namespace
 
-formats::EventInput DecoderInput(const EtlEventView& event) {
-  formats::EventInput input;
-  input.provider = event.provider;
-  input.id = event.id;
-  input.version = event.version;
-  input.channel = event.channel;
-  input.level = event.level;
-  input.opcode = event.opcode;
-  input.task = event.task;
-  input.keyword = event.keyword;
-  input.flags = formats::EtlRecordFlags(event);
-  input.schema = formats::EtlFindItem(event, formats::kEtlItemEventSchemaTl);
-  input.traits = formats::EtlFindItem(event, formats::kEtlItemProviderTraits);
-  input.payload = event.payload;
-  return input;
-}
-
 std::string EventJson(const EtlEventView& event, const DecodedEvent& decoded) {
   const std::unique_ptr<cJSON, decltype(&cJSON_Delete)> object(cJSON_CreateObject(), cJSON_Delete);
   ObjectWriter writer(object.get());

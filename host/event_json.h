@@ -15,9 +15,6 @@
 
 namespace varnel::host {
 
-/// What the decoder needs to know of an event; it borrows the event's bytes.
-formats::EventInput DecoderInput(const formats::EtlEventView& event);
-
 /// The object without a line end; empty when there was no memory for it.
 std::string EventJson(const formats::EtlEventView& event, const formats::DecodedEvent& decoded);
 

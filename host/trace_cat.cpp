@@ -5,6 +5,7 @@
 #include <span>
 #include <utility>
 
+#include "formats/etl_event_input.h"
 #include "formats/event_decoder.h"
 #include "formats/guid_text.h"
 #include "host/event_json.h"
@@ -37,7 +38,7 @@ bool AddManifests(const std::vector<std::string>& paths, formats::EventDecoder* 
 bool PrintEvents(TraceFile& file, const Selection& selection, const formats::EventDecoder& decoder, std::FILE* out) {
   while (const formats::EtlEventView* event = file.reader->Next()) {
     if (!selection.Takes(*event)) continue;
-    std::string line = EventJson(*event, decoder.Decode(DecoderInput(*event)));
+    std::string line = EventJson(*event, decoder.Decode(formats::ToEventInput(*event)));
     if (line.empty()) return false;
     line.push_back('\n');
     if (std::fwrite(line.data(), 1, line.size(), out) != line.size()) break;  // told when the output is finished

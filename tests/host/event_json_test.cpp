@@ -91,20 +91,5 @@ TEST(EventJson, TextsThatAreNotUtf8AreShownWithReplacements) {
   EXPECT_THAT(EventJson(Parse(bytes), decoded), HasSubstr("\"provider_name\":\"a\xEF\xBF\xBDz\""));
 }
 
-TEST(EventJson, GivesTheDecoderTheEventsOwnItemsAndTheFlagsOfARecord) {
-  support::EventSpec spec;
-  spec.header_type = 0x12;
-  spec.items = {{11, ByteWriter().Text("schema").Take()}, {12, ByteWriter().Text("traits").Take()}};
-  spec.payload = Blob(3);
-  const Blob bytes = support::Event(spec);
-  const formats::EtlEventView event = Parse(bytes);
-  const formats::EventInput input = DecoderInput(event);
-  EXPECT_EQ(input.schema.size(), 6u);
-  EXPECT_EQ(input.traits.size(), 6u);
-  EXPECT_EQ(input.payload.size(), 3u);
-  EXPECT_EQ(input.pointer_size(), 4);
-  EXPECT_EQ(input.provider, spec.provider);
-}
-
 }  // namespace
 }  // namespace varnel::host

@@ -1,5 +1,6 @@
 #include "platform/embedded/tdh/embedded_tdh.h"
 
+#include <bit>
 #include <cstring>
 #include <new>
 #include <span>
@@ -43,7 +44,7 @@ std::string_view ItemOf(const EVENT_RECORD& event, std::uint16_t type) {
   for (std::size_t i = 0; i < event.ExtendedDataCount; ++i) {
     const auto& item = event.ExtendedData[i];
     if (item.ExtType == type && item.DataPtr != 0) {
-      return {reinterpret_cast<const char*>(static_cast<std::uintptr_t>(item.DataPtr)), item.DataSize};
+      return {std::bit_cast<const char*>(item.DataPtr), item.DataSize};
     }
   }
   return {};
@@ -56,7 +57,7 @@ bool IsOfAnotherKind(const EVENT_RECORD& event) {
 }
 
 const char16_t* NameOf(const PROPERTY_DATA_DESCRIPTOR& descriptor) {
-  return reinterpret_cast<const char16_t*>(static_cast<std::uintptr_t>(descriptor.PropertyName));
+  return std::bit_cast<const char16_t*>(descriptor.PropertyName);
 }
 
 }  // namespace
