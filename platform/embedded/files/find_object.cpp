@@ -101,6 +101,7 @@ bool FindObject::Next(platform::WIN32_FIND_DATAW* data) {
     const Entry& entry = entries_[next_++];
     struct stat status {};
     if (::lstat(entry.host_path.c_str(), &status) != 0) continue;  // gone since the search began
+    if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) continue;
     Fill(entry.name, entry.host_path, status, data);
     return true;
   }

@@ -84,7 +84,7 @@ std::uint32_t OpenStream(const FileOpener& opener, std::u16string_view path, con
   const cookie_io_functions_t functions = {ReadCookie, WriteCookie, SeekCookie, CloseCookie};
   *stream = ::fopencookie(cookie.get(), mode, functions);
   if (*stream == nullptr) return platform::kErrorNotEnoughMemory;
-  cookie.release();
+  (void)cookie.release();  // the stream's own from here on
   return platform::kErrorSuccess;
 }
 
