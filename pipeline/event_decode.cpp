@@ -1,15 +1,14 @@
 #include "pipeline/event_decode.h"
 
-#include <cjson/cJSON.h>
-
 #include <array>
 #include <cstring>
-#include <memory>
+#include <string_view>
 
 #include "base/event_text.h"
 #include "base/log.h"
 #include "base/text.h"
 #include "pipeline/heap_block.h"
+#include "pipeline/json_texts.h"
 #include "pipeline/module_name.h"
 #include "pipeline/number_text.h"
 #include "pipeline/property_text.h"
@@ -26,16 +25,11 @@ using platform::TRACE_EVENT_INFO;
 constexpr std::size_t kNameCapacity = 256;
 constexpr std::size_t kModuleNameCapacity = 100;
 
-struct DeleteJson {
-  void operator()(cJSON* json) const { cJSON_Delete(json); }
-};
-using JsonObject = std::unique_ptr<cJSON, DeleteJson>;
-
 // What the properties of one event add up to.
 struct Decoding {
   EVENT_RECORD* event;
   RawEvent* raw;
-  cJSON* json;
+  JsonTexts* json;
   bool function_is_initialize = false;
   bool message_is_initialize = false;
 };
@@ -47,24 +41,23 @@ bool EqualNoCase(const char* a, const char* b) {
   return fold(*a) == fold(*b);
 }
 
-void AddHeaderFields(const EVENT_RECORD& event, cJSON* json) {
+void AddHeaderFields(const EVENT_RECORD& event, JsonTexts* json) {
   const platform::EVENT_HEADER& header = event.EventHeader;
   std::array<char, kNumberTextCapacity> text;
-  AddWardletVersion(json);
+  json->AddConstant("WardletVersion", WardletVersionText());
   const auto time = static_cast<std::uint64_t>(header.TimeStamp);
-  FormatHex(time, text);
-  cJSON_AddStringToObject(json, "TimeStamp", text.data());
+  json->AddUnderConstantKey("TimeStamp", {text.data(), FormatHex(time, text)});
   FormatFileTimeText(time, text.data(), text.size());
-  cJSON_AddStringToObject(json, "TimeStampString", text.data());
+  json->AddUnderConstantKey("TimeStampString", text.data());
   GuidToText(header.ProviderId, text.data());
-  cJSON_AddStringToObject(json, "ProviderGUID", text.data());
+  json->AddUnderConstantKey("ProviderGUID", text.data());
   GetModuleNameByKeyWord(header.EventDescriptor.Keyword, text.data(), kModuleNameCapacity);
-  cJSON_AddStringToObject(json, "Mod", text.data());
-  FormatSigned(static_cast<std::int32_t>(header.ProcessId), text);
-  cJSON_AddStringToObject(json, "ProcessId", text.data());
-  FormatSigned(static_cast<std::int32_t>(header.ThreadId), text);
-  cJSON_AddStringToObject(json, "ThreadId", text.data());
-  cJSON_AddStringToObject(json, "Level", EventLevelName(header.EventDescriptor.Level));
+  json->AddUnderConstantKey("Mod", text.data());
+  std::size_t length = FormatSigned(static_cast<std::int32_t>(header.ProcessId), text);
+  json->AddUnderConstantKey("ProcessId", {text.data(), length});
+  length = FormatSigned(static_cast<std::int32_t>(header.ThreadId), text);
+  json->AddUnderConstantKey("ThreadId", {text.data(), length});
+  json->AddConstant("Level", EventLevelName(header.EventDescriptor.Level));
 }
 
 // Takes a whole number into a field of the record. Other types leave it as it is.
@@ -94,16 +87,37 @@ void TakeProperty(const PropertyValue& property, std::uint32_t property_flags, D
   AddPropertyText(decoding->json, property);
 }
 
+// A property's name, cut to the room, in both encodings.
+struct PropertyName {
+  std::array<char16_t, kNameCapacity> wide;
+  std::array<char, kNameCapacity> narrow;
+  std::size_t narrow_length = 0;
+};
+
+void ReadName(const char16_t* source, PropertyName* name) {
+  std::size_t length = 0;
+  char16_t seen = 0;
+  for (; length + 1 < kNameCapacity && source[length] != 0; ++length) {
+    seen |= source[length];
+    name->wide[length] = source[length];
+    name->narrow[length] = static_cast<char>(source[length]);
+  }
+  name->wide[length] = 0;
+  name->narrow[length] = '\0';
+  name->narrow_length = length;
+  if (seen < 0x80) return;  // the same characters in UTF-8
+  name->narrow[0] = '\0';
+  platform::SystemPort().WideCharToMultiByte(platform::kCpUtf8, 0, name->wide.data(), -1, name->narrow.data(),
+                                             static_cast<std::int32_t>(name->narrow.size()));
+  name->narrow.back() = '\0';
+  name->narrow_length = std::strlen(name->narrow.data());
+}
+
 void DecodeProperty(const TRACE_EVENT_INFO& schema, const EVENT_PROPERTY_INFO& info, Decoding* decoding) {
-  std::array<char16_t, kNameCapacity> wide_name;
-  std::array<char, kNameCapacity> name;
-  name[0] = '\0';
-  CopyText(wide_name.data(), wide_name.size(),
-           reinterpret_cast<const char16_t*>(reinterpret_cast<const char*>(&schema) + info.NameOffset));
-  platform::SystemPort().WideCharToMultiByte(platform::kCpUtf8, 0, wide_name.data(), -1, name.data(), name.size());
-  name.back() = '\0';
+  PropertyName name;
+  ReadName(reinterpret_cast<const char16_t*>(reinterpret_cast<const char*>(&schema) + info.NameOffset), &name);
   platform::Tdh& tdh = platform::TdhPort();
-  const platform::PROPERTY_DATA_DESCRIPTOR descriptor{reinterpret_cast<std::uintptr_t>(wide_name.data()), ~0u, 0};
+  const platform::PROPERTY_DATA_DESCRIPTOR descriptor{reinterpret_cast<std::uintptr_t>(name.wide.data()), ~0u, 0};
   std::uint32_t size = 0;
   if (tdh.TdhGetPropertySize(decoding->event, 1, &descriptor, &size) != platform::kErrorSuccess || size == 0) return;
   const HeapBlock value(std::size_t{size} + kPropertyTail);
@@ -111,7 +125,8 @@ void DecodeProperty(const TRACE_EVENT_INFO& schema, const EVENT_PROPERTY_INFO& i
   if (data == nullptr) return;
   std::memset(data + size, 0, kPropertyTail);
   if (tdh.TdhGetProperty(decoding->event, 1, &descriptor, size, data) != platform::kErrorSuccess) return;
-  TakeProperty({wide_name.data(), name.data(), info.InType, data, size}, info.Flags, decoding);
+  TakeProperty({name.wide.data(), {name.narrow.data(), name.narrow_length}, info.InType, data, size}, info.Flags,
+               decoding);
 }
 
 std::uint32_t DecodeProperties(Decoding* decoding) {
@@ -143,14 +158,14 @@ std::uint32_t DecodeProperties(Decoding* decoding) {
 
 std::uint32_t FillRawEvent(EVENT_RECORD* event, RawEvent* raw) {
   raw->dwTimeStamp = static_cast<std::uint64_t>(event->EventHeader.TimeStamp);
-  const JsonObject json(cJSON_CreateObject());
-  if (json == nullptr) return platform::kErrorOutOfMemory;
-  AddHeaderFields(*event, json.get());
-  Decoding decoding{event, raw, json.get()};
+  JsonTexts json;
+  if (!json.ok()) return platform::kErrorOutOfMemory;
+  AddHeaderFields(*event, &json);
+  Decoding decoding{event, raw, &json};
   const std::uint32_t error = DecodeProperties(&decoding);
   if (error != platform::kErrorSuccess) return error;
   raw->bIsModuleInitEvent = decoding.function_is_initialize && decoding.message_is_initialize ? 1 : 0;
-  raw->pszJsonText = cJSON_PrintUnformatted(json.get());
+  raw->pszJsonText = json.Print();
   return raw->pszJsonText == nullptr ? platform::kErrorOutOfMemory : platform::kErrorSuccess;
 }
 

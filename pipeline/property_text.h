@@ -3,10 +3,11 @@
 
 #include <cstddef>
 #include <cstdint>
-
-struct cJSON;
+#include <string_view>
 
 namespace varnel {
+
+class JsonTexts;
 
 // In-types of the Trace Data Helper.
 inline constexpr std::uint16_t kInTypeWideString = 1;
@@ -29,13 +30,13 @@ inline constexpr std::size_t kPropertyTail = 16;
 /// A property as the Trace Data Helper gave it. Borrows all it points to.
 struct PropertyValue {
   const char16_t* wide_name;
-  const char* name;  // the same in UTF-8
+  std::string_view name;  // the same in UTF-8, NUL-terminated
   std::uint16_t in_type;
   const std::uint8_t* data;  // `size` bytes and kPropertyTail zero bytes
   std::uint32_t size;        // never 0
 };
 
 /// Adds the value's text under its name. The key is left out where memory runs out or a text can't be converted.
-void AddPropertyText(cJSON* json, const PropertyValue& property);
+void AddPropertyText(JsonTexts* json, const PropertyValue& property);
 
 }  // namespace varnel

@@ -7,12 +7,26 @@
 #include "base/format.h"
 
 namespace varnel {
+namespace {
+
+using VersionText = std::array<char, 64>;
+
+VersionText FormatVersion() {
+  VersionText text{};
+  FormatTo(text.data(), text.size(), "%d.%d.%d", int{kVersionMajor}, int{kVersionMinor}, int{kVersionBuild});
+  return text;
+}
+
+}  // namespace
+
+const char* WardletVersionText() {
+  static const VersionText text = FormatVersion();
+  return text.data();
+}
 
 void AddWardletVersion(cJSON* json) {
   if (json == nullptr) return;
-  std::array<char, 64> text{};
-  FormatTo(text.data(), text.size(), "%d.%d.%d", int{kVersionMajor}, int{kVersionMinor}, int{kVersionBuild});
-  cJSON_AddStringToObject(json, "WardletVersion", text.data());
+  cJSON_AddStringToObject(json, "WardletVersion", WardletVersionText());
 }
 
 }  // namespace varnel

@@ -12,7 +12,10 @@ inline constexpr std::uint16_t kVersionMinor = 0;
 inline constexpr std::uint16_t kVersionBuild = 2;
 inline constexpr std::uint16_t kVersionRevision = 28;
 
-/// Adds the key "WardletVersion" with "1.0.2". A null object does nothing.
+/// "1.0.2". Lives for ever; any thread.
+const char* WardletVersionText();
+
+/// Adds the key "WardletVersion" with that text. A null object does nothing.
 void AddWardletVersion(cJSON* json);
 
 }  // namespace varnel

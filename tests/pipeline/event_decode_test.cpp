@@ -228,6 +228,12 @@ TEST_F(EventDecodeTest, ANameLongerThan255CharactersIsCut) {
   EXPECT_EQ(Printed({name, 8, {1, 0, 0, 0}}), std::string(255, 'k') + "=0x1");
 }
 
+TEST_F(EventDecodeTest, ANameOutsideAsciiPrintsAsUtf8) {
+  EXPECT_EQ(Printed({u"Größe", 8, {1, 0, 0, 0}}), "Größe=0x1");
+  // 200 characters of two bytes each do not fit: what is shown is what the conversion left in the room.
+  EXPECT_LE(Printed({std::u16string(200, u'ß'), 8, {1, 0, 0, 0}}).size(), 255 + std::string("=0x1").size());
+}
+
 TEST_F(EventDecodeTest, BothInitMarksMakeAnInitEventAndAreStillPrinted) {
   tdh_.properties = {NarrowProperty(u"FUNCTION", "eventtowardletinitialize"),
                      WideProperty(u"additionalmsg", u"$Event_Init$")};
