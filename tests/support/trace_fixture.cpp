@@ -1,5 +1,6 @@
 #include "tests/support/trace_fixture.h"
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -10,6 +11,7 @@
 #include <iterator>
 
 #include "formats/etl_reader.h"
+#include "platform/embedded/ring/event_writer.h"
 
 namespace varnel::testing {
 namespace {
@@ -126,6 +128,32 @@ void TraceMachine::Enable(const embedded::ring::Session& session, const ::GUID& 
     const auto entry = table.FindOrAdd(provider);
     if (!entry || !table.Set(*entry, {session.id(), 5, ~std::uint64_t{0}, 0})) Die("enable failed");
   });
+}
+
+bool WriteNumbers(embedded::ring::Session& session, std::uint32_t writer, std::uint32_t number, std::uint32_t filler) {
+  namespace ring = embedded::ring;
+  const std::uint32_t numbers[2] = {writer, number};
+  const std::vector<std::byte> rest(filler, std::byte{0x5A});
+  const ring::Piece pieces[] = {{numbers, sizeof numbers}, {rest.data(), filler}};
+  ring::Reservation room;
+  const std::uint32_t size = sizeof(formats::EtlEventHeaderFormat) + sizeof numbers + filler;
+  if (ring::Reserve(session.map(), session.file(), size, &room) != ring::ReserveResult::kReserved) return false;
+  formats::EtlEventHeaderFormat header{};
+  header.provider_id = kTestProvider;
+  header.process_id = ring::CurrentProcess();
+  header.thread_id = ring::CurrentThread();
+  return ring::Commit(room, header, pieces);
+}
+
+int WaitForEnd(pid_t child) {
+  int status = 0;
+  if (::waitpid(child, &status, 0) != child) Die("no such child");
+  return status;
+}
+
+void WaitUntilStopped(pid_t child) {
+  int status = 0;
+  if (::waitpid(child, &status, WUNTRACED) != child || !WIFSTOPPED(status)) Die("the child did not stop");
 }
 
 }  // namespace varnel::testing

@@ -1,6 +1,8 @@
 // A machine in a temporary folder with trace sessions, and the events of a trace file as plain values.
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -8,6 +10,8 @@
 
 #include "interfaces/guid.h"
 #include "platform/embedded/core/machine.h"
+#include "platform/embedded/ring/participant.h"
+#include "platform/embedded/ring/process_identity.h"
 #include "platform/embedded/ring/session_store.h"
 
 namespace varnel::testing {
@@ -70,5 +74,35 @@ class TraceMachine {
 
 /// A provider GUID for tests.
 inline constexpr ::GUID kTestProvider = {0xD8909C24, 0x5BE9, 0x4502, {0x98, 0xCA, 0xAB, 0x7B, 0xDC, 0x24, 0x89, 0x9D}};
+
+/// Writes an event of kTestProvider whose payload is the two numbers and `filler` bytes behind them. @return whether it
+/// was written.
+bool WriteNumbers(embedded::ring::Session& session, std::uint32_t writer, std::uint32_t number,
+                  std::uint32_t filler = 0);
+
+/// The writer and the number of such an event.
+inline std::uint32_t WriterOf(const ReadEvent& event) {
+  return event.U32(0);
+}
+inline std::uint32_t NumberOf(const ReadEvent& event) {
+  return event.U32(4);
+}
+
+/// Runs `work` in a child process and gives its id. The child has forgotten what it inherited of sessions, and ends
+/// with status 0 when `work` returns.
+template <typename Work>
+pid_t InChild(Work work) {
+  const pid_t child = ::fork();
+  if (child != 0) return child;
+  embedded::ring::ForgetIdentityAfterFork();
+  embedded::ring::ForgetLinesAfterFork();
+  work();
+  ::_exit(0);
+}
+
+/// Waits for a child's end; its status.
+int WaitForEnd(pid_t child);
+/// Waits until a child is stopped by a signal.
+void WaitUntilStopped(pid_t child);
 
 }  // namespace varnel::testing

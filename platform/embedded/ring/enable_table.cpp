@@ -140,7 +140,7 @@ bool EnableTable::Set(std::uint32_t index, const Enable& enable) noexcept {
   const std::uint32_t gate = target.gate.load(std::memory_order_relaxed);
   int place = -1;
   for (int i = kEnablesPerProvider - 1; i >= 0; --i) {
-    if ((gate & Bit(i)) == 0 && place < 0) place = i;
+    if ((gate & Bit(i)) == 0) place = i;
   }
   for (int i = 0; i < kEnablesPerProvider; ++i) {
     const bool own = target.enables[i].session.load(std::memory_order_relaxed) == enable.session;

@@ -31,22 +31,26 @@ std::uint32_t PieceLength(std::uint64_t word, std::uint32_t room) noexcept {
   return length <= room ? length : 0;
 }
 
-/// Where the piece that begins at `place` ends, when its own length was never stored: the next border above it that
-/// can be reached backward from the last event.
-/// `*exact` tells whether the steps led to `place` itself, so that nothing hides in between.
+/// Where the piece that begins at `place` ends, when its own length was never stored. A writer's first store is its
+/// event's first word, and a buffer is zeros when it opens: so the next word that is not zero begins an event, and
+/// tells the length of the one before it. `*exact` tells whether that one begins at `place`, so that nothing hides in
+/// between.
 std::uint32_t BorderAbove(std::byte* buffer, std::uint32_t place, const ReservationWord& word, bool* exact) noexcept {
-  std::uint32_t above = word.end;
-  std::uint32_t border = word.last;
-  while (border > place) {
-    above = border;
-    const std::uint64_t first = EventWord(buffer, border).load(std::memory_order_acquire);
-    if (!BearsLengths(first)) break;
-    const std::uint32_t step = ew::Predecessor(first);
-    if (step == 0 || step > border - kFirst) break;
-    border -= step;
+  std::uint32_t next = place + kUnit;
+  std::uint64_t first = ew::kEmpty;
+  for (; next < word.end; next += kUnit) {
+    first = EventWord(buffer, next).load(std::memory_order_acquire);
+    if (first != ew::kEmpty) break;
   }
-  *exact = border <= place;
-  return above;
+  *exact = false;
+  if (first == ew::kEmpty) {
+    *exact = word.last <= place;
+    return word.last > place ? word.last : word.end;
+  }
+  const std::uint32_t predecessor = BearsLengths(first) ? ew::Predecessor(first) : 0;
+  if (predecessor == 0 || predecessor > next - place) return next;
+  *exact = predecessor == next - place;
+  return *exact ? next : next - predecessor;
 }
 
 /// What stands at one place of a buffer while it is being settled.
