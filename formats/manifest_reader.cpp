@@ -157,7 +157,7 @@ Result<InstrumentationManifest> ReadManifest(std::span<const std::byte> bytes, s
   tinyxml2::XMLDocument document;
   const tinyxml2::XMLError error = document.Parse(text.data(), text.size());
   if (error != tinyxml2::XML_SUCCESS) {
-    return errors.AtLine(document.ErrorLineNum(),
+    return errors.AtLine(std::max(document.ErrorLineNum(), 1),
                          std::string("not well-formed XML (") + tinyxml2::XMLDocument::ErrorIDToName(error) + ")");
   }
   const XMLElement* root = document.RootElement();
