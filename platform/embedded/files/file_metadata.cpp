@@ -60,7 +60,7 @@ timespec ToTimespec(const platform::FILETIME* time) {
 }  // namespace
 
 bool IsReadOnly(const struct stat& status) {
-  return (status.st_mode & kWriteBits) == 0;
+  return !S_ISDIR(status.st_mode) && (status.st_mode & kWriteBits) == 0;
 }
 
 std::uint32_t AttributesOf(const std::string& host_path, const struct stat& status) {
@@ -73,7 +73,9 @@ std::uint32_t AttributesOf(const std::string& host_path, const struct stat& stat
 }
 
 std::uint32_t SetAttributes(const std::string& host_path, const struct stat& status, std::uint32_t attributes) {
-  const std::uint32_t kept = attributes & kSettable & ~platform::kFileAttributeReadonly;
+  // A folder's mark says nothing about what may be made in it, as its write bits would.
+  const bool read_only = !S_ISDIR(status.st_mode) && (attributes & platform::kFileAttributeReadonly) != 0;
+  const std::uint32_t kept = attributes & kSettable & ~(read_only ? platform::kFileAttributeReadonly : 0);
   const mode_t mode = status.st_mode & 07777;
   // The host refuses to change extended attributes of a file without its write bit.
   if ((mode & S_IWUSR) == 0 && ::chmod(host_path.c_str(), mode | S_IWUSR) != 0) return Win32Error(errno);
@@ -82,7 +84,6 @@ std::uint32_t SetAttributes(const std::string& host_path, const struct stat& sta
   const bool good =
       kept == Ordinary(status) ? Remove(host_path, kAttributesName) : WriteText(host_path, kAttributesName, text);
   const std::uint32_t error = good ? platform::kErrorSuccess : Win32Error(errno);
-  const bool read_only = (attributes & platform::kFileAttributeReadonly) != 0;
   const mode_t wanted = read_only ? mode & ~kWriteBits : mode | S_IWUSR;
   if (wanted != (mode | S_IWUSR) && ::chmod(host_path.c_str(), wanted) != 0) return Win32Error(errno);
   return error;

@@ -1,8 +1,9 @@
 // Attributes and times of a machine's files, as the host keeps them.
 //
-// Read-only is the absence of the host's write bits. What the host has no place for stands in extended attributes
-// (user.varnel.attributes: hexadecimal; user.varnel.created: 100 ns since 1601, decimal), and only where it differs
-// from what every file has. On a file system without extended attributes those stay at what every file has. No state.
+// A file is read-only when it has none of the host's write bits. What the host has no place for stands in extended
+// attributes (user.varnel.attributes: hexadecimal; user.varnel.created: 100 ns since 1601, decimal), and only where it
+// differs from what every file has. On a file system without extended attributes those stay at what every file has. No
+// state.
 #pragma once
 
 #include <sys/stat.h>
@@ -26,7 +27,7 @@ std::uint32_t AttributesOf(const std::string& host_path, const struct stat& stat
 /// 0, or a Win32 error.
 std::uint32_t SetAttributes(const std::string& host_path, const struct stat& status, std::uint32_t attributes);
 
-/// Whether the file is marked read-only, which the platform holds against everybody.
+/// Whether a file is marked read-only, which the platform holds against everybody. False for a folder.
 bool IsReadOnly(const struct stat& status);
 
 /// Zeroes when the host can't tell.

@@ -58,6 +58,17 @@ TEST_F(FileMetadata, AFileWithoutAnyAttributeIsNormal) {
   EXPECT_EQ(Get(), platform::kFileAttributeArchive);
 }
 
+TEST_F(FileMetadata, AReadOnlyFolderStillTakesNewFiles) {
+  if (!HostKeepsAttributes()) GTEST_SKIP() << "this file system has no extended attributes";
+  EXPECT_TRUE(files_->SetFileAttributesW(u"C:\\Windows", platform::kFileAttributeReadonly));
+  EXPECT_EQ(files_->GetFileAttributesW(u"C:\\Windows"),
+            platform::kFileAttributeReadonly | platform::kFileAttributeDirectory);
+  EXPECT_EQ(OpenError(u"C:\\Windows\\new", platform::kGenericWrite, 0, platform::kCreateNew), 0u);
+  struct stat status {};
+  EXPECT_EQ(::stat(Host("Windows").c_str(), &status), 0);
+  EXPECT_NE(status.st_mode & 0200, 0u);
+}
+
 TEST_F(FileMetadata, WhatCantBeSetIsPassedOver) {
   EXPECT_EQ(Set(platform::kFileAttributeArchive | platform::kFileAttributeDirectory), 0u);
   EXPECT_EQ(Get(), platform::kFileAttributeArchive);
