@@ -40,13 +40,35 @@ void Uncounted(void* block) noexcept {
 
 }  // namespace
 
+// All forms, so that none of them is mixed with a sanitizer's.
 void* operator new(std::size_t size) {
+  return Counted(size);
+}
+void* operator new[](std::size_t size) {
+  return Counted(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return Counted(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
   return Counted(size);
 }
 void operator delete(void* block) noexcept {
   Uncounted(block);
 }
+void operator delete[](void* block) noexcept {
+  Uncounted(block);
+}
 void operator delete(void* block, std::size_t) noexcept {
+  Uncounted(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
+  Uncounted(block);
+}
+void operator delete(void* block, const std::nothrow_t&) noexcept {
+  Uncounted(block);
+}
+void operator delete[](void* block, const std::nothrow_t&) noexcept {
   Uncounted(block);
 }
 
