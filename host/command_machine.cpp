@@ -98,13 +98,13 @@ void AddNew(CLI::App* machine, Choice* choice) {
 void AddBoot(CLI::App* machine, Choice* choice) {
   auto folder = std::make_shared<std::string>();
   CLI::App* boot = machine->add_subcommand("boot", "Boots a machine: ends its sessions, starts the registered ones");
-  AddMachineOption(boot, folder.get());
+  AddMachineOptionOrWord(boot, folder.get());
   boot->footer(
       "Deletes what waits for the next boot, and gives each registered session's file its next number. Refuses while\n"
       "a module runs on the machine.\n"
       "\n"
       "Examples:\n"
-      "  wardlet machine boot --machine m");
+      "  wardlet machine boot m");
   SetAction(boot, choice, [folder] { return Boot(*folder); });
 }
 
@@ -112,12 +112,12 @@ void AddSessions(CLI::App* machine, Choice* choice) {
   auto folder = std::make_shared<std::string>();
   auto json = std::make_shared<bool>(false);
   CLI::App* sessions = machine->add_subcommand("sessions", "Shows the trace sessions that run");
-  AddMachineOption(sessions, folder.get());
+  AddMachineOptionOrWord(sessions, folder.get());
   sessions->add_flag("--json", *json, "One JSON object a line for each session");
   sessions->footer(
       "Examples:\n"
-      "  wardlet machine sessions --machine m\n"
-      "  wardlet machine sessions --machine m --json | jq .events_lost");
+      "  wardlet machine sessions m\n"
+      "  wardlet machine sessions m --json | jq .events_lost");
   SetAction(sessions, choice, [folder, json] { return Sessions(*folder, *json); });
 }
 
@@ -139,8 +139,8 @@ void AddRegistry(CLI::App* machine, Choice* choice) {
 void AddInfo(CLI::App* machine, Choice* choice) {
   auto folder = std::make_shared<std::string>();
   CLI::App* info = machine->add_subcommand("info", "Shows where a machine stands, its boot and what runs");
-  AddMachineOption(info, folder.get());
-  info->footer("Examples:\n  wardlet machine info --machine m");
+  AddMachineOptionOrWord(info, folder.get());
+  info->footer("Examples:\n  wardlet machine info m");
   SetAction(info, choice, [folder] { return Info(*folder); });
 }
 
@@ -152,7 +152,7 @@ void AddMachineCommands(CLI::App* program, Choice* choice) {
   machine->footer(
       "Examples:\n"
       "  wardlet machine new m\n"
-      "  wardlet machine boot --machine m\n"
+      "  wardlet machine boot m\n"
       "  wardlet machine emit --machine m --count 100");
   AddNew(machine, choice);
   AddBoot(machine, choice);

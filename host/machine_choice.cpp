@@ -11,6 +11,10 @@ void AddMachineOption(CLI::App* command, std::string* machine) {
   command->add_option("--machine", *machine, "The machine folder; else VARNEL_MACHINE names it")->type_name("DIR");
 }
 
+void AddMachineOptionOrWord(CLI::App* command, std::string* machine) {
+  command->add_option("DIR,--machine", *machine, "The machine folder; else VARNEL_MACHINE names it")->type_name("");
+}
+
 formats::Result<std::string> ChooseMachine(const std::string& asked) {
   std::string folder = asked;
   if (folder.empty()) {

@@ -14,6 +14,9 @@ namespace varnel::host {
 /// Adds "--machine DIR" to a command.
 void AddMachineOption(CLI::App* command, std::string* machine);
 
+/// The same for a command that takes nothing else: the folder may also be given as a plain word.
+void AddMachineOptionOrWord(CLI::App* command, std::string* machine);
+
 /// The folder that was asked for, else the one that VARNEL_MACHINE names. An Error when there is neither, or when it is
 /// no machine folder; nothing is changed either way.
 formats::Result<std::string> ChooseMachine(const std::string& asked);
