@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "base/text.h"
+#include "bare_json.h"
 #include "bench_figures.h"
 #include "pipeline/consumer_table.h"
 #include "pipeline/event_decode.h"
@@ -96,44 +96,20 @@ std::size_t DecodeAll(Events* events) {
   return length;
 }
 
-/// The keys and values of the events' texts, to be built again.
-class BareJson {
- public:
-  explicit BareJson(Events* events) {
-    for (platform::EVENT_RECORD& record : events->records()) {
-      RawEvent* raw = nullptr;
-      Require(ConvertEtwEventToRawEvent(&record, &raw) == 0, "decoding an event");
-      cJSON* json = cJSON_Parse(raw->pszJsonText);
-      texts_.emplace_back();
-      for (cJSON* item = json->child; item != nullptr; item = item->next) {
-        texts_.back().push_back({item->string, item->valuestring});
-      }
-      Require(texts_.back().size() == 12, "an event of twelve keys");
-      cJSON_Delete(json);
-      DestoryRawEvent(raw);
-    }
+BareJson BareJsonOf(Events* events) {
+  BareJson bare;
+  for (platform::EVENT_RECORD& record : events->records()) {
+    RawEvent* raw = nullptr;
+    Require(ConvertEtwEventToRawEvent(&record, &raw) == 0, "decoding an event");
+    bare.Add(raw->pszJsonText);
+    DestoryRawEvent(raw);
   }
-
-  std::size_t BuildAll() const {
-    std::size_t length = 0;
-    for (const auto& pairs : texts_) {
-      cJSON* json = cJSON_CreateObject();
-      for (const auto& [key, value] : pairs) cJSON_AddStringToObject(json, key.c_str(), value.c_str());
-      char* text = cJSON_PrintUnformatted(json);
-      length += text[1] != 0 ? 1 : 0;
-      cJSON_free(text);
-      cJSON_Delete(json);
-    }
-    return length;
-  }
-
- private:
-  std::vector<std::vector<std::pair<std::string, std::string>>> texts_;
-};
+  return bare;
+}
 
 void MeasureDecoding() {
   Events events;
-  const BareJson bare(&events);
+  const BareJson bare = BareJsonOf(&events);
   const Turns turns = TakeTurns(
       101, [&] { return NanosecondsOfOne(kRecords, [&] { Require(DecodeAll(&events) == kRecords, "decoding"); }); },
       [&] { return NanosecondsOfOne(kRecords, [&] { Require(bare.BuildAll() == kRecords, "building"); }); });
