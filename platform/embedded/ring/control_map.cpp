@@ -48,6 +48,8 @@ const char* CheckConstants(const SessionConstants& c, std::uint64_t file_size) {
   if (c.total_size != geometry.total() || file_size != c.total_size) return "total size";
   if (c.id == 0 || c.logger_id != (c.id & 0xFFFF)) return "id";
   if (c.clock_frequency == 0 || c.clock_frequency > 1'000'000'000'000) return "clock frequency";
+  constexpr std::int64_t kLatest = std::int64_t{1} << 61;  // times beyond it belong to no clock
+  if (c.start_stamp < 0 || c.start_stamp > kLatest || c.start_time < 0 || c.start_time > kLatest) return "clock origin";
   if (c.name_length == 0 || c.name_length > kMaximumName || c.name[c.name_length] != 0) return "name";
   if (!HasNul(c.host_boot_id, sizeof c.host_boot_id)) return "host boot";
   return nullptr;

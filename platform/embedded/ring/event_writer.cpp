@@ -12,6 +12,8 @@ namespace {
 
 namespace ew = event_word;
 
+constexpr int kReserveTries = 100'000;
+
 enum class Attempt { kReserved, kClosed, kAgain };
 
 struct Attempted {
@@ -81,7 +83,8 @@ ReserveResult Reserve(const std::shared_ptr<ControlMap>& map, SessionFile& file,
     return Lost(*map, ReserveResult::kNoLine);
   }
   const std::uint32_t aligned = AlignToUnit(size);
-  for (;;) {
+  // Each failure is another writer that was faster. So many in a row are words that no writer of ours left.
+  for (int tries = 0; tries < kReserveTries; ++tries) {
     const OpenBuffer open = map->open();
     if (open.slot >= map->descriptors().size()) return Lost(*map, ReserveResult::kNoRoom);
     self.line->mark.store(Mark{open.sequence, Mark::Kind::kWriter}.Pack(), std::memory_order_release);
@@ -92,7 +95,11 @@ ReserveResult Reserve(const std::shared_ptr<ControlMap>& map, SessionFile& file,
       out->reserved = ew::Reserved(size, attempted.predecessor);
       out->stamp = attempted.stamp;
       out->self = self;
-      break;
+      std::uint64_t expected = ew::kEmpty;
+      // A closer that gave this event up has stored its mark there; Commit then fails by the same comparison.
+      EventWord(out->event, 0).compare_exchange_strong(expected, out->reserved, std::memory_order_acq_rel);
+      At(Step::kLengthStored);
+      return ReserveResult::kReserved;
     }
     self.line->mark.store(0, std::memory_order_release);
     if (map->state() != SessionState::kRunning) return ReserveResult::kEnded;
@@ -100,11 +107,7 @@ ReserveResult Reserve(const std::shared_ptr<ControlMap>& map, SessionFile& file,
       return map->state() == SessionState::kRunning ? Lost(*map, ReserveResult::kNoRoom) : ReserveResult::kEnded;
     }
   }
-  std::uint64_t expected = ew::kEmpty;
-  // A closer that gave this event up has stored its mark there; Commit then fails by the same comparison.
-  EventWord(out->event, 0).compare_exchange_strong(expected, out->reserved, std::memory_order_acq_rel);
-  At(Step::kLengthStored);
-  return ReserveResult::kReserved;
+  return Lost(*map, ReserveResult::kNoRoom);
 }
 
 bool Commit(const Reservation& reservation, const formats::EtlEventHeaderFormat& header,

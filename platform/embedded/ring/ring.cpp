@@ -18,6 +18,7 @@ namespace varnel::embedded::ring {
 namespace {
 
 constexpr std::uint32_t kFirst = formats::kEtlBufferHeaderSize;
+constexpr int kRevokeTries = 100;  // each failure is a writer that was faster
 
 Phase PhaseOf(const BufferDescriptor& descriptor) noexcept {
   return Phase::Unpack(descriptor.phase.load(std::memory_order_seq_cst));
@@ -142,12 +143,15 @@ SealResult SealGuarded(const ControlMap& map, const Participant& self, std::uint
   auto& descriptor = map.descriptors()[slot];
   NoteClosingTime(descriptor);
   const ReservationWord word = WordOf(map, slot);
-  if (SettleEvents(map, slot, sequence, word, RevokeWhat::kNothing) != 0) {
+  if (!IsSettled(map, slot, word)) {
     // The order counts: a writer that is seen without a mark has committed, and the second look sees that.
     const auto closed_at = static_cast<std::int64_t>(descriptor.closed_at.load(std::memory_order_acquire));
-    const bool patient = SessionClockNow() - closed_at < kWriterPatience;
+    const std::int64_t waited = SessionClockNow() - closed_at;
+    const bool patient = waited >= 0 && waited < kWriterPatience;
     if (patient && IsMarked(map, sequence, self.line, false)) return SealResult::kPending;
-    while (SettleEvents(map, slot, sequence, word, RevokeWhat::kUncommitted) != 0) {
+    int tries = 0;
+    while (!RevokeUnsettled(map, slot, sequence, word)) {
+      if (++tries == kRevokeTries) return SealResult::kPending;
     }
   }
   ClearPredecessors(map, slot, word);

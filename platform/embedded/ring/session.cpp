@@ -1,8 +1,24 @@
 #include "platform/embedded/ring/session.h"
 
+#include <filesystem>
+
 #include "platform/embedded/ring/ring.h"
 
 namespace varnel::embedded::ring {
+
+namespace {
+
+/// The machine's folder, two above the session's, as the host spells it.
+std::string RootOf(const std::string& folder) {
+  std::error_code failed;
+  const auto root = std::filesystem::canonical(std::filesystem::path(folder).parent_path() / "..", failed);
+  return failed ? folder : root.string();
+}
+
+}  // namespace
+
+Session::Session(std::shared_ptr<ControlMap> map, const std::string& folder)
+    : map_(std::move(map)), file_(map_, folder + "/lock", RootOf(folder)), folder_(folder) {}
 
 formats::Result<std::shared_ptr<Session>> Session::Open(const std::string& folder) {
   auto map = ControlMap::Open(folder + "/control");

@@ -17,8 +17,8 @@ class Session {
   /// Opens the session in `folder`, whatever its state.
   static formats::Result<std::shared_ptr<Session>> Open(const std::string& folder);
 
-  Session(std::shared_ptr<ControlMap> map, const std::string& folder)
-      : map_(std::move(map)), file_(map_, folder + "/lock"), folder_(folder) {}
+  /// `folder` is <machine>/sessions/<id>.
+  Session(std::shared_ptr<ControlMap> map, const std::string& folder);
 
   std::uint64_t id() const noexcept { return map_->constants().id; }
   const std::shared_ptr<ControlMap>& map() const noexcept { return map_; }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <thread>
 
@@ -108,8 +109,11 @@ formats::EtlLogHeader DescribeFile(const ControlMap& map, const FilePlace& place
   return header;
 }
 
-SessionFile::SessionFile(std::shared_ptr<ControlMap> map, std::string lock_path)
-    : map_(std::move(map)), lock_path_(std::move(lock_path)), shape_(FileShape::Of(map_->constants())) {
+SessionFile::SessionFile(std::shared_ptr<ControlMap> map, std::string lock_path, std::string root)
+    : map_(std::move(map)),
+      lock_path_(std::move(lock_path)),
+      root_(std::move(root)),
+      shape_(FileShape::Of(map_->constants())) {
   // At once: the folder goes when the session ends, and what is still to be read then needs the lock.
   EnsureLockFd();
 }
@@ -134,6 +138,15 @@ bool SessionFile::EnsureLockFd() noexcept {
   return lock_fd_.valid();
 }
 
+bool SessionFile::IsInsideRoot(int fd) const noexcept {
+  char link[32];
+  char path[kMaximumHostPath];
+  std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+  const ssize_t size = ::readlink(link, path, sizeof path);
+  return size > static_cast<ssize_t>(root_.size()) && std::memcmp(path, root_.data(), root_.size()) == 0 &&
+         path[root_.size()] == '/';
+}
+
 int SessionFile::DataFd() noexcept {
   const std::uint32_t generation = map_->words().file_generation.load(std::memory_order_acquire);
   if (data_fd_.valid() && generation == data_generation_) return data_fd_.get();
@@ -146,6 +159,7 @@ int SessionFile::DataFd() noexcept {
   if (!fd.valid() || ::fstat(fd.get(), &info) != 0 || info.st_dev != names.device || info.st_ino != names.inode) {
     return -1;
   }
+  if (!S_ISREG(info.st_mode) || !IsInsideRoot(fd.get())) return -1;
   data_fd_ = std::move(fd);
   data_generation_ = generation;
   return data_fd_.get();
@@ -239,6 +253,13 @@ bool SessionFile::WriteEnd(std::int64_t end_time) noexcept {
     static_cast<void>(::ftruncate(DataFd(), static_cast<off_t>(size)) == 0);
   }
   return WriteWhole(DataFd(), 0, scratch_);
+}
+
+std::uint64_t SessionFile::BuffersOnDisk() noexcept {
+  const Held held(*this, LockKind::kShared, Wait::kYes);
+  struct stat info {};
+  if (!held.ok() || DataFd() < 0 || ::fstat(DataFd(), &info) != 0) return 0;
+  return static_cast<std::uint64_t>(info.st_size) / shape_.buffer_size;
 }
 
 bool SessionFile::ReadShared(std::uint64_t offset, std::span<std::byte> into) noexcept {

@@ -39,8 +39,9 @@ class SessionFile {
   /// How long a waiting caller waits for the lock's holder.
   static constexpr std::chrono::milliseconds kLockPatience{5000};
 
-  /// `lock_path` is the session's lock file.
-  SessionFile(std::shared_ptr<ControlMap> map, std::string lock_path);
+  /// `lock_path` is the session's lock file. A file outside `root`, the machine's folder, is never touched, whatever
+  /// the control page says.
+  SessionFile(std::shared_ptr<ControlMap> map, std::string lock_path, std::string root);
 
   /// Passes on what is closed. With kNo it gives up when another is at it or a living writer holds a buffer up; with
   /// kYes it waits for both. @return whether everything that was closed when it was called has been passed.
@@ -62,6 +63,9 @@ class SessionFile {
   /// there.
   bool ReadShared(std::uint64_t offset, std::span<std::byte> into) noexcept;
 
+  /// The whole buffers that the file holds now, the header buffer included.
+  std::uint64_t BuffersOnDisk() noexcept;
+
  private:
   class Held {
    public:
@@ -78,6 +82,7 @@ class SessionFile {
   };
 
   bool EnsureLockFd() noexcept;
+  bool IsInsideRoot(int fd) const noexcept;
   int DataFd() noexcept;
   bool PassAll(const Participant& self, Wait wait) noexcept;
   void PassBuffer(std::uint32_t slot, std::uint64_t sequence, FilePlace place) noexcept;
@@ -85,6 +90,7 @@ class SessionFile {
 
   const std::shared_ptr<ControlMap> map_;
   const std::string lock_path_;
+  const std::string root_;
   const FileShape shape_;
   std::mutex mutex_;                   // an open file description's lock excludes other descriptions only
   UniqueFd lock_fd_;                   // guarded by mutex_

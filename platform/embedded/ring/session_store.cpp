@@ -195,7 +195,11 @@ void SessionStore::SweepLocked(EnableTable& table) const {
 
 void SessionStore::SetClock(EnableTable& table, SessionConstants* constants) const {
   constants->clock_frequency = kClockFrequency;
-  std::int64_t earliest = std::max(static_cast<std::int64_t>(FileTimeNow()), table.last_time() + 1);
+  const auto now = static_cast<std::int64_t>(FileTimeNow());
+  // A time further ahead was handed out by no session, so it stands in a damaged table.
+  const std::int64_t year = std::int64_t{366} * 86400 * 10'000'000;
+  const bool sane = table.last_time() >= 0 && table.last_time() < now + 10 * year;
+  std::int64_t earliest = sane ? std::max(now, table.last_time() + 1) : now;
   for (const std::uint64_t id : RunningIds()) {
     const auto session = Open(id);
     if (!session) continue;

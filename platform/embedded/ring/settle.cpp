@@ -31,26 +31,34 @@ std::uint32_t PieceLength(std::uint64_t word, std::uint32_t room) noexcept {
   return length <= room ? length : 0;
 }
 
+/// The first place behind `place` whose word is not zero; `word.end` when there is none. A living writer that wakes
+/// meanwhile stores its event's first word before anything else of it: so what was found is looked at again from the
+/// front until nothing stands before it.
+std::uint32_t NextStored(std::byte* buffer, std::uint32_t place, std::uint32_t end) noexcept {
+  for (;;) {
+    std::uint32_t next = place + kUnit;
+    while (next < end && EventWord(buffer, next).load(std::memory_order_acquire) == ew::kEmpty) next += kUnit;
+    if (next >= end) return end;
+    std::uint32_t again = place + kUnit;
+    while (again < next && EventWord(buffer, again).load(std::memory_order_acquire) == ew::kEmpty) again += kUnit;
+    if (again == next) return next;
+  }
+}
+
 /// Where the piece that begins at `place` ends, when its own length was never stored. A writer's first store is its
 /// event's first word, and a buffer is zeros when it opens: so the next word that is not zero begins an event, and
 /// tells the length of the one before it. `*exact` tells whether that one begins at `place`, so that nothing hides in
 /// between.
 std::uint32_t BorderAbove(std::byte* buffer, std::uint32_t place, const ReservationWord& word, bool* exact) noexcept {
-  std::uint32_t next = place + kUnit;
-  std::uint64_t first = ew::kEmpty;
-  for (; next < word.end; next += kUnit) {
-    first = EventWord(buffer, next).load(std::memory_order_acquire);
-    if (first != ew::kEmpty) break;
-  }
-  *exact = false;
-  if (first == ew::kEmpty) {
+  const std::uint32_t next = NextStored(buffer, place, word.end);
+  if (next == word.end) {
     *exact = word.last <= place;
     return word.last > place ? word.last : word.end;
   }
+  const std::uint64_t first = EventWord(buffer, next).load(std::memory_order_acquire);
   const std::uint32_t predecessor = BearsLengths(first) ? ew::Predecessor(first) : 0;
-  if (predecessor == 0 || predecessor > next - place) return next;
   *exact = predecessor == next - place;
-  return *exact ? next : next - predecessor;
+  return predecessor == 0 || predecessor >= next - place ? next : next - predecessor;
 }
 
 /// What stands at one place of a buffer while it is being settled.
@@ -96,8 +104,19 @@ ReservationWord Bounded(ReservationWord word, std::uint32_t buffer_size) noexcep
   return word;
 }
 
-std::uint32_t SettleEvents(const ControlMap& map, std::uint32_t slot, std::uint64_t sequence,
-                           const ReservationWord& word, RevokeWhat revoke) noexcept {
+bool IsSettled(const ControlMap& map, std::uint32_t slot, const ReservationWord& word) noexcept {
+  std::byte* buffer = map.buffer(slot);
+  for (std::uint32_t place = kFirst; place < word.end;) {
+    const std::uint64_t first = EventWord(buffer, place).load(std::memory_order_acquire);
+    const std::uint32_t length = PieceLength(first, word.end - place);
+    if (length == 0 || ew::Tag(first) == ew::kReservedTag) return false;
+    place += length;
+  }
+  return true;
+}
+
+bool RevokeUnsettled(const ControlMap& map, std::uint32_t slot, std::uint64_t sequence,
+                     const ReservationWord& word) noexcept {
   std::byte* buffer = map.buffer(slot);
   std::uint32_t open = 0;
   for (std::uint32_t place = kFirst; place < word.end;) {
@@ -105,22 +124,20 @@ std::uint32_t SettleEvents(const ControlMap& map, std::uint32_t slot, std::uint6
     if (!piece.settled) ++open;
     place += piece.length;
   }
-  if (open == 0 || revoke == RevokeWhat::kNothing) return open;
-
   // A stretch hides as many events as there are marks that no other piece accounts for.
   const std::uint32_t marks = CountWriterMarks(map, sequence);
-  const std::uint32_t hidden = marks + 1 > open ? marks + 1 - open : 1;
-  std::uint32_t left = 0;
+  const std::uint32_t hidden = marks + 1 > open ? std::max(marks + 1 - open, 1u) : 1;
   for (std::uint32_t place = kFirst; place < word.end;) {
     const Piece piece = PieceAt(buffer, place, word);
     if (!piece.settled) {
       std::uint64_t expected = piece.word;
-      const std::uint64_t revoked = ew::Revoked(piece.length, piece.exact ? 1 : std::max(hidden, 1u));
-      if (!EventWord(buffer, place).compare_exchange_strong(expected, revoked, std::memory_order_acq_rel)) ++left;
+      const std::uint64_t revoked = ew::Revoked(piece.length, piece.exact ? 1 : hidden);
+      // Behind a writer that was faster the borders are others than they looked: the next try finds them.
+      if (!EventWord(buffer, place).compare_exchange_strong(expected, revoked, std::memory_order_acq_rel)) return false;
     }
     place += piece.length;
   }
-  return left;
+  return true;
 }
 
 void ClearPredecessors(const ControlMap& map, std::uint32_t slot, const ReservationWord& word) noexcept {

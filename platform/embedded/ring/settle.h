@@ -16,14 +16,14 @@ struct BufferContent {
   std::int64_t last_stamp = 0;  // session clock; 0 without events
 };
 
-enum class RevokeWhat { kNothing, kUncommitted };
+/// Whether every event of a closed buffer, which ends at `word.end`, is committed or revoked. REQUIRES: the caller has
+/// a guard on the buffer.
+bool IsSettled(const ControlMap& map, std::uint32_t slot, const ReservationWord& word) noexcept;
 
-/// Goes over the events of a closed buffer of sequence `sequence` whose last event starts at `last` and ends at `end`.
-/// @return the number of events that are neither committed nor revoked (0: settled); with kUncommitted they are revoked
-/// on the way, and 0 comes back unless a writer was faster, which a second call finds.
-/// REQUIRES: the caller has a guard on the buffer.
-std::uint32_t SettleEvents(const ControlMap& map, std::uint32_t slot, std::uint64_t sequence,
-                           const ReservationWord& word, RevokeWhat revoke) noexcept;
+/// Revokes what is not committed of buffer `sequence`. @return false when a writer was faster somewhere: then it is to
+/// be tried again. REQUIRES: as above; no living writer has a mark on it, or the patience is over.
+bool RevokeUnsettled(const ControlMap& map, std::uint32_t slot, std::uint64_t sequence,
+                     const ReservationWord& word) noexcept;
 
 /// Clears the predecessors' lengths of committed events, which are no part of the file. REQUIRES: settled, guarded.
 void ClearPredecessors(const ControlMap& map, std::uint32_t slot, const ReservationWord& word) noexcept;

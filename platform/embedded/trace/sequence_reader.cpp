@@ -49,7 +49,8 @@ bool SequenceReader::ReadAt(std::uint64_t place) {
 }
 
 std::uint64_t SequenceReader::PlacesInFile() const {
-  return shape_.BuffersInFile(ring::ReadPlace(*session_->map()).buffers_written);
+  const std::uint64_t told = shape_.BuffersInFile(ring::ReadPlace(*session_->map()).buffers_written);
+  return std::min(told, session_->file().BuffersOnDisk());
 }
 
 std::uint64_t SequenceReader::SequenceAt(std::uint64_t place) {
@@ -85,7 +86,8 @@ std::uint64_t SequenceReader::NextAvailable(std::uint64_t sequence, std::uint64_
     }
   }
   if (map.constants().has_file == 0) return lowest;
-  for (std::uint64_t place = 1; place < PlacesInFile(); ++place) {
+  const std::uint64_t places = PlacesInFile();
+  for (std::uint64_t place = 1; place < places; ++place) {
     const std::uint64_t there = SequenceAt(place);
     if (there >= sequence && there != 0) lowest = std::min(lowest, there);
   }
