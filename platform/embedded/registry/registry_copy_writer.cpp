@@ -21,6 +21,7 @@ int CopyWriter::Begin(const CopyHeader& header) {
   file_ = io_->Create(CopyPath(folder_) + ".new", &error_);
   if (!file_) return error_;
   std::vector<std::byte> bytes;
+  bytes.reserve(kCopyHeaderSize);
   for (const unsigned char c : kMark) bytes.push_back(static_cast<std::byte>(c));
   Append(&bytes, kVersion);
   Append(&bytes, std::uint32_t{0});

@@ -12,6 +12,7 @@
 
 #include "platform/embedded/core/machine.h"
 #include "platform/embedded/registry/key_tree.h"
+#include "platform/embedded/registry/registry_access.h"
 #include "platform/types.h"
 
 namespace varnel::embedded {
@@ -69,7 +70,7 @@ RegistryStore::RegistryStore(std::string folder, const StoreOptions& options)
     : folder_(std::move(folder)), options_(Completed(options)), owner_process_(::getpid()) {}
 
 RegistryStore::~RegistryStore() {
-  if (environment_) Flush();
+  if (environment_) FlushQuietly();
 }
 
 std::uint32_t RegistryStore::OpenLocked() {
@@ -193,6 +194,11 @@ std::uint32_t RegistryStore::Flush() {
   return result;
 }
 
+// For those whom a copy that can't be written must not fail: what it would hold is in the store all the same.
+void RegistryStore::FlushQuietly() noexcept {
+  Guarded([this] { return Flush(); });
+}
+
 std::uint32_t RegistryStore::WriteCopy(Transaction& view, const CopyHeader& header) {
   char start[kCopyHeaderSize] = {};
   std::ifstream(CopyPath(folder_), std::ios::binary).read(start, sizeof start);
@@ -232,7 +238,7 @@ void RegistryStore::CopyIfDue() {
       return;
     }
   }
-  Flush();
+  FlushQuietly();
 }
 
 }  // namespace varnel::embedded

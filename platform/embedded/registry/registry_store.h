@@ -76,6 +76,7 @@ class RegistryStore {
 
   /// Returns when all that was committed before the call is in the copy, and the copy on the disk.
   std::uint32_t Flush();
+  void FlushQuietly() noexcept;
 
  private:
   friend class StoreCache;

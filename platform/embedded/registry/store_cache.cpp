@@ -48,7 +48,7 @@ void StoreCache::FlushAll() {
       if (auto held = entry.store.lock()) open.push_back(std::move(held));
     }
   }
-  for (const auto& store : open) store->Flush();
+  for (const auto& store : open) store->FlushQuietly();
 }
 
 std::uint32_t StoreCache::Open(const std::string& folder, const StoreOptions& options,

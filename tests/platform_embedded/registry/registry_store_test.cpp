@@ -64,7 +64,15 @@ class RegistryStoreTest : public RegistryFixture {
     ASSERT_EQ(child.Line(), "1");
     child.Kill();
   }
+  /// Puts the watched disk below the registries that are opened from here on.
+  WatchedIo& Watch() {
+    options_.io = &io_;
+    return io_;
+  }
   std::string Value() { return Get(Open(u"SOFTWARE\\Child"), u"v"); }
+
+ private:
+  WatchedIo io_;
 };
 
 TEST_F(RegistryStoreTest, ANewRegistryHasACopyAtOnce) {
@@ -198,8 +206,7 @@ TEST_F(RegistryStoreTest, KeysKeepTheirIdsAcrossARestartAndNewOnesGetNewIds) {
 }
 
 TEST_F(RegistryStoreTest, FlushWritesACopyOnlyWhenSomethingHasChanged) {
-  WatchedIo io;
-  options_.io = &io;
+  WatchedIo& io = Watch();
   Reopen();
   const HKEY key = Create(u"SOFTWARE\\A");
   const int before = io.copies;
@@ -213,8 +220,7 @@ TEST_F(RegistryStoreTest, FlushWritesACopyOnlyWhenSomethingHasChanged) {
 }
 
 TEST_F(RegistryStoreTest, TheLastCloseWritesACopyAndAnEarlierOneDoesNot) {
-  WatchedIo io;
-  options_.io = &io;
+  WatchedIo& io = Watch();
   Reopen();
   const HKEY key = Create(u"SOFTWARE\\A");
   {
@@ -239,8 +245,7 @@ TEST_F(RegistryStoreTest, AnOpenKeyKeepsTheStoreOpenBeyondItsRegistry) {
 }
 
 TEST_F(RegistryStoreTest, TheFirstWriteAnIntervalAfterTheLastCopyWritesOne) {
-  WatchedIo io;
-  options_.io = &io;
+  WatchedIo& io = Watch();
   options_.copy_interval = std::chrono::milliseconds(100);
   Reopen();
   const HKEY key = Create(u"SOFTWARE\\A");
@@ -251,9 +256,21 @@ TEST_F(RegistryStoreTest, TheFirstWriteAnIntervalAfterTheLastCopyWritesOne) {
   registry_->RegCloseKey(key);
 }
 
+TEST_F(RegistryStoreTest, ACopyThatAnotherProcessHasJustWrittenPutsTheNextOneOff) {
+  WatchedIo& io = Watch();
+  options_.copy_interval = std::chrono::milliseconds(200);
+  Reopen();
+  const HKEY key = Create(u"SOFTWARE\\A");
+  std::this_thread::sleep_for(std::chrono::milliseconds(250));
+  options_.copy_interval = std::chrono::hours(1);
+  EXPECT_EQ(Child({folder_ + "/registry", "boot-1", "count", "1"}).Wait(), 0);
+  const int before = io.copies;
+  Set(key, u"v", "1");
+  EXPECT_EQ(io.copies, before);
+}
+
 TEST_F(RegistryStoreTest, NoWriteWithinTheIntervalWritesACopy) {
-  WatchedIo io;
-  options_.io = &io;
+  WatchedIo& io = Watch();
   options_.copy_interval = std::chrono::hours(1);
   Reopen();
   const HKEY key = Create(u"SOFTWARE\\A");
@@ -265,8 +282,7 @@ TEST_F(RegistryStoreTest, NoWriteWithinTheIntervalWritesACopy) {
 }
 
 TEST_F(RegistryStoreTest, ACopyThatCannotBeWrittenFailsTheFlushAndNotTheWrite) {
-  WatchedIo io;
-  options_.io = &io;
+  WatchedIo& io = Watch();
   options_.copy_interval = std::chrono::milliseconds(0);
   Reopen();
   const HKEY key = Create(u"SOFTWARE\\A");

@@ -1,5 +1,7 @@
 #include "platform/embedded/tools/machine_layout.h"
 
+#include <sys/mount.h>
+
 #include <fstream>
 #include <iterator>
 
@@ -75,6 +77,18 @@ TEST_F(MachineLayoutTest, AFolderThatHoldsSomethingIsLeftAsItWas) {
   ASSERT_FALSE(made.ok());
   EXPECT_NE(made.error().message.find(folder_ + "/m"), std::string::npos);
   EXPECT_EQ(std::distance(fs::directory_iterator(folder_ + "/m"), fs::directory_iterator()), 1);
+}
+
+TEST_F(MachineLayoutTest, AMachineThatCannotBeFinishedIsRemovedAgain) {
+  const std::string small = folder_ + "/small";
+  fs::create_directory(small);
+  if (::mount("none", small.c_str(), "tmpfs", 0, "size=64k,nr_inodes=20") != 0) {
+    GTEST_SKIP() << "no small disk can be mounted here";
+  }
+  const auto made = NewMachine(small + "/m");
+  EXPECT_FALSE(made.ok());
+  EXPECT_FALSE(fs::exists(small + "/m"));
+  EXPECT_EQ(::umount2(small.c_str(), MNT_DETACH), 0);
 }
 
 TEST_F(MachineLayoutTest, AnEmptyFolderBecomesAMachine) {
