@@ -66,7 +66,11 @@ std::shared_ptr<const EventSchema> TraceLoggingSchemas::Get(const Key& key) {
     const std::string_view name = formats::ReadProviderName(std::as_bytes(std::span(key.traits)));
     schema = std::make_shared<const EventSchema>(std::move(layout).value(), key.provider, name, key.level, key.opcode);
   }
-  if (schemas_.size() >= kMaxSchemas) schemas_.clear();
+  if (key_bytes_ + flat.size() > kMaxKeyBytes) {
+    schemas_.clear();
+    key_bytes_ = 0;
+  }
+  key_bytes_ += flat.size();
   schemas_.emplace(std::move(flat), schema);
   return schema;
 }

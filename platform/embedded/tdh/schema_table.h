@@ -64,10 +64,12 @@ class TraceLoggingSchemas {
   static void Flatten(const Key& key, std::string* out);
 
  private:
-  // A writer that makes descriptions up without end must not fill the memory: then all are dropped and compiled anew.
-  static constexpr std::size_t kMaxSchemas = 4096;
+  // A writer that makes descriptions up without end must not fill the memory: behind this many bytes of them all are
+  // dropped and compiled anew. A compiled one takes up to some hundred times its description.
+  static constexpr std::size_t kMaxKeyBytes = 512 * 1024;
 
   std::mutex mutex_;
+  std::size_t key_bytes_ = 0;
   std::unordered_map<std::string, std::shared_ptr<const EventSchema>> schemas_;
 };
 
