@@ -7,9 +7,9 @@
 //   tdh_describing                     events that bring their own layout
 //   load_manifest                      reading and compiling one of our manifests
 #include <benchmark/benchmark.h>
+#include <time.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -153,14 +153,20 @@ class Floor {
   std::vector<std::uint8_t> value_;
 };
 
+/// Of this thread alone, so that what else the machine does counts on neither side.
+double ProcessorNanoseconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
+}
+
 template <typename Worker>
 double NanosecondsOfOne(Worker& worker, const Events& events, int rounds) {
-  const auto begin = std::chrono::steady_clock::now();
+  const double begin = ProcessorNanoseconds();
   for (int i = 0; i < rounds; ++i) {
     for (const EVENT_RECORD& event : events.records()) worker.Decode(event);
   }
-  const auto elapsed = std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - begin);
-  return elapsed.count() / (static_cast<double>(rounds) * kRecords);
+  return (ProcessorNanoseconds() - begin) / (static_cast<double>(rounds) * kRecords);
 }
 
 double Median(std::vector<double> values) {
@@ -199,7 +205,8 @@ void PrintRatio(const char* name, const Events& events, const char* promise) {
   const double ours = Median(cost);
   std::printf("ratio|%s|%.2f million events/s (%.0f ns; %.1f times the floor of %.1f ns)|%s|%s\n", name, 1000 / ours,
               ours, ours / Median(bare), Median(bare), promise,
-              "one core; information, then size and value of each property; the floor copies values of a known layout");
+              "one core, processor time; information, then size and value of each property; the floor copies values of "
+              "a known layout");
 }
 
 }  // namespace
