@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::uint32_t kFirst = formats::kEtlBufferHeaderSize;
 constexpr std::uint32_t kWindowsBuild = 19045;
+constexpr int kTurns = 1000;  // so often a writer closes another buffer while one is being written out
 constexpr std::uint32_t kTimerResolution = 156'250;  // 100 ns
 
 /// Holds the signal back that a write beyond a file size limit raises, and takes it away if it came.
@@ -175,7 +176,8 @@ bool SessionFile::HasClosed() const noexcept {
 bool SessionFile::WriteClosed(const Participant& self, Wait wait) noexcept {
   // Whoever closed a buffer while another held the lock has left it to that holder, so a holder looks once more.
   bool all = !HasClosed();
-  while (!all) {
+  for (int turn = 0; !all; ++turn) {
+    if (turn == kTurns) return false;
     {
       const Held held(*this, LockKind::kExclusive, wait);
       if (!held.ok()) return false;
@@ -192,11 +194,11 @@ bool SessionFile::PassAll(const Participant& self, Wait wait) noexcept {
     FilePlace place = ReadPlace(*map_);
     const OpenBuffer open = map_->open();
     if (place.next_sequence > open.sequence) return true;
-    // At most a ring of buffers waits; a larger distance comes of foreign bytes and is passed as lost.
+    // At most a ring of buffers waits, each of them closed. Anything else comes of foreign bytes and is passed as lost.
     const std::uint64_t ring = map_->constants().buffer_count;
     const std::uint64_t behind = open.sequence - place.next_sequence;
     const auto slot = behind > ring ? std::nullopt : FindBuffer(*map_, place.next_sequence);
-    if (!slot) {
+    if (!slot || !WordOf(*map_, *slot).closed) {
       if (behind == 0) return true;
       const std::uint64_t passed = behind > ring ? behind - ring : 1;
       place.buffers_lost += passed;
@@ -204,7 +206,6 @@ bool SessionFile::PassAll(const Participant& self, Wait wait) noexcept {
       StorePlace(*map_, place);
       continue;
     }
-    if (!WordOf(*map_, *slot).closed) return true;
     const SealResult sealed = wait == Wait::kYes ? SealWithin(*map_, self, *slot, place.next_sequence)
                                                  : TrySeal(*map_, self, *slot, place.next_sequence);
     if (sealed != SealResult::kSealed) return false;
