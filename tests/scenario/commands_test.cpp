@@ -34,7 +34,9 @@ TEST(Commands, TheTextsOfTheThreeTemplatesWordForWord) {
              "+10,3,provider=DestUsb,template=binary,text=ab\n"
              "+10,4,provider=DestUsb,keyword=0,text=no module\n"
              "+10,5,provider=DestUsb,keyword=0x400000000,text=unknown module\n"
-             "+10,6,provider=DestUsb,text=\n");
+             "+10,6,provider=DestUsb,text=\n"
+             "+10,7,provider=DestUsb,template=wide,text=\n"
+             "+10,8,provider=DestUsb,template=binary,text=\n");
   std::istringstream in(WithoutWriter(machine.Do({"run", "--idle-exit", "3", "--flags", "0"})));
   std::vector<std::string> lines;
   for (std::string line; std::getline(in, line);) lines.push_back(line);
