@@ -1,0 +1,218 @@
+#include "tests/scenario/kill_verdict.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace varnel::scenario {
+namespace {
+
+using Kind = OrderRecord::Kind;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+constexpr std::uint64_t kModule = 0x80;
+constexpr std::uint32_t kLastTry = 10;
+
+std::uint64_t TimeOf(std::uint32_t number) {
+  return number * 100;
+}
+
+/// Runs over ten events of one consumer, two in a buffer: events 1 and 2 in buffer 1, 3 and 4 in buffer 2, ...
+class Evidence {
+ public:
+  Evidence() {
+    WrittenConsumer consumer;
+    consumer.keyword = kModule;
+    consumer.name = "one";
+    for (std::uint32_t number = 1; number <= 10; ++number) {
+      consumer.events.push_back({TimeOf(number), (number + 1) / 2});
+    }
+    evidence_.consumers.push_back(std::move(consumer));
+  }
+
+  /// The next run begins with a live trace from buffer `open` on.
+  Evidence& Run() {
+    evidence_.runs.emplace_back();
+    evidence_.runs.back().texts.resize(1);
+    return *this;
+  }
+  Evidence& Live(std::uint64_t open) {
+    OrderRecord record = Add(Kind::kOpened);
+    record.flag = 1;
+    record.number = record.end_number = open;
+    return Put(record);
+  }
+  /// The file gives everything up to event `number`, while buffer `open` is the open one.
+  Evidence& FileBuffer(std::uint32_t number, std::uint64_t open) {
+    OrderRecord record = Add(Kind::kBuffer);
+    record.end_time = TimeOf(number);
+    record.number = open;
+    return Put(record);
+  }
+  Evidence& FileEnds() { return Put(Add(Kind::kEnded)); }
+  Evidence& Insert(std::uint32_t number) {
+    OrderRecord record = Add(Kind::kInsertion);
+    record.number = kModule;
+    record.time = TimeOf(number);
+    record.counter = number;
+    return Put(record);
+  }
+  /// A look at `number` with the position at event `position` (0: none yet).
+  Evidence& Look(std::uint32_t number, std::uint32_t position, std::uint32_t tries = 0) {
+    OrderRecord record = Add(Kind::kLook);
+    record.number = kModule;
+    record.time = TimeOf(number);
+    record.counter = number;
+    record.end_time = TimeOf(position);
+    record.position_counter = position;
+    record.tries = tries;
+    return Put(record);
+  }
+  Evidence& Text(std::uint32_t number) {
+    evidence_.runs.back().texts[0].push_back(number);
+    return *this;
+  }
+  /// The events come from `from` to `to`, each delivered at once.
+  Evidence& Deliver(std::uint32_t from, std::uint32_t to) {
+    for (std::uint32_t number = from; number <= to; ++number) Insert(number).Look(number, number - 1).Text(number);
+    return *this;
+  }
+  KillVerdict Verdict() {
+    evidence_.runs.back().killed = false;
+    return Judge(evidence_);
+  }
+
+ private:
+  static OrderRecord Add(Kind kind) {
+    OrderRecord record;
+    record.kind = kind;
+    return record;
+  }
+  Evidence& Put(const OrderRecord& record) {
+    evidence_.runs.back().records.push_back(record);
+    return *this;
+  }
+  KillEvidence evidence_;
+};
+
+TEST(KillVerdict, FindsNothingWhereEachEventCameOnce) {
+  const KillVerdict verdict =
+      Evidence().Run().Live(1).FileEnds().Deliver(1, 4).Run().Live(3).FileEnds().Deliver(5, 10).Verdict();
+  EXPECT_THAT(verdict.failures, IsEmpty());
+  EXPECT_EQ(verdict.written, 10u);
+  EXPECT_EQ(verdict.delivered, 10u);
+  EXPECT_EQ(verdict.repeats, 0u);
+}
+
+TEST(KillVerdict, AnEventThatTheLiveTraceLeftOutIsAFailure) {
+  const KillVerdict verdict =
+      Evidence().Run().Live(1).FileEnds().Deliver(1, 4).Insert(6).Look(6, 4, kLastTry).Text(6).Deliver(7, 10).Verdict();
+  EXPECT_THAT(verdict.failures, ElementsAre(HasSubstr("one #5, kill 1: lost, though the live trace was open")));
+}
+
+TEST(KillVerdict, AnEventThatTheFileLeftOutIsAFailure) {
+  Evidence evidence;
+  evidence.Run().Live(1).FileEnds().Deliver(1, 2);
+  evidence.Run().Live(4).Insert(4).Look(4, 2, kLastTry).Text(4).Deliver(5, 6).FileBuffer(6, 4).FileEnds();
+  EXPECT_THAT(evidence.Deliver(7, 10).Verdict().failures,
+              ElementsAre(HasSubstr("one #3, kill 2: lost, though the file was read beyond it")));
+}
+
+TEST(KillVerdict, AnEventThatNoRunEverSawIsAFailure) {
+  const KillVerdict verdict = Evidence().Run().Live(1).FileEnds().Deliver(1, 9).Verdict();
+  EXPECT_THAT(verdict.failures, ElementsAre(HasSubstr("one #10")));
+}
+
+TEST(KillVerdict, ABufferThatClosedBetweenTheFilesEndAndTheLiveTraceMayBeLost) {
+  Evidence evidence;
+  evidence.Run().Deliver(1, 2).FileBuffer(2, 2).FileEnds().Live(3);
+  evidence.Insert(5).Look(5, 2, kLastTry).Text(5).Deliver(6, 10);
+  const KillVerdict verdict = evidence.Verdict();
+  EXPECT_THAT(verdict.failures, IsEmpty());
+  EXPECT_EQ(verdict.lost_between, 2u);
+}
+
+TEST(KillVerdict, ABufferThatClosedBeforeTheFilesEndMayNotBeLost) {
+  Evidence evidence;
+  evidence.Run().Deliver(1, 2).FileBuffer(2, 3).FileEnds().Live(3);
+  evidence.Insert(5).Look(5, 2, kLastTry).Text(5).Deliver(6, 10);
+  EXPECT_THAT(evidence.Verdict().failures, ElementsAre(HasSubstr("#3, kill 1: lost, though its buffer closed before"),
+                                                       HasSubstr("#4, kill 1: lost, though its buffer closed before")));
+}
+
+TEST(KillVerdict, WithTheLiveTraceOpenFirstNothingMayBeLostBetween) {
+  Evidence evidence;
+  evidence.Run().Live(3).Deliver(1, 2).FileBuffer(2, 2).FileEnds();
+  evidence.Insert(5).Look(5, 2, kLastTry).Text(5).Deliver(6, 10);
+  EXPECT_EQ(evidence.Verdict().failures.size(), 2u);
+}
+
+TEST(KillVerdict, WhatAKillLeftUnreadBehindLaterLiveEventsIsToldApart) {
+  Evidence evidence;
+  evidence.Run().Live(1).FileEnds().Deliver(1, 2);
+  evidence.Run().Live(3).Insert(5).Look(5, 2, kLastTry).Text(5);
+  evidence.Run().Live(4).Insert(3).Look(3, 5).Insert(4).Look(4, 5).FileBuffer(6, 4).FileEnds().Deliver(6, 10);
+  const KillVerdict verdict = evidence.Verdict();
+  EXPECT_THAT(verdict.failures, IsEmpty());
+  EXPECT_EQ(verdict.lost_unread, 2u);
+}
+
+TEST(KillVerdict, TheEventBehindARepeatIsLostByTheOrder) {
+  Evidence evidence;
+  evidence.Run().Live(1).FileEnds().Deliver(1, 2);
+  evidence.Run().Live(2).Insert(2).Insert(3).Look(2, 2).Insert(4).Look(4, 2, kLastTry).Text(4).Deliver(5, 10);
+  const KillVerdict verdict = evidence.Verdict();
+  EXPECT_THAT(verdict.failures, IsEmpty());
+  EXPECT_EQ(verdict.lost_by_order, 1u);
+}
+
+TEST(KillVerdict, TheLastTextOfAKilledRunMayComeAgainWhenItsPositionWasNotStored) {
+  const KillVerdict verdict =
+      Evidence().Run().Live(1).FileEnds().Deliver(1, 4).Run().Live(3).FileEnds().Deliver(4, 10).Verdict();
+  EXPECT_THAT(verdict.failures, IsEmpty());
+  EXPECT_EQ(verdict.repeats, 1u);
+}
+
+TEST(KillVerdict, AnEarlierTextMayNotComeAgainAndThePositionMayNotGoBackSoFar) {
+  const KillVerdict verdict =
+      Evidence().Run().Live(1).FileEnds().Deliver(1, 4).Run().Live(2).FileEnds().Deliver(3, 10).Verdict();
+  EXPECT_THAT(verdict.failures, ElementsAre(HasSubstr("the run begins at position"),
+                                            HasSubstr("#3, kill 2: came again"), HasSubstr("#4, kill 2: came again")));
+}
+
+TEST(KillVerdict, ATextWhoseDeliveryTheKillCutMustComeAgain) {
+  Evidence evidence;
+  evidence.Run().Live(1).FileEnds().Deliver(1, 3).Insert(4).Look(4, 3);
+  evidence.Run().Live(3).FileEnds().Deliver(5, 10);
+  // Event 4 never came, so the position may not stand behind it.
+  EXPECT_THAT(evidence.Verdict().failures,
+              ElementsAre(HasSubstr("the run begins at position"), HasSubstr("one #4, kill 2: lost")));
+}
+
+TEST(KillVerdict, ATextThatTheModelDoesNotDeliverIsAFailure) {
+  const KillVerdict verdict = Evidence().Run().Live(1).FileEnds().Deliver(1, 10).Text(10).Verdict();
+  EXPECT_THAT(verdict.failures, ElementsAre(HasSubstr("the texts are not those that the model delivers"),
+                                            HasSubstr("#10, kill 1: came again")));
+}
+
+TEST(KillVerdict, AModuleThatLooksAtAnotherEventThanTheModelIsAFailure) {
+  // The earlier event belongs behind the later one.
+  const KillVerdict verdict = Evidence()
+                                  .Run()
+                                  .Live(1)
+                                  .FileEnds()
+                                  .Deliver(1, 8)
+                                  .Insert(10)
+                                  .Insert(9)
+                                  .Look(9, 8)
+                                  .Text(9)
+                                  .Look(10, 9)
+                                  .Text(10)
+                                  .Verdict();
+  ASSERT_FALSE(verdict.failures.empty());
+  EXPECT_THAT(verdict.failures[0], HasSubstr("the module looked at event 9, the model at 10"));
+}
+
+}  // namespace
+}  // namespace varnel::scenario
