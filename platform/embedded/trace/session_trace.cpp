@@ -101,9 +101,12 @@ RunningFileTrace::RunningFileTrace(const platform::EVENT_TRACE_LOGFILEW& logfile
 std::uint32_t RunningFileTrace::Process() {
   if (closing()) return 0;
   if (reader_.ReadHeaderBuffer() && DeliverBuffer() == Step::kRefused) return platform::kErrorCancelled;
+  // What closes meanwhile is read too, up to a ring of buffers: a writer that is faster than the reader has no end.
+  const auto& map = *session_->map();
+  const std::uint64_t limit = ring::ReadPlace(map).next_sequence + map.constants().buffer_count;
   while (!closing()) {
     session_->Tend(SessionFile::Wait::kNo);
-    const std::uint64_t end = ring::ReadPlace(*session_->map()).next_sequence;
+    const std::uint64_t end = std::min(limit, ring::ReadPlace(map).next_sequence);
     if (next_ >= end) return 0;
     if (reader_.Read(next_, SequenceReader::From::kFileOnly) != SequenceReader::Outcome::kRead) {
       // Overwritten, or lost to a full disk.
