@@ -174,6 +174,20 @@ void EnableTable::ClearSession(std::uint64_t session) noexcept {
   }
 }
 
+void EnableTable::KeepSessions(std::span<const std::uint64_t> sessions) noexcept {
+  // Beyond entries that are not used too: a page of the table may be lost and the next one not.
+  for (std::uint32_t i = 0; i < kProviderEntries; ++i) {
+    for (int place = 0; place < kEnablesPerProvider; ++place) {
+      ProviderEntry& target = entry(i);
+      if ((target.gate.load(std::memory_order_relaxed) & Bit(place)) == 0) continue;
+      const std::uint64_t session = target.enables[place].session.load(std::memory_order_relaxed);
+      if (std::find(sessions.begin(), sessions.end(), session) != sessions.end()) continue;
+      const ScopedChange change(target);
+      target.gate.fetch_and(~Bit(place), std::memory_order_acq_rel);
+    }
+  }
+}
+
 std::vector<Enable> EnableTable::EnablesOf(std::uint32_t index) const {
   std::vector<Enable> enables;
   for (int i = 0; i < kEnablesPerProvider; ++i) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -93,6 +94,9 @@ class EnableTable {
   bool Set(std::uint32_t index, const Enable& enable) noexcept;
   void Clear(std::uint32_t index, std::uint64_t session) noexcept;
   void ClearSession(std::uint64_t session) noexcept;
+  /// Clears every enable of any other session. A power failure can keep an enable and lose its session's folder; its
+  /// number may be given again.
+  void KeepSessions(std::span<const std::uint64_t> sessions) noexcept;
 
   /// The enables of an entry that are in force.
   std::vector<Enable> EnablesOf(std::uint32_t index) const;

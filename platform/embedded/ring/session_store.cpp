@@ -188,9 +188,9 @@ void SessionStore::SweepLocked(EnableTable& table) const {
       map.words().state.store(static_cast<std::uint32_t>(SessionState::kEnded), std::memory_order_seq_cst);
       table.RaiseLastTime(map.clock().ToFileTime(LatestStamp(map)));
     }
-    table.ClearSession(id);
     RemoveFolder(path);
   }
+  table.KeepSessions(RunningIds());
 }
 
 void SessionStore::SetClock(EnableTable& table, SessionConstants* constants) const {
