@@ -94,9 +94,9 @@ HANDLE FakeThreads::CreateThread(platform::ThreadStart start, void* parameter) {
     ++census_->running;
     ++census_->created;
   }
-  time_->Enter();
-  std::thread([this, thread, start, parameter, census = census_] {
-    time_->BeginThread();
+  const std::uint64_t turn = time_->Enter();
+  std::thread([this, thread, start, parameter, turn, census = census_] {
+    time_->BeginThread(turn);
     g_self = thread.get();
     LeaveIfTerminated();
     const std::uint32_t code = start(parameter);

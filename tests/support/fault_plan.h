@@ -22,6 +22,11 @@ struct Fault {
 
 class FaultPlan {
  public:
+  FaultPlan() = default;
+  virtual ~FaultPlan() = default;
+  FaultPlan(const FaultPlan&) = delete;
+  FaultPlan& operator=(const FaultPlan&) = delete;
+
   void Fail(Fault fault);
   void Fail(const std::string& operation, std::uint32_t code) { Fail(Fault{operation, 1, false, code}); }
   void FailForEver(const std::string& operation, std::uint32_t code) { Fail(Fault{operation, 1, true, code}); }
@@ -29,7 +34,7 @@ class FaultPlan {
   void Clear();
 
   /// Records one call. The code with which it has to fail, if it has to. Faults count from when they were added.
-  std::optional<std::uint32_t> Called(const char* operation);
+  virtual std::optional<std::uint32_t> Called(const char* operation);
 
   unsigned CountOf(const std::string& operation) const;
   /// How often each operation was called.

@@ -1,12 +1,15 @@
 #include "tests/support/virtual_time.h"
 
+#include <algorithm>
 #include <chrono>
+#include <deque>
 #include <utility>
 
 namespace varnel::testing {
 namespace {
 
 constexpr auto kStalled = std::chrono::seconds(2);
+constexpr std::size_t kSpinningYields = 100;  // in a row by each thread, while nothing else happens
 
 enum class Kind { kWait, kWhenIdle };
 
@@ -17,8 +20,12 @@ struct Waiter {
   bool counted = false;  // its thread takes part
   bool granted = false;
   bool was_ready = false;
+  std::uint64_t turn = 0;  // one at a time: its place among those who may run
   std::condition_variable wake;
 };
+
+thread_local const void* g_part_of = nullptr;
+thread_local std::uint64_t g_turn = 0;
 
 }  // namespace
 
@@ -29,13 +36,39 @@ struct VirtualTime::State {
   int computing = 0;
   std::list<Waiter*> waiters;  // in the order of arrival
   std::function<void()> on_deadlock;
+  std::function<void()> on_spin;
+  bool one_at_a_time = false;
+  std::deque<std::uint64_t> turns;  // of the computing threads; the first one runs
+  std::uint64_t last_turn = 0;
+  std::size_t idle_yields = 0;
+  std::uint64_t moves_at_yield = 0;
+  std::condition_variable turn_changed;
+
+  std::uint64_t NewTurn() {
+    if (!one_at_a_time) return 0;
+    turns.push_back(++last_turn);
+    return last_turn;
+  }
+
+  void AwaitTurn(std::unique_lock<std::mutex>* lock, std::uint64_t turn) {
+    g_turn = turn;
+    if (one_at_a_time) turn_changed.wait(*lock, [&] { return turns.front() == turn; });
+  }
+
+  void GiveUpTurn() {
+    std::erase(turns, g_turn);
+    turn_changed.notify_all();
+  }
 
   void Grant(std::list<Waiter*>::iterator at, bool ready) {
     Waiter* const waiter = *at;
     waiters.erase(at);
     waiter->granted = true;
     waiter->was_ready = ready;
-    if (waiter->counted) ++computing;
+    if (waiter->counted) {
+      ++computing;
+      waiter->turn = NewTurn();
+    }
     ++moves;
     waiter->wake.notify_all();
   }
@@ -71,7 +104,11 @@ struct VirtualTime::State {
 
   /// Called whenever a thread blocks or ends.
   void GoOnIfIdle() {
-    if (computing > 0) return;
+    if (computing == 0) GoOn(&on_deadlock);
+  }
+
+  /// Nothing moves by itself any more: the tests' threads first, then the clock, else it is for ever.
+  void GoOn(std::function<void()>* for_ever) {
     if (GrantReady(Kind::kWhenIdle) || Jump()) return;
     bool tested = false;
     for (auto at = waiters.begin(); at != waiters.end();) {
@@ -82,14 +119,33 @@ struct VirtualTime::State {
       }
       at = next;
     }
-    if (!tested && !waiters.empty() && on_deadlock) std::exchange(on_deadlock, nullptr)();
+    if (!tested && !waiters.empty() && *for_ever) std::exchange(*for_ever, nullptr)();
+  }
+
+  void Yield(std::unique_lock<std::mutex>* lock) {
+    if (std::exchange(moves_at_yield, moves) != moves) idle_yields = 0;
+    if (++idle_yields >= kSpinningYields * turns.size()) {
+      idle_yields = 0;
+      GoOn(&on_spin);
+    }
+    if (turns.size() == 1) return;
+    const std::uint64_t turn = NewTurn();
+    GiveUpTurn();
+    AwaitTurn(lock, turn);
   }
 
   bool Wait(std::unique_lock<std::mutex>* lock, Waiter* waiter) {
     waiters.push_back(waiter);
-    if (waiter->counted) --computing;
+    if (waiter->counted) {
+      --computing;
+      GiveUpTurn();
+    }
     ++moves;
     GoOnIfIdle();
+    if (one_at_a_time) {
+      waiter->wake.wait(*lock, [&] { return waiter->granted; });
+      if (waiter->counted) AwaitTurn(lock, waiter->turn);
+    }
     while (!waiter->granted) {
       const std::uint64_t before = moves;
       const bool woken = waiter->wake.wait_for(*lock, kStalled, [&] { return waiter->granted; });
@@ -98,12 +154,6 @@ struct VirtualTime::State {
     return waiter->was_ready;
   }
 };
-
-namespace {
-
-thread_local const void* g_part_of = nullptr;
-
-}  // namespace
 
 VirtualTime::VirtualTime() : state_(std::make_shared<State>()) {
   state_->computing = 1;
@@ -158,20 +208,37 @@ void VirtualTime::Advance(std::uint64_t milliseconds) {
   Settle();
 }
 
-void VirtualTime::Enter() {
+void VirtualTime::OneAtATime() {
+  const std::lock_guard lock(state_->mutex);
+  state_->one_at_a_time = true;
+  g_turn = state_->NewTurn();
+}
+
+void VirtualTime::Yield() {
+  const auto state = state_;
+  std::unique_lock lock(state->mutex);
+  if (state->one_at_a_time && g_part_of == state.get()) state->Yield(&lock);
+}
+
+std::uint64_t VirtualTime::Enter() {
   const std::lock_guard lock(state_->mutex);
   ++state_->computing;
   ++state_->moves;
+  return state_->NewTurn();
 }
 
-void VirtualTime::BeginThread() {
-  g_part_of = state_.get();
+void VirtualTime::BeginThread(std::uint64_t turn) {
+  const auto state = state_;
+  g_part_of = state.get();
+  std::unique_lock lock(state->mutex);
+  state->AwaitTurn(&lock, turn);
 }
 
 void VirtualTime::Leave() {
   g_part_of = nullptr;
   const std::lock_guard lock(state_->mutex);
   --state_->computing;
+  state_->GiveUpTurn();
   ++state_->moves;
   state_->GoOnIfIdle();
 }
@@ -188,6 +255,11 @@ void VirtualTime::BlockForEver() {
 void VirtualTime::OnDeadlock(std::function<void()> handler) {
   const std::lock_guard lock(state_->mutex);
   state_->on_deadlock = std::move(handler);
+}
+
+void VirtualTime::OnSpin(std::function<void()> handler) {
+  const std::lock_guard lock(state_->mutex);
+  state_->on_spin = std::move(handler);
 }
 
 }  // namespace varnel::testing

@@ -45,9 +45,18 @@ class VirtualTime {
   /// For tests. Lets the others run for so much virtual time.
   void Advance(std::uint64_t milliseconds);
 
-  /// Counts a new thread as computing, before it is started; Leave is called on it at its end.
-  void Enter();
-  void BeginThread();
+  /// From now on only one of the threads that take part computes at any moment: it goes on until it blocks, yields or
+  /// ends, and whoever became ready first comes next. So every run makes the same calls in the same order. A thread
+  /// must not block or yield with a lock held that another one wants. Called by the maker while it is alone.
+  void OneAtATime();
+  /// One at a time: lets the others go first. Threads that do nothing else spin: when all others are blocked, the clock
+  /// moves on as if they were idle.
+  void Yield();
+
+  /// Counts a new thread as computing, before it is started; BeginThread takes what this gives. Leave is called on it
+  /// at its end.
+  std::uint64_t Enter();
+  void BeginThread(std::uint64_t turn);
   void Leave();
   /// Never comes back: the thread is no longer part of anything.
   [[noreturn]] void BlockForEver();
@@ -55,6 +64,8 @@ class VirtualTime {
   /// Called, once, when every thread waits without a deadline and none is a test's: the process would hang. Runs under
   /// the lock; it may end the process.
   void OnDeadlock(std::function<void()> handler);
+  /// Called, once, when threads yield again and again while every other one waits without a deadline. As above.
+  void OnSpin(std::function<void()> handler);
 
  private:
   struct State;
