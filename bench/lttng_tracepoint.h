@@ -1,5 +1,5 @@
-/* An LTTng-UST tracepoint with the payload of our text event, to measure ours against. LTTng's headers include this file
- * several times over. */
+/* An LTTng-UST tracepoint with the payload of our text event, to measure ours against. LTTng's headers include this
+ * file several times over. */
 #undef LTTNG_UST_TRACEPOINT_PROVIDER
 #define LTTNG_UST_TRACEPOINT_PROVIDER varnel_bench
 

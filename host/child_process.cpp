@@ -66,6 +66,7 @@ formats::Result<ChildProcess> ChildProcess::Start(const std::vector<std::string>
     actions.Drop(STDERR_FILENO);
   }
   std::vector<char*> words;
+  words.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) words.push_back(const_cast<char*>(argument.c_str()));
   words.push_back(nullptr);
   pid_t pid = -1;

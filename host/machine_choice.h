@@ -5,7 +5,7 @@
 
 #include "formats/result.h"
 
-namespace CLI {
+namespace CLI {  // NOLINT(readability-identifier-naming): the library's own name
 class App;
 }
 

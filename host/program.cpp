@@ -66,7 +66,7 @@ void SetAction(CLI::App* command, Choice* choice, std::function<int()> action) {
   command->callback([command, choice, action = std::move(action)] {
     std::string name = command->get_name();
     for (const CLI::App* outer = command->get_parent(); outer != nullptr; outer = outer->get_parent()) {
-      name = outer->get_name() + ' ' + name;
+      name.insert(0, outer->get_name() + ' ');
     }
     SetCommandName(name);
     choice->action = action;

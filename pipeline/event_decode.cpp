@@ -150,7 +150,8 @@ std::uint32_t DecodeProperties(Decoding* decoding) {
         size);
     return error;
   }
-  for (std::uint16_t i = 0; i < schema->TopLevelPropertyCount; ++i) {
+  // The index has 16 bits, as the library's own tables do.
+  for (std::uint16_t i = 0; i < schema->TopLevelPropertyCount; ++i) {  // NOLINT(bugprone-too-small-loop-variable)
     DecodeProperty(*schema, schema->EventPropertyInfoArray[i], decoding);
   }
   return platform::kErrorSuccess;

@@ -70,7 +70,7 @@ int Registration::Create(const char* machine, const GUID& guid, varnel_registrat
       ::pthread_atfork([] { AllMutex().lock(); }, [] { AllMutex().unlock(); }, &Registration::AfterForkInChild);
   static_cast<void>(fork_handler);
   auto* made = new Registration(pages, *entry, guid, MachineSessions::Of(folder));
-  std::memcpy(pages + kPageSize, &made, sizeof made);
+  std::memcpy(pages + kPageSize, &made, sizeof(Registration*));  // NOLINT(bugprone-sizeof-expression): the address
   const std::lock_guard lock(AllMutex());
   All().insert(made);
   *gate = reinterpret_cast<varnel_registration*>(pages + made->entry_in_page_);
@@ -98,7 +98,7 @@ Registration::~Registration() {
 
 void Registration::Disable() noexcept {
   // The parent's threads hold locks that nobody in the child gives back: the gate reads 0 from here on.
-  ::mmap(pages_, kPageSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
+  static_cast<void>(::mmap(pages_, kPageSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0));
 }
 
 void Registration::AfterForkInChild() noexcept {
