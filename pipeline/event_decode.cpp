@@ -106,7 +106,7 @@ void ReadName(const char16_t* source, PropertyName* name) {
   name->narrow[length] = '\0';
   name->narrow_length = length;
   if (seen < 0x80) return;  // the same characters in UTF-8
-  name->narrow[0] = '\0';
+  name->narrow.fill('\0');  // of a name that does not fit, nothing but what the conversion wrote is shown
   platform::SystemPort().WideCharToMultiByte(platform::kCpUtf8, 0, name->wide.data(), -1, name->narrow.data(),
                                              static_cast<std::int32_t>(name->narrow.size()));
   name->narrow.back() = '\0';

@@ -223,6 +223,12 @@ TEST_F(EventDecodeTest, APropertyThatCantBeMeasuredOrReadIsMissing) {
   EXPECT_EQ(raw_->dwCounter, 0u);
 }
 
+TEST_F(EventDecodeTest, AnEventWhoseFlagsCantBeReadHasNoDeliveryBitsAndIsNoFailure) {
+  tdh_.properties = {{u"Flags", 8, {9, 0, 0, 0}, 0, 0, /*value_answer=*/5}, {u"b", 8, {2, 0, 0, 0}}};
+  EXPECT_THAT(Printed(), ::testing::ElementsAre("b=0x2"));
+  EXPECT_EQ(raw_->dwFlags, 0u);
+}
+
 TEST_F(EventDecodeTest, ANameLongerThan255CharactersIsCut) {
   const std::u16string name(300, u'k');
   EXPECT_EQ(Printed({name, 8, {1, 0, 0, 0}}), std::string(255, 'k') + "=0x1");
