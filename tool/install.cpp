@@ -1,6 +1,5 @@
 #include "tool/install.h"
 
-#include <algorithm>
 #include <array>
 
 #include "base/file_services.h"
@@ -48,7 +47,7 @@ std::uint32_t ModuleFolder(PathText* folder) {
   return 0;
 }
 
-// A present file with the same content is left untouched; the source is then not needed either.
+// A present file with the same content is left untouched. The comparison needs the source: without it a copy is tried.
 std::uint32_t PlaceFile(const char16_t* source_folder, const char16_t* module_folder, const char16_t* name) {
   std::uint32_t bFileExist = 0;
   std::uint32_t bMd5Same = 0;

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "base/log.h"
 #include "tests/tool/tool_fixture.h"
 
 namespace varnel {
@@ -42,6 +43,18 @@ TEST_F(InstallTest, ARunningSessionIsLeftAloneAndNotTold) {
   EXPECT_EQ(InstallVarnel(kSetupFolder), 0u);
   EXPECT_EQ(faults_.CountOf("StartTraceW"), 0u);
   EXPECT_FALSE(Logged("need create temp session"));
+}
+
+TEST_F(InstallTest, OnlyTheMissingSessionIsToldAmongTheErrorsOfAGoodInstall) {
+  WrapLogInit(LOG_ERROR, nullptr);
+  platform_.system.ClearDebug();
+  EXPECT_EQ(InstallVarnel(kSetupFolder), 0u);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u);
+  EXPECT_TRUE(Logged("not exist, need create temp session.\r\n"));
+  platform_.system.ClearDebug();
+  EXPECT_EQ(InstallVarnel(kSetupFolder), 0u);
+  EXPECT_EQ(UninstallVarnel(), 0u);
+  EXPECT_TRUE(platform_.system.DebugLines().empty()) << "with the session running no error is told";
 }
 
 TEST_F(InstallTest, ASecondInstallCopiesNothing) {
