@@ -56,6 +56,84 @@ TEST(ModuleLibrary, ExportsItsTwoEntryPointsAndNothingElse) {
   EXPECT_THAT(ExportsOf(VARNEL_MODULE_PATH), ::testing::UnorderedElementsAre("DllGetClassObject", "DllCanUnloadNow"));
 }
 
+/// The interface of cJSON that hosts of the module may look up in it.
+constexpr const char* kJsonFunctions[] = {
+    "cJSON_AddArrayToObject",
+    "cJSON_AddBoolToObject",
+    "cJSON_AddFalseToObject",
+    "cJSON_AddItemReferenceToArray",
+    "cJSON_AddItemReferenceToObject",
+    "cJSON_AddItemToArray",
+    "cJSON_AddItemToObject",
+    "cJSON_AddItemToObjectCS",
+    "cJSON_AddNullToObject",
+    "cJSON_AddNumberToObject",
+    "cJSON_AddObjectToObject",
+    "cJSON_AddRawToObject",
+    "cJSON_AddStringToObject",
+    "cJSON_AddTrueToObject",
+    "cJSON_Compare",
+    "cJSON_CreateArray",
+    "cJSON_CreateArrayReference",
+    "cJSON_CreateBool",
+    "cJSON_CreateDoubleArray",
+    "cJSON_CreateFalse",
+    "cJSON_CreateFloatArray",
+    "cJSON_CreateIntArray",
+    "cJSON_CreateNull",
+    "cJSON_CreateNumber",
+    "cJSON_CreateObject",
+    "cJSON_CreateObjectReference",
+    "cJSON_CreateRaw",
+    "cJSON_CreateString",
+    "cJSON_CreateStringArray",
+    "cJSON_CreateStringReference",
+    "cJSON_CreateTrue",
+    "cJSON_Delete",
+    "cJSON_DeleteItemFromArray",
+    "cJSON_DeleteItemFromObject",
+    "cJSON_DeleteItemFromObjectCaseSensitive",
+    "cJSON_DetachItemFromArray",
+    "cJSON_DetachItemFromObject",
+    "cJSON_DetachItemFromObjectCaseSensitive",
+    "cJSON_DetachItemViaPointer",
+    "cJSON_Duplicate",
+    "cJSON_GetArrayItem",
+    "cJSON_GetArraySize",
+    "cJSON_GetErrorPtr",
+    "cJSON_GetObjectItem",
+    "cJSON_GetObjectItemCaseSensitive",
+    "cJSON_GetStringValue",
+    "cJSON_HasObjectItem",
+    "cJSON_InitHooks",
+    "cJSON_InsertItemInArray",
+    "cJSON_IsArray",
+    "cJSON_IsBool",
+    "cJSON_IsFalse",
+    "cJSON_IsInvalid",
+    "cJSON_IsNull",
+    "cJSON_IsNumber",
+    "cJSON_IsObject",
+    "cJSON_IsRaw",
+    "cJSON_IsString",
+    "cJSON_IsTrue",
+    "cJSON_Minify",
+    "cJSON_Parse",
+    "cJSON_ParseWithOpts",
+    "cJSON_Print",
+    "cJSON_PrintBuffered",
+    "cJSON_PrintPreallocated",
+    "cJSON_PrintUnformatted",
+    "cJSON_ReplaceItemInArray",
+    "cJSON_ReplaceItemInObject",
+    "cJSON_ReplaceItemInObjectCaseSensitive",
+    "cJSON_ReplaceItemViaPointer",
+    "cJSON_SetNumberHelper",
+    "cJSON_Version",
+    "cJSON_free",
+    "cJSON_malloc",
+};
+
 class LoadedModuleTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
@@ -104,6 +182,11 @@ class LoadedModuleTest : public ::testing::Test {
 
 TEST_F(LoadedModuleTest, LoadingStartsTheLogOnTheMachine) {
   EXPECT_TRUE(std::filesystem::exists(machine_ + kLogFile));
+}
+
+TEST_F(LoadedModuleTest, TheFunctionsOfCJsonAreFoundInItByTheirNames) {
+  EXPECT_EQ(std::size(kJsonFunctions), 74u);
+  for (const char* name : kJsonFunctions) EXPECT_NE(dlsym(module_, name), nullptr) << name;
 }
 
 TEST_F(LoadedModuleTest, AToolTellsTheVersionAndIsGoneWithItsLastReference) {
