@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "base/compiler.h"
 #include "base/log.h"
 #include "base/status.h"
 #include "crash/bsod_check_thread.h"

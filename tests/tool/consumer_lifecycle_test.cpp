@@ -3,9 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
+#include "base/log.h"
 #include "pipeline/consumer_table.h"
 #include "tests/tool/tool_fixture.h"
 
@@ -13,7 +15,7 @@ namespace varnel {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using ::testing::HasSubstr;
 using testing::kLeftOverFile;
 using testing::kMarker;
 using testing::kSessionName;
@@ -40,6 +42,15 @@ class ConsumerLifecycleTest : public testing::ToolTest {
     EXPECT_EQ(platform_.registry.open_keys(), 0u);
   }
 
+  /// The calls so far of these operations.
+  std::vector<std::string> CallsAmong(const std::vector<std::string>& operations) const {
+    std::vector<std::string> among;
+    for (const std::string& call : faults_.Calls()) {
+      if (std::find(operations.begin(), operations.end(), call) != operations.end()) among.push_back(call);
+    }
+    return among;
+  }
+
   /// Every manifest fails to load, the last with this code.
   void FailManifests(std::uint32_t code) { faults_.FailForEver("TdhLoadManifest", code); }
 };
@@ -49,6 +60,56 @@ TEST_F(ConsumerLifecycleTest, StopOnAModuleThatWasNeverStartedGives31AndOneLine)
   EXPECT_TRUE(Logged("EtwConsumerStop func In.\r\n"));
   EXPECT_TRUE(Logged("EtwConsumerStop func check bHasCallInit(0) is not TRUE\r\n"));
   EXPECT_FALSE(Logged("EtwConsumerStop func Out.\r\n"));
+}
+
+TEST_F(ConsumerLifecycleTest, StopOnAModuleThatWasNeverStartedTellsOneError) {
+  WrapLogInit(LOG_ERROR, nullptr);
+  platform_.system.ClearDebug();
+  EXPECT_EQ(Stop(), 31u);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u);
+}
+
+TEST_F(ConsumerLifecycleTest, AGoodStartAndStopTellTheirWayAndNoError) {
+  WrapLogInit(LOG_ERROR, nullptr);
+  platform_.trace.AddSession(kSessionName, u"");
+  platform_.registry.SetDword(testing::kAutologgerKey, u"FileCounter", 1);
+  platform_.system.ClearDebug();
+  ASSERT_EQ(Start(), 0u);
+  Settle();
+  EXPECT_EQ(Stop(), 0u);
+  EXPECT_THAT(platform_.system.DebugLines(),
+              ElementsAre(HasSubstr("LeakEventCollectThread func call DeleteAllAutoSessionLogFiles failed(0x1f)")))
+      << "the one line of every boot on a session that is not the AutoLogger's";
+  WrapLogInit(LOG_INFO, nullptr);
+  ASSERT_EQ(Start(), 0u);
+  EXPECT_EQ(Stop(), 0u);
+  for (const char* line : {"EtwConsumerStart func In Flags(0x3).\r\n", "EtwConsumerStart func Out dwRet(0x0).\r\n",
+                           "EtwConsumerStop func In.\r\n", "EtwConsumerStop func Out.\r\n"}) {
+    EXPECT_EQ(TimesLogged(line), 1u) << line;
+  }
+}
+
+TEST_F(ConsumerLifecycleTest, StartTakesItsStepsInTheirOrder) {
+  ASSERT_EQ(Start(), 0u);
+  Settle();
+  EXPECT_THAT(CallsAmong({"StartTraceW", "TdhLoadManifest", "CreateEventW", "MoveFileExW", "CreateThread"}),
+              ElementsAre("StartTraceW", "TdhLoadManifest", "TdhLoadManifest", "TdhLoadManifest", "TdhLoadManifest",
+                          "TdhLoadManifest", "TdhLoadManifest", "TdhLoadManifest", "CreateEventW" /*stop*/,
+                          "MoveFileExW" /*marker*/, "CreateEventW", "CreateEventW" /*both done events*/,
+                          "CreateThread" /*crashes*/, "CreateEventW" /*opened*/, "CreateThread" /*live*/,
+                          "CreateThread" /*left-over*/));
+}
+
+TEST_F(ConsumerLifecycleTest, StopTakesItsStepsInTheirOrder) {
+  ASSERT_EQ(Start(), 0u);
+  Settle();
+  faults_.Clear();
+  EXPECT_EQ(Stop(), 0u);
+  EXPECT_THAT(
+      CallsAmong({"SetEvent", "WaitForSingleObject", "CloseHandle", "CloseTrace"}),
+      ElementsAre("SetEvent", "WaitForSingleObject" /*report*/, "WaitForSingleObject" /*crashes*/, "CloseHandle",
+                  "WaitForSingleObject" /*left-over*/, "CloseHandle", "WaitForSingleObject" /*opened*/, "CloseTrace",
+                  "WaitForSingleObject" /*live*/, "CloseHandle", "CloseHandle" /*stop*/, "CloseHandle" /*opened*/));
 }
 
 TEST_F(ConsumerLifecycleTest, StartRegistersStartsASessionAndThreeThreadsAndLogsItsWay) {
