@@ -183,6 +183,18 @@ TEST_F(CollectorsTest, AnEventWithoutAConsumerIsLoggedAndStaysAllocated) {
   InsertTailList(&table_.ConsumerList, tdh.forgotten);
 }
 
+TEST_F(CollectorsTest, DroppedEventsAreSilentUnderTheModulesMask) {
+  WrapLogInit(LOG_ERROR | LOG_INFO, nullptr);
+  platform_.system.ClearDebug();
+  Deliver(EventOf(GUID_WARDLET_TOOL, 1));
+  faults_.Fail("CreateThread", 1455);
+  Deliver(EventOf(g_ProviderSampleGUID, 1));
+  faults_.Fail("HeapAlloc", 8);  // the consumer's record
+  Deliver(EventOf(g_ProviderSampleGUID, 1));
+  EXPECT_EQ(faults_.failures(), 2u);
+  EXPECT_TRUE(platform_.system.DebugLines().empty());
+}
+
 // The buffer callback.
 
 TEST_F(CollectorsTest, ReadingGoesOnUntilAStopIsAskedFor) {
@@ -224,6 +236,14 @@ TEST_F(CollectorsTest, WithoutASessionTheOpenedEventIsStillSetAndTheReadingsErro
   EXPECT_TRUE(Logged("RealTimeEventCollectThread ProcessTrace failed(0x1069)\r\n"));
 }
 
+TEST_F(CollectorsTest, WithoutASessionTheLiveCollectorTellsOneError) {
+  faults_.FailForEver("ProcessTrace", 4201);
+  WrapLogInit(LOG_ERROR, nullptr);
+  platform_.system.ClearDebug();
+  EXPECT_EQ(RealTimeEventCollectThread(&table_), 4201u);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u);
+}
+
 // Left-over files.
 
 TEST_F(CollectorsTest, AFileOfTheModuleIsReadToItsEndAndClosed) {
@@ -239,6 +259,25 @@ TEST_F(CollectorsTest, AFileThatIsNotTheModulesIsNeitherOpenedNorRead) {
   EXPECT_EQ(CheckIsTargetSessionLogFile(kForeignFile.c_str(), reinterpret_cast<void*>(1)), 0u);
   EXPECT_EQ(CheckIsTargetSessionLogFile(kTempFile.c_str(), nullptr), 0u) << "a temporary file in the other walk";
   EXPECT_EQ(faults_.CountOf("OpenTraceW"), 0u);
+}
+
+TEST_F(CollectorsTest, AFileThatCantBeJudgedIsPassedOver) {
+  platform_.AddTraceFile(kTempFile, {EventOf(g_ProviderSampleGUID, 1)});
+  faults_.Fail({"GetSystemDirectoryW", 2, false, 5});  // for the model name; the first one forms the folder
+  EXPECT_EQ(CheckIsTargetSessionLogFile(kTempFile.c_str(), reinterpret_cast<void*>(1)), 0u);
+  EXPECT_EQ(faults_.failures(), 1u);
+  EXPECT_EQ(faults_.CountOf("OpenTraceW"), 0u);
+}
+
+TEST_F(CollectorsTest, AFailureWithAFileIsNoErrorButAPieceOfInformation) {
+  WrapLogInit(LOG_INFO, nullptr);
+  platform_.AddTraceFile(kTempFile, {EventOf(g_ProviderSampleGUID, 1)});
+  platform_.system.ClearDebug();
+  faults_.Fail("ProcessTrace", 11);
+  CheckIsTargetSessionLogFile(kTempFile.c_str(), reinterpret_cast<void*>(1));
+  faults_.Fail("OpenTraceW", 32);
+  CheckIsTargetSessionLogFile(kTempFile.c_str(), reinterpret_cast<void*>(1));
+  EXPECT_EQ(platform_.system.DebugLines().size(), 2u);
 }
 
 TEST_F(CollectorsTest, AFileThatCantBeOpenedIsLoggedAndDoesNotStopTheWalk) {

@@ -127,6 +127,21 @@ TEST_F(ProgressStoreTest, ARecordIs24BytesUnderTheKeywordInSixteenDigits) {
   EXPECT_TRUE(std::equal(expected.begin(), expected.end(), value->data.begin()));
 }
 
+TEST_F(ProgressStoreTest, ThePaddingIsWrittenAsItStandsInMemoryAndIgnoredByReaders) {
+  ProviderModuleCounter record;
+  std::memset(static_cast<void*>(&record), 0xAB, sizeof(record));
+  record.dwKeyWord = 0x80;
+  record.dwTimeStamp = 1;
+  record.dwCounter = 2;
+  ASSERT_EQ(Save(record), 0u);
+  CloseKey();
+  const auto value = registry_.Get(kKeyWords, u"0x0000000000000080");
+  ASSERT_TRUE(value.has_value());
+  EXPECT_EQ(std::memcmp(value->data.data(), &record, sizeof(record)), 0);
+  ASSERT_EQ(Read(), 0u);
+  EXPECT_EQ(records_.at(0).dwCounter, 2u);
+}
+
 TEST_F(ProgressStoreTest, TheKeyStaysOpenBetweenWrites) {
   ASSERT_EQ(Save({0x80, 1, 1}), 0u);
   const platform::HKEY key = key_;

@@ -133,6 +133,19 @@ TEST_F(AutoLogger, UninstallOnACleanMachineSucceedsAndSaysNotFoundSevenTimes) {
             7);
 }
 
+TEST_F(AutoLogger, WhatIsNotFoundIsInformationAndNoError) {
+  WrapLogInit(LOG_INFO, nullptr);
+  platform_.system.ClearDebug();
+  EXPECT_EQ(EtwAutoLoggerUninstall(), 0u);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 7u);
+  ASSERT_EQ(EtwConsumerInstall(), 0u);
+  WrapLogInit(LOG_ERROR, nullptr);
+  platform_.system.ClearDebug();
+  EXPECT_EQ(EtwAutoLoggerUninstall(), 0u);
+  EXPECT_EQ(EtwAutoLoggerUninstall(), 0u);
+  EXPECT_TRUE(platform_.system.DebugLines().empty());
+}
+
 TEST_F(AutoLogger, UninstallKeepsTheSessionForAForeignProvider) {
   ASSERT_EQ(EtwConsumerInstall(), 0u);
   platform_.registry.MakeKey(std::u16string(kSession) + u"\\{11111111-0000-0000-0000-000000000000}");
