@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::uint32_t kFirst = formats::kEtlBufferHeaderSize;
 constexpr std::uint32_t kWindowsBuild = 19045;
+constexpr std::chrono::milliseconds kReadPatience{200};
 constexpr int kTurns = 1000;  // so often a writer closes another buffer while one is being written out
 constexpr std::uint32_t kTimerResolution = 156'250;  // 100 ns
 
@@ -257,15 +258,13 @@ bool SessionFile::WriteEnd(std::int64_t end_time) noexcept {
 }
 
 std::uint64_t SessionFile::BuffersOnDisk() noexcept {
-  const Held held(*this, LockKind::kShared, Wait::kYes);
+  const std::lock_guard inner(mutex_);
   struct stat info {};
-  if (!held.ok() || DataFd() < 0 || ::fstat(DataFd(), &info) != 0) return 0;
+  if (DataFd() < 0 || ::fstat(DataFd(), &info) != 0) return 0;
   return static_cast<std::uint64_t>(info.st_size) / shape_.buffer_size;
 }
 
-bool SessionFile::ReadShared(std::uint64_t offset, std::span<std::byte> into) noexcept {
-  const Held held(*this, LockKind::kShared, Wait::kYes);
-  if (!held.ok()) return false;
+bool SessionFile::ReadAt(std::uint64_t offset, std::span<std::byte> into) noexcept {
   const int fd = DataFd();
   while (fd >= 0 && !into.empty()) {
     const ssize_t got = ::pread(fd, into.data(), into.size(), static_cast<off_t>(offset));
@@ -275,6 +274,30 @@ bool SessionFile::ReadShared(std::uint64_t offset, std::span<std::byte> into) no
     offset += static_cast<std::uint64_t>(got);
   }
   return fd >= 0;
+}
+
+bool SessionFile::ReadBesideWriter(std::uint64_t offset, std::span<std::byte> into) noexcept {
+  const std::uint64_t before = ReadPlace(*map_).buffers_written;
+  if (!ReadAt(offset, into)) return false;
+  const std::uint64_t after = ReadPlace(*map_).buffers_written;
+  if (after - before >= shape_.capacity && shape_.circular) return false;
+  // The writer was at these places while the bytes were read.
+  for (std::uint64_t written = before; written <= after; ++written) {
+    if (shape_.OffsetAfter(written) / shape_.buffer_size == offset / shape_.buffer_size) return false;
+  }
+  return true;
+}
+
+bool SessionFile::ReadShared(std::uint64_t offset, std::span<std::byte> into) noexcept {
+  const std::lock_guard inner(mutex_);
+  if (!EnsureLockFd()) return false;
+  const int lock = lock_fd_.get();
+  const bool held =
+      holder_stands_ ? TryLock(lock, LockKind::kShared) : LockWithin(lock, LockKind::kShared, kReadPatience);
+  holder_stands_ = !held;
+  const bool read = held ? ReadAt(offset, into) : ReadBesideWriter(offset, into);
+  if (held) Unlock(lock);
+  return read;
 }
 
 }  // namespace varnel::embedded::ring

@@ -37,7 +37,7 @@ class SessionFile {
  public:
   enum class Wait { kNo, kYes };
   /// How long a waiting caller waits for the lock's holder.
-  static constexpr std::chrono::milliseconds kLockPatience{5000};
+  static constexpr std::chrono::milliseconds kLockPatience{2000};
 
   /// `lock_path` is the session's lock file. A file outside `root`, the machine's folder, is never touched, whatever
   /// the control page says.
@@ -59,8 +59,9 @@ class SessionFile {
     return true;
   }
 
-  /// Reads `into.size()` bytes of the session's file at `offset` under the shared lock. @return false when they are not
-  /// there.
+  /// Reads `into.size()` bytes of one buffer of the session's file at `offset` under the shared lock. While a stopped
+  /// process holds the other one, it reads without: what is not the place that is being written stands still. @return
+  /// false when the bytes are not there, or are being written.
   bool ReadShared(std::uint64_t offset, std::span<std::byte> into) noexcept;
 
   /// The whole buffers that the file holds now, the header buffer included.
@@ -81,6 +82,8 @@ class SessionFile {
     bool ok_ = false;
   };
 
+  bool ReadAt(std::uint64_t offset, std::span<std::byte> into) noexcept;
+  bool ReadBesideWriter(std::uint64_t offset, std::span<std::byte> into) noexcept;
   bool EnsureLockFd() noexcept;
   bool IsInsideRoot(int fd) const noexcept;
   int DataFd() noexcept;
@@ -97,6 +100,7 @@ class SessionFile {
   UniqueFd data_fd_;                   // guarded by mutex_
   std::uint32_t data_generation_ = 0;  // guarded by mutex_
   std::vector<std::byte> scratch_;     // guarded by mutex_
+  bool holder_stands_ = false;         // guarded by mutex_; a reader has waited for the lock in vain
 };
 
 }  // namespace varnel::embedded::ring

@@ -212,4 +212,24 @@ TEST_F(SessionFileTest, AShapeTellsWhereBuffersStand) {
   EXPECT_FALSE(FileShape::Of(constants).IsFull(1'000'000)) << "no limit";
 }
 
+TEST_F(SessionFileTest, WhileAStoppedProcessHoldsTheLockWhatStandsInTheFileIsStillRead) {
+  auto parameters = machine_.Parameters("s");
+  parameters.log_file_mode = 0x10002002;
+  parameters.maximum_file_size = 40;
+  const auto session = machine_.Start(parameters);
+  Fill(*session, 2000);
+  session->Flush();
+  const auto holder = Session::Open(session->folder()).value();
+  std::vector<std::byte> buffer(4096);
+  const std::uint64_t written = ReadPlace(*session->map()).buffers_written;
+  holder->file().Exclusively([&] {
+    for (std::uint64_t place = 1; place < 10; ++place) {
+      const bool being_written = place == 1 + written % 9;
+      EXPECT_EQ(session->file().ReadShared(place * 4096, buffer), !being_written) << place;
+    }
+    EXPECT_FALSE(session->file().ReadShared(10 * 4096, buffer)) << "behind the end";
+  });
+  EXPECT_TRUE(session->file().ReadShared((1 + written % 9) * 4096, buffer));
+}
+
 }  // namespace
