@@ -5,11 +5,13 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "host/loaded_module.h"
 #include "tests/scenario/scenario_machine.h"
 
 namespace varnel::scenario {
@@ -233,6 +235,29 @@ TEST(EndToEnd, BytesThatAreNoUtf8AreShownReplacedAndCounted) {
   const Outcome run = machine.Wardlet({"run", "--idle-exit", "3", "--flags", "0"});
   EXPECT_THAT(run.out, HasSubstr("#1 \xEF\xBF\xBD\xEF\xBF\xBD!"));
   EXPECT_THAT(run.err, HasSubstr("; 2 bytes were no UTF-8 and are shown as U+FFFD; "));
+}
+
+std::uint32_t CountText(void* context, const char* json_text) {
+  auto* numbers = static_cast<std::atomic<int>*>(context);
+  if (json_text != nullptr) ++*numbers;
+  return 0;
+}
+
+TEST(EndToEnd, AHostMayUnloadTheModuleAndLoadItAgain) {
+  const ScenarioMachine machine;
+  machine.Do({"install"});
+  ::setenv("VARNEL_MACHINE", machine.root().c_str(), 1);
+  for (int round = 1; round <= 2; ++round) {
+    machine.Do({"machine", "emit", "--file", "temp", "--event", "+0,1", "--event", "+10,2"});
+    std::atomic<int> texts{0};
+    const auto module = host::LoadedModule::Load(VARNEL_MODULE_FILE);
+    ASSERT_TRUE(module.ok()) << module.error().message;
+    ASSERT_EQ(module.value()->tool()->Start(0, &CountText, &texts), VNSTAT_SUCCESS);
+    EXPECT_TRUE(WaitUntil([&] { return texts >= 2; })) << round;
+    EXPECT_EQ(module.value()->tool()->Stop(), VNSTAT_SUCCESS);
+    EXPECT_EQ(texts, 2) << round;
+  }
+  ::unsetenv("VARNEL_MACHINE");
 }
 
 TEST(EndToEnd, AnOutputThatWasCutIsEndedBeforeTheNextText) {
