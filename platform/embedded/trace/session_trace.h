@@ -48,8 +48,8 @@ class LiveTrace final : public SessionTrace {
   std::uint64_t next_;
 };
 
-/// The file of a running session, closed buffers only. Ends where the session's writing stands, at most a ring of buffers
-/// behind where it stood when the reading began.
+/// The file of a running session, closed buffers only. Ends where the session's writing stands, at most a ring of
+/// buffers behind where it stood when the reading began.
 class RunningFileTrace final : public SessionTrace {
  public:
   RunningFileTrace(const platform::EVENT_TRACE_LOGFILEW& logfile, std::shared_ptr<ring::Session> session);
