@@ -76,7 +76,9 @@ milliseconds Milliseconds(double seconds) {
 void WaitForTheEnd(const RunOptions& options, const StopSignals& signals, const TextCounts& counts) {
   const auto start = Clock::now();
   IdleRule idle(Milliseconds(options.idle_exit_s));
-  ProgressLine progress(!options.quiet);
+  // On one terminal the texts and a line that is written over would spoil each other.
+  const bool texts_go_elsewhere = !options.output_file.empty() || ::isatty(STDOUT_FILENO) != 1;
+  ProgressLine progress(!options.quiet && texts_go_elsewhere);
   while (true) {
     const auto now = Clock::now();
     const auto elapsed = std::chrono::duration_cast<milliseconds>(now - start);

@@ -237,6 +237,22 @@ TEST(EndToEnd, BytesThatAreNoUtf8AreShownReplacedAndCounted) {
   EXPECT_THAT(run.err, HasSubstr("; 2 bytes were no UTF-8 and are shown as U+FFFD; "));
 }
 
+TEST(EndToEnd, ARestartOfTheHostEndsTheSessionAndItsFileIsReadAsFarAsItGoes) {
+  const ScenarioMachine machine;
+  machine.Do({"install"});
+  machine.Do({"machine", "boot"});
+  // #1 is in the file, since #2 closed its buffer, which was older than the flush timer by then; #2 was in memory.
+  machine.Do({"machine", "emit", "--provider", "KelvoIDD", "--count", "2", "--rate", "0.8"});
+  ::setenv("VARNEL_HOST_BOOT_ID", "another-boot-of-the-host", 1);
+  EXPECT_EQ(machine.Do({"machine", "sessions"}), "no session runs\n");
+  EXPECT_EQ(machine.RunModule().at("KelvoIDD"), Range(1, 1));
+  EXPECT_THAT(machine.Do({"machine", "sessions"}), HasSubstr("KWDTempTrace"));
+  // With a temporary session running the boot's file stays, and is read again; nothing of it comes twice.
+  EXPECT_THAT(machine.TraceFiles(), testing::Contains(ScenarioMachine::AutoFile("001")));
+  EXPECT_THAT(machine.RunModule(), IsEmpty());
+  ::unsetenv("VARNEL_HOST_BOOT_ID");
+}
+
 std::uint32_t CountText(void* context, const char* json_text) {
   auto* numbers = static_cast<std::atomic<int>*>(context);
   if (json_text != nullptr) ++*numbers;
