@@ -22,15 +22,16 @@ inline constexpr std::uint32_t kFaultCode = 5;
 struct TraceExpectation {
   enum class Lines {
     kSame,   // those of an unharmed run, in any order
-    kTold,   // among the new ones stands `line`
+    kTold,   // among the new ones stand those of `told`
+    kFewer,  // those, but some are missing: a long one that finds no memory
     kOther,  // no line tells of it, but others say something else or are missing
   };
 
   std::uint32_t start = 0;
   std::set<std::string> lost;  // events that never reach the host
   Lines lines = Lines::kSame;
-  std::string line;
-  unsigned done_events = 2;  // left open by the stop
+  std::vector<std::string> told;  // pieces of lines
+  unsigned done_events = 2;       // left open by the stop
   bool positions_stored = true;
 };
 
