@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <random>
 
 #include "platform/embedded/ring/ring.h"
 #include "platform/embedded/ring/session_clock.h"
@@ -157,6 +158,77 @@ TEST_F(SessionStoreTest, ManyProcessesMayStartTheSameSessionAndOneDoes) {
   }
   EXPECT_EQ(started, 1);
   EXPECT_EQ(machine_.Store().RunningIds().size(), 1u);
+}
+
+std::string Load(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void Save(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+/// What a power failure can leave of a mapped file: of each page the old bytes or the new.
+std::string MixPages(const std::string& before, const std::string& after, std::mt19937* random) {
+  std::string mixed = before;
+  for (std::size_t page = 0; page < after.size(); page += kPageSize) {
+    if ((*random)() % 2 == 0) mixed.replace(page, kPageSize, after, page, kPageSize);
+  }
+  return mixed;
+}
+
+TEST_F(SessionStoreTest, AfterAPowerFailureAnyMixtureOfOldAndNewPagesIsClearedAwayAndTheNextSessionRuns) {
+  const std::string folder = machine_.machine().SessionsPath();
+  const std::string empty_table = [&] {
+    machine_.Store().ChangeEnables([](EnableTable&) {});
+    return Load(folder + "/providers");
+  }();
+  const auto session = machine_.Start(machine_.Parameters("s"));
+  machine_.Enable(*session, kTestProvider);
+  const std::string young = Load(session->folder() + "/control");
+  for (std::uint32_t i = 0; i < 1000; ++i) WriteNumbers(*session, 1, i);
+  const std::string old = Load(session->folder() + "/control");
+  const std::string table = Load(folder + "/providers");
+  const std::string name = session->folder();
+  machine_.Store().Stop(*session);
+  const std::string etl = Load(machine_.FilePath("s.etl"));
+  const std::string nothing(young.size(), '\0');
+
+  std::mt19937 random(3);
+  for (int round = 0; round < 60; ++round) {
+    fs::create_directory(name);
+    Save(name + "/control", MixPages(round % 3 == 0 ? nothing : young, old, &random));
+    if (round % 5 != 0) Save(name + "/lock", "");
+    Save(folder + "/providers", MixPages(empty_table, table, &random));
+    const SessionStore later(folder, "boot " + std::to_string(round), 2);
+    EXPECT_EQ(later.FindByName(u"s"), nullptr);
+    StartFailure failure;
+    const auto next = later.Start(machine_.Parameters("t"), &failure);
+    ASSERT_NE(next, nullptr) << round;
+    EXPECT_FALSE(fs::exists(name) && next->folder() != name);
+    EXPECT_TRUE(WriteNumbers(*next, 2, 7));
+    later.StopAll();
+    EXPECT_EQ(ReadTraceFile(machine_.FilePath("t.etl")).events.size(), 1u);
+  }
+  EXPECT_EQ(Load(machine_.FilePath("s.etl")), etl) << "the file of the lost session is left as it was";
+}
+
+TEST_F(SessionStoreTest, AFileCutAtAnyPointByAPowerFailureGivesItsEventsUpToThere) {
+  const auto session = machine_.Start(machine_.Parameters("s"));
+  for (std::uint32_t i = 0; i < 400; ++i) WriteNumbers(*session, 1, i);
+  session->Flush();
+  const std::string whole = Load(machine_.FilePath("s.etl"));
+  std::size_t before = 0;
+  for (std::size_t size = 4096; size <= whole.size(); size += 333) {
+    Save(machine_.FilePath("cut.etl"), whole.substr(0, size));
+    const auto file = ReadTraceFile(machine_.FilePath("cut.etl"));
+    ASSERT_TRUE(file.ok) << size;
+    ASSERT_GE(file.events.size(), before);
+    for (std::size_t i = 0; i < file.events.size(); ++i) ASSERT_EQ(NumberOf(file.events[i]), i);
+    before = file.events.size();
+  }
+  EXPECT_GT(before, 350u);
 }
 
 }  // namespace
