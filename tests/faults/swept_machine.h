@@ -28,6 +28,20 @@ class SweptThreads : public FaultyThreads {
   VirtualTime* time_;
 };
 
+/// Lets a test stand around each reading of a trace, on the reading thread.
+class SweptTrace : public FaultyTrace {
+ public:
+  using FaultyTrace::FaultyTrace;
+
+  std::function<std::uint32_t(const std::function<std::uint32_t()>& process)> around_processing;
+
+  std::uint32_t ProcessTrace(const platform::TRACEHANDLE* traces, std::uint32_t count, const platform::FILETIME* start,
+                             const platform::FILETIME* end) override {
+    const auto process = [&] { return FaultyTrace::ProcessTrace(traces, count, start, end); };
+    return around_processing ? around_processing(process) : process();
+  }
+};
+
 /// Can give each consumer's record a page of its own, which nobody may touch once it is freed.
 class SweptSystem : public FaultySystem {
  public:
@@ -67,6 +81,7 @@ class SweptMachine {
   /// The lines of the log so far, without their times and line ends.
   std::vector<std::string> Lines() const;
   SweptSystem& system() { return system_; }
+  SweptTrace& trace() { return trace_; }
   /// What the log file holds.
   std::string LogFile() const;
   /// What is open behind the module's back: handles without the log file's, keys, traces, and blocks of the heap.
@@ -84,7 +99,7 @@ class SweptMachine {
   FaultyRegistry registry_{&platform.registry, &plan};
   FaultyFiles files_{&platform.files, &plan};
   SweptThreads threads_{&platform.threads, &plan, &platform.time};
-  FaultyTrace trace_{&platform.trace, &plan};
+  SweptTrace trace_{&platform.trace, &plan};
   FaultyTdh tdh_{&platform.tdh, &plan};
   FaultyCrypto crypto_{&platform.crypto, &plan};
   SweptSystem system_{&platform.system, &plan};
