@@ -18,6 +18,8 @@ namespace {
 using host::ChildProcess;
 using std::chrono::milliseconds;
 
+// What a run that reads the whole file again needs, many times over; what is not used stays a hole in the file.
+constexpr std::size_t kOrderRecords = std::size_t{1} << 19;
 constexpr int kKilled = 128 + SIGKILL;
 constexpr std::uint64_t kKindBits = 7;  // of a keyword; the rest names the module
 
@@ -71,11 +73,13 @@ void KillMachine::Prepare() {
 }
 
 ChildProcess KillMachine::StartRun() {
-  EXPECT_TRUE(MakeOrderLog(OrderFile()));
-  auto child = ChildProcess::Start({"/usr/bin/env", std::string("VARNEL_MODULE=") + VARNEL_RECORDING_MODULE,
-                                    std::string(kOrderLogVariable) + "=" + OrderFile(), VARNEL_WARDLET, "run", "-q",
-                                    "--flags", "0", "--idle-exit", "3", "-o", TextFile(), "--machine", machine_.root()},
-                                   ChildProcess::Output::kInherited);
+  EXPECT_TRUE(MakeTraceLog(TraceFile()));
+  EXPECT_TRUE(testing::MakeOrderRecordFile(OrderFile(), kOrderRecords));
+  auto child = ChildProcess::Start(
+      {"/usr/bin/env", std::string("VARNEL_MODULE=") + VARNEL_RECORDED_MODULE,
+       std::string(kTraceLogVariable) + "=" + TraceFile(), "VARNEL_ORDER_RECORD=" + OrderFile(), VARNEL_WARDLET, "run",
+       "-q", "--flags", "0", "--idle-exit", "3", "-o", TextFile(), "--machine", machine_.root()},
+      ChildProcess::Output::kInherited);
   if (!child.ok()) ADD_FAILURE() << child.error().message;
   return std::move(child).value();
 }
@@ -106,8 +110,10 @@ void KillMachine::Gather(bool killed) {
   RunEvidence run;
   run.killed = killed;
   bool complete = false;
-  run.records = ReadOrderLog(OrderFile(), &complete);
-  EXPECT_TRUE(complete) << "the order log of run " << evidence_.runs.size() + 1;
+  run.traces = ReadTraceLog(TraceFile(), &complete);
+  EXPECT_TRUE(complete) << "the trace log of run " << evidence_.runs.size() + 1;
+  run.order = testing::ReadOrderRecords(OrderFile());
+  EXPECT_LT(run.order.size(), kOrderRecords) << "the record of run " << evidence_.runs.size() + 1 << " is full";
   ReadTexts(&run);
   evidence_.runs.push_back(std::move(run));
 }

@@ -40,6 +40,7 @@ class KillMachine {
   void ReadTexts(RunEvidence* run);
   void ReadWritten();
   std::string TextFile() const { return machine_.File("texts"); }
+  std::string TraceFile() const { return machine_.File("traces"); }
   std::string OrderFile() const { return machine_.File("order"); }
 
   const KillPlan plan_;

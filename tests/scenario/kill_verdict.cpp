@@ -2,20 +2,18 @@
 
 #include <algorithm>
 #include <map>
-#include <optional>
 #include <tuple>
 #include <unordered_set>
 #include <utility>
 
-#include "tests/pipeline/order_model.h"
+#include "tests/pipeline/order_replay.h"
 
 namespace varnel::scenario {
 namespace {
 
-using Kind = OrderRecord::Kind;
-using testing::ModelEvent;
-using testing::ModelLook;
-using testing::OrderModel;
+using testing::OrderRecord;
+using testing::OrderRecordKind;
+using testing::ReplayedEvent;
 
 struct Position {
   std::uint64_t time = 0;
@@ -36,54 +34,22 @@ struct Replay {
   Position last;
   std::vector<std::uint32_t> delivered;
   std::unordered_set<std::uint32_t> inserted;
-  std::string disagreement;  // of model and module; empty when there is none
 };
 
-void ReplayLook(const OrderRecord& look, std::optional<OrderModel>* model, std::vector<ModelEvent>* early,
-                Replay* replay) {
-  const Position position{look.end_time, look.position_counter};
-  if (!*model) {
-    replay->looked = true;
-    replay->first = replay->before_last = replay->last = position;
-    model->emplace(position.time, position.counter);
-    for (const ModelEvent& event : *early) (*model)->Insert(event);
-  }
-  if (!replay->disagreement.empty()) return;
-  const auto& queue = (*model)->queue();
-  if (queue.empty() || queue.front().time_stamp != look.time || queue.front().counter != look.counter) {
-    replay->disagreement = "the module looked at event " + std::to_string(look.counter) + ", the model at " +
-                           (queue.empty() ? "none" : std::to_string(queue.front().counter));
-    return;
-  }
-  if (!(position == replay->last)) {
-    replay->disagreement = "the module's position is " + TextOf(position) + ", the model's " + TextOf(replay->last);
-    return;
-  }
-  const ModelLook outcome = (*model)->Look(look.tries);
-  if (outcome.fate != ModelLook::Fate::kDelivered) return;
-  replay->delivered.push_back(outcome.event.counter);
-  replay->before_last = replay->last;
-  replay->last = {outcome.event.time_stamp, outcome.event.counter};
-}
-
-Replay ReplayRun(const std::vector<OrderRecord>& records, const WrittenConsumer& consumer) {
+Replay ReplayOf(const RunEvidence& run, const std::vector<ReplayedEvent>& events, const WrittenConsumer& consumer) {
   Replay replay;
-  std::optional<OrderModel> model;
-  std::vector<ModelEvent> early;  // inserted before the first look
-  for (const OrderRecord& record : records) {
-    if (record.kind != Kind::kInsertion && record.kind != Kind::kLook) continue;
-    if (record.provider != consumer.provider || record.number != consumer.keyword) continue;
-    if (record.kind == Kind::kLook) {
-      ReplayLook(record, &model, &early, &replay);
-      continue;
-    }
-    replay.inserted.insert(record.counter);
-    const ModelEvent event{record.time, record.counter, record.flag != 0, record.counter};
-    if (model) {
-      model->Insert(event);
-    } else {
-      early.push_back(event);
-    }
+  for (const OrderRecord& record : run.order) {
+    if (record.provider != consumer.provider || record.keyword != consumer.keyword) continue;
+    if (record.kind == OrderRecordKind::kInsertion) replay.inserted.insert(record.counter);
+    if (record.kind != OrderRecordKind::kLook || replay.looked) continue;
+    replay.looked = true;
+    replay.first = replay.before_last = replay.last = {record.position_time_stamp, record.position_counter};
+  }
+  for (const ReplayedEvent& event : events) {
+    if (event.provider != consumer.provider || event.keyword != consumer.keyword) continue;
+    if (event.fate != ReplayedEvent::Fate::kDelivered) continue;
+    replay.delivered.push_back(event.counter);
+    replay.before_last = std::exchange(replay.last, {event.time_stamp, event.counter});
   }
   return replay;
 }
@@ -99,19 +65,19 @@ struct RunTraces {
   std::uint64_t open_at_last_file_buffer = 0;
 };
 
-RunTraces TracesOf(const std::vector<OrderRecord>& records) {
+RunTraces TracesOf(const std::vector<TraceRecord>& records) {
   RunTraces traces;
-  for (const OrderRecord& record : records) {
-    const bool live = record.flag != 0;
-    if (record.kind == Kind::kOpened && live) {
+  for (const TraceRecord& record : records) {
+    const bool live = record.live != 0;
+    if (record.kind == TraceRecord::Kind::kOpened && live) {
       traces.live_opened = true;
-      traces.open_before_live = record.number;
-      traces.open_behind_live = record.end_number;
+      traces.open_before_live = record.open;
+      traces.open_behind_live = record.open_behind;
       traces.file_ended_first = traces.file_ended;
-    } else if (record.kind == Kind::kBuffer && !live) {
-      traces.last_time_in_file = std::max(traces.last_time_in_file, record.end_time);
-      traces.open_at_last_file_buffer = record.number;
-    } else if (record.kind == Kind::kEnded && !live) {
+    } else if (record.kind == TraceRecord::Kind::kBuffer && !live) {
+      traces.last_time_in_file = std::max(traces.last_time_in_file, record.last_time);
+      traces.open_at_last_file_buffer = record.open;
+    } else if (record.kind == TraceRecord::Kind::kEnded && !live) {
       traces.file_ended = true;
     }
   }
@@ -124,11 +90,20 @@ class Judging {
     for (const WrittenConsumer& consumer : evidence.consumers) {
       for (const WrittenEvent& event : consumer.events) buffer_at_[event.time] = event.buffer;
     }
-    for (const RunEvidence& run : evidence.runs) traces_.push_back(TracesOf(run.records));
+    for (const RunEvidence& run : evidence.runs) {
+      traces_.push_back(TracesOf(run.traces));
+      replayed_.push_back(testing::ReplayOrderRecords(run.order));
+    }
     for (std::size_t r = 0; r < evidence.runs.size(); ++r) NoteFileReach(r);
   }
 
   KillVerdict Verdict() {
+    for (std::size_t r = 0; r < replayed_.size(); ++r) {
+      // The first one is the cause of those behind it.
+      if (replayed_[r].disagreements.empty()) continue;
+      verdict_.failures.push_back("kill " + std::to_string(r + 1) +
+                                  ": module and model part: " + replayed_[r].disagreements.front());
+    }
     for (std::size_t c = 0; c < evidence_.consumers.size(); ++c) JudgeConsumer(c);
     return std::move(verdict_);
   }
@@ -146,10 +121,10 @@ class Judging {
   /// has everything before it.
   void NoteFileReach(std::size_t r) {
     std::uint64_t reach = traces_[r].last_time_in_file;
-    for (const OrderRecord& record : evidence_.runs[r].records) {
-      if (record.kind != Kind::kInsertion) continue;
-      if (!traces_[r].live_opened || BufferUpTo(record.time) < traces_[r].open_before_live) {
-        reach = std::max(reach, record.time);
+    for (const OrderRecord& record : evidence_.runs[r].order) {
+      if (record.kind != OrderRecordKind::kInsertion) continue;
+      if (!traces_[r].live_opened || BufferUpTo(record.time_stamp) < traces_[r].open_before_live) {
+        reach = std::max(reach, record.time_stamp);
       }
     }
     file_reach_.push_back(reach);
@@ -174,7 +149,9 @@ class Judging {
 
   void JudgeConsumer(std::size_t c) {
     replays_.clear();
-    for (const RunEvidence& run : evidence_.runs) replays_.push_back(ReplayRun(run.records, ConsumerAt(c)));
+    for (std::size_t r = 0; r < replayed_.size(); ++r) {
+      replays_.push_back(ReplayOf(evidence_.runs[r], replayed_[r].events, ConsumerAt(c)));
+    }
     for (std::size_t r = 0; r < replays_.size(); ++r) JudgeRun(c, r);
     JudgeRepeats(c);
     JudgeMissing(c);
@@ -184,7 +161,6 @@ class Judging {
   void JudgeRun(std::size_t c, std::size_t r) {
     const Replay& replay = replays_[r];
     const std::vector<std::uint32_t>& texts = evidence_.runs[r].texts[c];
-    if (!replay.disagreement.empty()) Fail(c, r, 0, replay.disagreement);
     auto expected = replay.delivered;
     if (evidence_.runs[r].killed && expected.size() == texts.size() + 1) expected.pop_back();
     if (texts != expected) {
@@ -289,6 +265,7 @@ class Judging {
   const KillEvidence& evidence_;
   std::map<std::uint64_t, std::uint64_t> buffer_at_;  // by time
   std::vector<RunTraces> traces_;                     // by run
+  std::vector<testing::Replay> replayed_;             // by run
   std::vector<std::uint64_t> file_reach_;             // by run: the last time that is known to have come from the file
   std::vector<Replay> replays_;                       // of the consumer that is judged, by run
   KillVerdict verdict_;

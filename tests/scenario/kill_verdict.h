@@ -8,7 +8,8 @@
 #include <vector>
 
 #include "interfaces/guid.h"
-#include "tests/scenario/order_log.h"
+#include "tests/scenario/trace_log.h"
+#include "tests/support/order_recorder.h"
 
 namespace varnel::scenario {
 
@@ -28,7 +29,8 @@ struct WrittenConsumer {
 
 /// A run of the module, from its start to its kill (or its stop, for the last one).
 struct RunEvidence {
-  std::vector<OrderRecord> records;
+  std::vector<testing::OrderRecord> order;  // of the queues
+  std::vector<TraceRecord> traces;
   std::vector<std::vector<std::uint32_t>> texts;  // running numbers in the order delivered, by consumer
   bool killed = true;
 };

@@ -6,10 +6,12 @@
 namespace varnel::scenario {
 namespace {
 
-using Kind = OrderRecord::Kind;
+using Kind = TraceRecord::Kind;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using testing::OrderRecord;
+using testing::OrderRecordKind;
 
 constexpr std::uint64_t kModule = 0x80;
 constexpr std::uint32_t kLastTry = 10;
@@ -38,33 +40,30 @@ class Evidence {
     return *this;
   }
   Evidence& Live(std::uint64_t open) {
-    OrderRecord record = Add(Kind::kOpened);
-    record.flag = 1;
-    record.number = record.end_number = open;
+    TraceRecord record;
+    record.kind = Kind::kOpened;
+    record.live = 1;
+    record.open = record.open_behind = open;
     return Put(record);
   }
   /// The file gives everything up to event `number`, while buffer `open` is the open one.
   Evidence& FileBuffer(std::uint32_t number, std::uint64_t open) {
-    OrderRecord record = Add(Kind::kBuffer);
-    record.end_time = TimeOf(number);
-    record.number = open;
+    TraceRecord record;
+    record.kind = Kind::kBuffer;
+    record.last_time = TimeOf(number);
+    record.open = open;
     return Put(record);
   }
-  Evidence& FileEnds() { return Put(Add(Kind::kEnded)); }
-  Evidence& Insert(std::uint32_t number) {
-    OrderRecord record = Add(Kind::kInsertion);
-    record.number = kModule;
-    record.time = TimeOf(number);
-    record.counter = number;
+  Evidence& FileEnds() {
+    TraceRecord record;
+    record.kind = Kind::kEnded;
     return Put(record);
   }
+  Evidence& Insert(std::uint32_t number) { return Put(QueueRecord(OrderRecordKind::kInsertion, number)); }
   /// A look at `number` with the position at event `position` (0: none yet).
   Evidence& Look(std::uint32_t number, std::uint32_t position, std::uint32_t tries = 0) {
-    OrderRecord record = Add(Kind::kLook);
-    record.number = kModule;
-    record.time = TimeOf(number);
-    record.counter = number;
-    record.end_time = TimeOf(position);
+    OrderRecord record = QueueRecord(OrderRecordKind::kLook, number);
+    record.position_time_stamp = TimeOf(position);
     record.position_counter = position;
     record.tries = tries;
     return Put(record);
@@ -84,13 +83,20 @@ class Evidence {
   }
 
  private:
-  static OrderRecord Add(Kind kind) {
+  static OrderRecord QueueRecord(OrderRecordKind kind, std::uint32_t number) {
     OrderRecord record;
     record.kind = kind;
+    record.keyword = kModule;
+    record.time_stamp = TimeOf(number);
+    record.counter = number;
     return record;
   }
+  Evidence& Put(const TraceRecord& record) {
+    evidence_.runs.back().traces.push_back(record);
+    return *this;
+  }
   Evidence& Put(const OrderRecord& record) {
-    evidence_.runs.back().records.push_back(record);
+    evidence_.runs.back().order.push_back(record);
     return *this;
   }
   KillEvidence evidence_;
@@ -211,7 +217,7 @@ TEST(KillVerdict, AModuleThatLooksAtAnotherEventThanTheModelIsAFailure) {
                                   .Text(10)
                                   .Verdict();
   ASSERT_FALSE(verdict.failures.empty());
-  EXPECT_THAT(verdict.failures[0], HasSubstr("the module looked at event 9, the model at 10"));
+  EXPECT_THAT(verdict.failures[0], HasSubstr("kill 1: module and model part"));
 }
 
 }  // namespace

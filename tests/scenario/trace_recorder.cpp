@@ -1,16 +1,13 @@
-// What turns the module into its recording build: the two notes that its queues call, and a decorator around its trace
-// port that notes which traces it opened and which buffers it got from them.
+// A decorator around the trace port of the module that it is linked into. It notes which traces the module opens and
+// which buffers it gets from them.
 #include <map>
 #include <memory>
 #include <mutex>
 
-#include "base/compiler.h"
-#include "pipeline/order_record.h"
-#include "pipeline/target_consumer.h"
 #include "platform/embedded/embedded_platform.h"
 #include "platform/embedded/ring/session_store.h"
 #include "platform/platform.h"
-#include "tests/scenario/order_log.h"
+#include "tests/scenario/trace_log.h"
 
 namespace varnel {
 namespace {
@@ -19,24 +16,13 @@ namespace ring = embedded::ring;
 using platform::EVENT_RECORD;
 using platform::EVENT_TRACE_LOGFILEW;
 using platform::TRACEHANDLE;
-using scenario::OrderLog;
-using scenario::OrderRecord;
-using Kind = OrderRecord::Kind;
+using scenario::TraceLog;
+using scenario::TraceRecord;
+using Kind = TraceRecord::Kind;
 
-void Note(const OrderRecord& record) {
-  static OrderLog* const log = OrderLog::FromEnvironment();
+void Note(const TraceRecord& record) {
+  static TraceLog* const log = TraceLog::FromEnvironment();
   if (log != nullptr) log->Add(record);
-}
-
-OrderRecord RecordOf(Kind kind, const TargetConsumer& consumer, const RawEvent& event) {
-  OrderRecord record;
-  record.kind = kind;
-  record.provider = consumer.ProviderGuid;
-  record.number = consumer.dwKeyWord;
-  record.time = event.dwTimeStamp;
-  record.counter = event.dwCounter;
-  record.flag = event.bIsModuleInitEvent;
-  return record;
 }
 
 // The number of the open buffer of the machine's one session.
@@ -76,12 +62,12 @@ void OnEvent(EVENT_RECORD* event) {
 }
 
 std::uint32_t OnBuffer(EVENT_TRACE_LOGFILEW* logfile) {
-  OrderRecord record;
+  TraceRecord record;
   record.kind = Kind::kBuffer;
-  record.flag = current_source->live ? 1 : 0;
-  record.time = current_source->first;
-  record.end_time = current_source->last;
-  record.number = OpenBuffer();
+  record.live = current_source->live ? 1 : 0;
+  record.first_time = current_source->first;
+  record.last_time = current_source->last;
+  record.open = OpenBuffer();
   Note(record);
   current_source->first = 0;
   return current_source->on_buffer(logfile);
@@ -115,17 +101,17 @@ class RecordingTrace final : public platform::Trace {
     source.on_event = logfile->EventRecordCallback;
     source.on_buffer = logfile->BufferCallback;
     source.live = (logfile->ProcessTraceMode & platform::kProcessTraceModeRealTime) != 0;
-    OrderRecord record;
+    TraceRecord record;
     record.kind = Kind::kOpened;
-    record.flag = source.live ? 1 : 0;
-    record.number = OpenBuffer();
+    record.live = source.live ? 1 : 0;
+    record.open = OpenBuffer();
     logfile->EventRecordCallback = OnEvent;
     logfile->BufferCallback = OnBuffer;
     const TRACEHANDLE handle = port_->OpenTraceW(logfile);
     logfile->EventRecordCallback = source.on_event;
     logfile->BufferCallback = source.on_buffer;
     if (handle == platform::kInvalidProcessTraceHandle) return handle;
-    record.end_number = OpenBuffer();
+    record.open_behind = OpenBuffer();
     Note(record);
     const std::lock_guard lock(mutex_);
     sources_[handle] = source;
@@ -142,10 +128,9 @@ class RecordingTrace final : public platform::Trace {
     current_source = &source;
     const std::uint32_t result = port_->ProcessTrace(traces, count, start, end);
     current_source = nullptr;
-    OrderRecord record;
+    TraceRecord record;
     record.kind = Kind::kEnded;
-    record.flag = source.live ? 1 : 0;
-    record.tries = result;
+    record.live = source.live ? 1 : 0;
     Note(record);
     return result;
   }
@@ -165,18 +150,5 @@ __attribute__((constructor)) void Wrap() {
 }
 
 }  // namespace
-
-void RecordInsertion(const TargetConsumer& consumer, const RawEvent& event) {
-  Note(RecordOf(Kind::kInsertion, consumer, event));
-}
-
-// Called under the consumer's lock, as its header tells.
-void RecordLook(const TargetConsumer& consumer, std::uint32_t tries) VARNEL_NO_THREAD_SAFETY_ANALYSIS {
-  OrderRecord record = RecordOf(Kind::kLook, consumer, *RawEventFromLink(consumer.Queue.Flink));
-  record.tries = tries;
-  record.end_time = consumer.Progress.dwTimeStamp;
-  record.position_counter = consumer.Progress.dwCounter;
-  Note(record);
-}
 
 }  // namespace varnel

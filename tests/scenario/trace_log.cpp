@@ -1,4 +1,4 @@
-#include "tests/scenario/order_log.h"
+#include "tests/scenario/trace_log.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -14,23 +14,23 @@ namespace varnel::scenario {
 namespace {
 
 // A run of some minutes; what is not used stays a hole in the file.
-constexpr std::uint64_t kRecords = std::uint64_t{1} << 19;
+constexpr std::uint64_t kRecords = std::uint64_t{1} << 16;
 constexpr std::size_t kHeader = 64;  // its first 8 bytes count the records that were begun
-constexpr std::size_t kFileSize = kHeader + kRecords * sizeof(OrderRecord);
+constexpr std::size_t kFileSize = kHeader + kRecords * sizeof(TraceRecord);
 
 }  // namespace
 
-OrderLog* OrderLog::FromEnvironment() {
-  const char* path = std::getenv(kOrderLogVariable);
+TraceLog* TraceLog::FromEnvironment() {
+  const char* path = std::getenv(kTraceLogVariable);
   if (path == nullptr) return nullptr;
   const int fd = ::open(path, O_RDWR | O_CLOEXEC);
   if (fd < 0) return nullptr;
   void* base = ::mmap(nullptr, kFileSize, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
   ::close(fd);
-  return base == MAP_FAILED ? nullptr : new OrderLog(static_cast<std::byte*>(base));
+  return base == MAP_FAILED ? nullptr : new TraceLog(static_cast<std::byte*>(base));
 }
 
-void OrderLog::Add(const OrderRecord& record) noexcept {
+void TraceLog::Add(const TraceRecord& record) noexcept {
   const std::atomic_ref<std::uint64_t> begun(*reinterpret_cast<std::uint64_t*>(base_));
   const std::uint64_t index = begun.fetch_add(1, std::memory_order_relaxed);
   if (index >= kRecords) return;
@@ -42,7 +42,7 @@ void OrderLog::Add(const OrderRecord& record) noexcept {
   kind.store(static_cast<std::uint32_t>(record.kind), std::memory_order_release);
 }
 
-bool MakeOrderLog(const std::string& path) {
+bool MakeTraceLog(const std::string& path) {
   const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   if (fd < 0) return false;
   const bool made = ::ftruncate(fd, kFileSize) == 0;
@@ -50,8 +50,8 @@ bool MakeOrderLog(const std::string& path) {
   return made;
 }
 
-std::vector<OrderRecord> ReadOrderLog(const std::string& path, bool* complete) {
-  std::vector<OrderRecord> records;
+std::vector<TraceRecord> ReadTraceLog(const std::string& path, bool* complete) {
+  std::vector<TraceRecord> records;
   std::ifstream in(path, std::ios::binary);
   std::uint64_t begun = 0;
   in.read(reinterpret_cast<char*>(&begun), sizeof begun);
@@ -59,9 +59,9 @@ std::vector<OrderRecord> ReadOrderLog(const std::string& path, bool* complete) {
   *complete = in.good() && begun <= kRecords;
   if (!*complete) return records;
   records.resize(begun);
-  in.read(reinterpret_cast<char*>(records.data()), static_cast<std::streamsize>(begun * sizeof(OrderRecord)));
+  in.read(reinterpret_cast<char*>(records.data()), static_cast<std::streamsize>(begun * sizeof(TraceRecord)));
   *complete = in.good();
-  std::erase_if(records, [](const OrderRecord& record) { return record.kind == OrderRecord::Kind::kNone; });
+  std::erase_if(records, [](const TraceRecord& record) { return record.kind == TraceRecord::Kind::kNone; });
   return records;
 }
 
