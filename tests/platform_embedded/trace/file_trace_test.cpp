@@ -1,11 +1,14 @@
 #include "platform/embedded/trace/file_trace.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 
 #include "platform/embedded/core/handle_table.h"
+#include "platform/embedded/trace/machine_sessions.h"
+#include "platform/embedded/unpack.h"
 #include "tests/support/trace_port_fixture.h"
 
 namespace {
@@ -128,6 +131,60 @@ TEST_F(FileTraceTest, AFileCutShortIsReadAsFarAsItGoes) {
   EXPECT_EQ(port_.ReadWholeFile(u"C:\\done.etl", &received), 0u);
   EXPECT_GT(received.events.size(), 450u);
   EXPECT_LT(received.events.size(), 1000u);
+}
+
+/// Counts what a consumer gets, and looks at every byte of it.
+struct Tally {
+  std::uint64_t events = 0;
+  std::uint64_t bytes = 0;
+  std::int64_t last_time = 0;
+  bool in_order = true;
+};
+
+TEST_F(FileTraceTest, RealFilesGiveAsManyEventsAsTheirReaderAndInTimeOrder) {
+  const std::filesystem::path samples = std::filesystem::path(VARNEL_SAMPLES_DIR) / "etl";
+  if (!std::filesystem::exists(samples)) GTEST_SKIP() << "no sample files";
+  varnel::embedded::EmbeddedTrace trace(
+      varnel::embedded::TraceOptionsOf(varnel::embedded::Machine::Open(port_.machine().root()).value()));
+  int files = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(samples)) {
+    if (entry.path().extension() != ".etl" || entry.file_size() > 8 * 1024 * 1024) continue;
+    std::filesystem::copy_file(entry.path(), port_.machine().FilePath("sample.etl"),
+                               std::filesystem::copy_options::overwrite_existing);
+    std::filesystem::permissions(port_.machine().FilePath("sample.etl"), std::filesystem::perms::owner_all);
+    varnel::embedded::HostFileSource source(
+        varnel::embedded::ring::UniqueFd(::open(entry.path().c_str(), O_RDONLY | O_CLOEXEC)));
+    varnel::formats::EtlReadOptions options;
+    options.unpack = varnel::embedded::Unpack;
+    auto reader = varnel::formats::EtlReader::Open(source, options);
+    ASSERT_TRUE(reader.ok()) << entry.path();
+    while (reader.value()->Next() != nullptr) {
+    }
+    Tally tally;
+    vp::EVENT_TRACE_LOGFILEW logfile = {};
+    logfile.LogFileName = u"C:\\sample.etl";
+    logfile.ProcessTraceMode = vp::kProcessTraceModeEventRecord;
+    logfile.Context = &tally;
+    logfile.EventRecordCallback = [](vp::EVENT_RECORD* record) {
+      auto* counted = static_cast<Tally*>(record->UserContext);
+      // The log header's own event comes first, whatever its stamp.
+      const std::int64_t time = record->EventHeader.TimeStamp;
+      if (counted->events > 1 && time < counted->last_time) counted->in_order = false;
+      counted->last_time = time;
+      ++counted->events;
+      for (std::uint16_t i = 0; i < record->UserDataLength; ++i) {
+        counted->bytes += static_cast<const unsigned char*>(record->UserData)[i] != 0 ? 1 : 0;
+      }
+    };
+    const TRACEHANDLE handle = trace.OpenTraceW(&logfile);
+    ASSERT_NE(handle, vp::kInvalidProcessTraceHandle) << entry.path();
+    EXPECT_EQ(trace.ProcessTrace(&handle, 1, nullptr, nullptr), 0u);
+    trace.CloseTrace(handle);
+    EXPECT_EQ(tally.events, reader.value()->account().events) << entry.path();
+    EXPECT_TRUE(tally.in_order || reader.value()->index().segments.size() > 1) << entry.path();
+    ++files;
+  }
+  EXPECT_GT(files, 5);
 }
 
 }  // namespace
