@@ -19,7 +19,7 @@ constexpr char16_t kFile[] = u"C:\\Data\\file.bin";
 
 class FileDigest : public ::testing::Test {
  protected:
-  FileDigest() { WrapLogInit(3, nullptr); }
+  FileDigest() { WrapLogInit(LOG_ERROR, nullptr); }
   ~FileDigest() override { WrapLogClose(); }
 
   std::string Digest(const char16_t* path = kFile) {

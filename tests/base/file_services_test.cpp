@@ -18,7 +18,7 @@ using testing::ScriptedPlatform;
 
 class FileServices : public ::testing::Test {
  protected:
-  FileServices() { WrapLogInit(3, nullptr); }
+  FileServices() { WrapLogInit(LOG_ERROR, nullptr); }
   ~FileServices() override { WrapLogClose(); }
 
   std::uint32_t Compare() { return CompareFileInDirs(u"C:\\From", u"C:\\To", u"symsrv.dll", &exists, &same); }

@@ -21,7 +21,7 @@ constexpr char16_t kFormat[] = u"X:\\Windows\\System32\\LogFiles\\WMI\\KWDTempTr
 
 class PathServices : public ::testing::Test {
  protected:
-  PathServices() { WrapLogInit(3, nullptr); }
+  PathServices() { WrapLogInit(LOG_ERROR, nullptr); }
   ~PathServices() override {
     EXPECT_EQ(machine.system.heap_blocks(), 0);
     WrapLogClose();

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "base/log.h"
 #include "tests/pipeline/pipeline_fixture.h"
 
 namespace varnel {
@@ -164,6 +165,25 @@ TEST_F(ConsumerThreadTest, AFailedCookDuringCleanUpIsLoggedAndTheRestIsWorkedThr
   EXPECT_TRUE(Logged("CleanupTargetConsumerThread func call CookRawEvent failed(0x1f)\r\n"));
   EXPECT_THAT(host_.Texts(), ElementsAre("101/5"));
   FreeRawEvent(without_text);
+}
+
+TEST_F(ConsumerThreadTest, AFailedCookIsAnErrorOfTheThreadAndInformationOfTheCleanUp) {
+  WrapLogInit(LOG_INFO, nullptr);
+  TargetConsumer* consumer = AllocateTargetConsumer(&table_, provider_, 0x80);
+  consumer->hWakeEvent = threads_.CreateEventW(false, false);
+  threads_.SetEvent(table_.hStopEvent);
+  StorePosition(u"0x0000000000000080", {0x80, 100, 4});
+  RawEvent* without_text = AllocateRawEvent();
+  Place(consumer, {without_text});
+  platform_.system.ClearDebug();
+  EXPECT_EQ(RawEventDealThread(consumer), 0u);
+  EXPECT_TRUE(platform_.system.DebugLines().empty());
+  InitializeListHead(&without_text->Link);
+  Place(consumer, {without_text});
+  EXPECT_EQ(CleanupTargetConsumerThread(consumer), 0u);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u);
+  FreeRawEvent(without_text);
+  FreeTargetConsumer(consumer);
 }
 
 TEST_F(ConsumerThreadTest, ConsumersOfOneProviderDeliverSideBySide) {

@@ -297,6 +297,18 @@ TEST_F(EventDecodeTest, AFailedSecondQueryBringsItsOwnCodeAndLine) {
       "ConvertEtwEventToRawEvent func second call TdhGetEventInformation failed(0x490) bufferSize(0x88).\r\n"));
 }
 
+TEST_F(EventDecodeTest, EachFailedQueryIsOneError) {
+  WrapLogInit(LOG_ERROR, nullptr);
+  platform_.system.ClearDebug();
+  tdh_.first_answer = 5;
+  Convert();
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u);
+  tdh_.first_answer = 122;
+  tdh_.second_answer = 5;
+  Convert();
+  EXPECT_EQ(platform_.system.DebugLines().size(), 2u);
+}
+
 TEST_F(EventDecodeTest, WithoutMemoryForTheRecordTheResultIs14AndNothingIsTouched) {
   platform_.system.FailAllocation(1);
   auto* untouched = reinterpret_cast<RawEvent*>(1);

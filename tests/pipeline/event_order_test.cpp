@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/compiler.h"
+#include "base/log.h"
 #include "tests/pipeline/order_model.h"
 #include "tests/pipeline/pipeline_fixture.h"
 
@@ -263,6 +264,24 @@ TEST_F(EventOrderTest, AnEventWithoutATextCantBeDestroyedWhichIsTheResultAndLogg
   Place(consumer_, {event});
   EXPECT_EQ(Cook(consumer_), 31u);
   EXPECT_TRUE(Logged("RawEventDealThread func call DestoryRawEvent failed!\r\n"));
+  FreeRawEvent(event);
+}
+
+TEST_F(EventOrderTest, DestroyedEventsAreDetailsCountersOutsideTheWindowInformationAndFailedDestructionsErrors) {
+  WrapLogInit(LOG_INFO, nullptr);
+  platform_.system.ClearDebug();
+  CookOne(99, 5);
+  CookOne(100, 4);
+  CookOne(101, 5);
+  EXPECT_TRUE(platform_.system.DebugLines().empty());
+  CookOne(101, 3);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u);
+  WrapLogInit(LOG_ERROR, nullptr);
+  platform_.system.ClearDebug();
+  RawEvent* event = AllocateRawEvent();
+  Place(consumer_, {event});
+  Cook(consumer_);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u);
   FreeRawEvent(event);
 }
 

@@ -211,6 +211,25 @@ TEST_F(HousekeepingFaults, WithoutASystemFolderTheAutoLoggerFilesStayAndTheError
   EXPECT_TRUE(platform_.system.Logged("DeleteAllAutoSessionLogFiles func call GetSystemDirectoryW failed(0x5)\r\n"));
 }
 
+TEST_F(HousekeepingFaults, OnlyAMissingSystemFolderIsAnErrorAndOnlyADeletionADetail) {
+  RunSession(kAutoTwo);
+  WrapLogInit(LOG_ERROR, nullptr);
+  EXPECT_EQ(DeleteAllAutoSessionLogFiles(kFolder), 31u);
+  EXPECT_TRUE(platform_.system.DebugLines().empty()) << "a key that is missing";
+  plan_.Fail("GetSystemDirectoryW", 5);
+  EXPECT_EQ(DeleteAllAutoSessionLogFiles(kFolder), 5u);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u);
+  WrapLogInit(LOG_INFO, nullptr);
+  platform_.system.ClearDebug();
+  platform_.files.SetInUse(kAutoOne, true);
+  platform_.registry.SetDword(kKey, u"FileCounter", 2);
+  EXPECT_EQ(DeleteAllAutoSessionLogFiles(kFolder), 32u);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u) << "a file that is in use";
+  platform_.files.SetInUse(kAutoOne, false);
+  EXPECT_EQ(DeleteAllAutoSessionLogFiles(kFolder), 0u);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u);
+}
+
 TEST_F(HousekeepingFaults, ARunningFileThatCanNotBeJudgedEndsTheTemporaryKind) {
   RunSession(kTempTwo);
   plan_.Fail({"GetSystemDirectoryW", 2, false, 5});

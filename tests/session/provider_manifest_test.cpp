@@ -153,6 +153,20 @@ TEST_F(ProviderManifestFaults, AFailedLoadIsLoggedItsFileIsGoneAndTheNextProvide
   EXPECT_EQ(platform_.tdh.LoadedManifests().size(), 6u);
 }
 
+TEST_F(ProviderManifestFaults, AFailedLoadIsAnErrorAndItsProviderIsToldAsInformation) {
+  WrapLogInit(LOG_ERROR, nullptr);
+  plan_.Fail("TdhLoadManifest", 13);
+  LoadAllProviderXmlFile();
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u);
+  EXPECT_EQ(LinesWith("LoadTargetProviderXmlFile func"), 1);
+  WrapLogInit(LOG_INFO, nullptr);
+  platform_.system.ClearDebug();
+  plan_.Fail("TdhLoadManifest", 13);
+  LoadAllProviderXmlFile();
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u);
+  EXPECT_EQ(LinesWith("LoadAllProviderXmlFile func"), 1);
+}
+
 TEST_F(ProviderManifestFaults, OfTwoFailingProvidersTheLaterOnesCodeIsReturned) {
   plan_.Fail({"TdhLoadManifest", 2, false, 13});
   plan_.Fail({"TdhLoadManifest", 5, false, 8});

@@ -236,6 +236,26 @@ TEST_F(TempSession, TheDoublingEndsWithAFailedAllocation) {
   EXPECT_EQ(Calls(), Words{"query"});
 }
 
+TEST_F(TempSessionFaults, OnlyACreationWithoutAFileNameIsAnErrorAndARunningSessionADetail) {
+  char16_t path[260] = {};
+  platform::TRACEHANDLE handle = 0;
+  WrapLogInit(LOG_ERROR, nullptr);
+  CheckTraceSessionExists(kName, path, 260);
+  EXPECT_TRUE(platform_.system.DebugLines().empty());
+  plan_.Fail("GetSystemDirectoryW", 5);
+  CreateTempSession(&handle);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u);
+  WrapLogInit(LOG_INFO, nullptr);
+  platform_.system.ClearDebug();
+  CheckTraceSessionExists(kName, path, 260);
+  plan_.Fail("ControlTraceW", 5);
+  CheckTraceSessionExists(kName, path, 260);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 2u) << "absent, and not known";
+  platform_.trace.AddSession(kName, kFile);
+  EXPECT_EQ(CheckTraceSessionExists(kName, path, 260), 1u);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 2u);
+}
+
 TEST_F(TempSessionFaults, AFailedQueryReadsAsAnAbsentSessionAfterItsLine) {
   platform_.trace.AddSession(kName, kFile);
   plan_.Fail("ControlTraceW", 5);

@@ -326,6 +326,25 @@ TEST_F(ConsumerLifecycleTest, AFailedLeakThreadAfterFailedManifestsBringsTheMani
   EXPECT_EQ(platform_.handles.open_count(), 0u);
 }
 
+TEST_F(ConsumerLifecycleTest, EachFailedStepOfAStartIsAnError) {
+  WrapLogInit(LOG_ERROR, nullptr);
+  platform_.system.ClearDebug();
+  faults_.Fail("StartTraceW", 1450);
+  EXPECT_EQ(Start(), 1450u);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 2u) << "the session's, and the stop that finds nothing started";
+  platform_.system.ClearDebug();
+  faults_.Clear();
+  faults_.Fail({"CreateFileW", 15, false, 5});
+  EXPECT_EQ(Start(), 0u);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u) << "the marker's";
+  EXPECT_EQ(Start(), 0x90000000u);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 2u) << "a second start";
+  platform_.system.ClearDebug();
+  faults_.Fail("CreateThread", 1455);
+  EXPECT_EQ(Start(), 0u);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u) << "the crash thread's";
+}
+
 TEST_F(ConsumerLifecycleTest, StopGivesTheReportWithoutSymbolsTwoSeconds) {
   faults_.Fail("SetEvent", 6);  // the crash thread's first signal
   ASSERT_EQ(Start(), 0u);

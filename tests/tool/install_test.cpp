@@ -130,6 +130,23 @@ TEST_F(InstallTest, ASourceThatIsGoneCantBeSummedSoItsCopyIsTriedAndFails) {
   EXPECT_TRUE(platform_.files.Exists(Placed(u"symsrv.dll")));
 }
 
+TEST_F(InstallTest, EachFailedStepIsAnError) {
+  WrapLogInit(LOG_ERROR, nullptr);
+  const auto errors_with = [&](const char* operation, unsigned nth) {
+    platform_.system.ClearDebug();
+    faults_.Clear();
+    faults_.Fail({operation, nth, false, 5});
+    InstallVarnel(kSetupFolder);
+    return platform_.system.DebugLines().size();
+  };
+  EXPECT_EQ(errors_with("StartTraceW", 1), 2u) << "the missing session, and its start";
+  EXPECT_EQ(errors_with("CopyFileW", 1), 3u) << "the missing session, the copy, and the step";
+  EXPECT_EQ(errors_with("CopyFileW", 1), 2u) << "the copy, and the step";
+  platform_.registry.RemoveKey(u"SOFTWARE\\KelvoCLSID");
+  EXPECT_EQ(errors_with("CopyFileW", 1), 2u) << "the unknown path, and the step";
+  EXPECT_EQ(errors_with("GetSystemDirectoryW", 1), 2u) << "the registration's, and the step";
+}
+
 TEST_F(InstallTest, AFailedFlushIsPassedOver) {
   faults_.FailForEver("RegFlushKey", 5);
   EXPECT_EQ(InstallVarnel(kSetupFolder), 0u);
