@@ -1,5 +1,6 @@
 // wardlet machine emit: a sample provider for all seven GUIDs, and left-over files composed by hand.
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <limits>
 #include <memory>
@@ -32,6 +33,17 @@ struct EmitCommandOptions {
   bool quiet = false;
 };
 
+// A check of an option: a number that is not negative. (Read into an unsigned field, "-1" would be a huge one.)
+std::string IsNotNegative(const std::string& text) {
+  return text.find('-') == std::string::npos ? "" : "'" + text + "' is negative";
+}
+
+// A check of an option: events a second.
+std::string IsRate(const std::string& text) {
+  const double rate = std::strtod(text.c_str(), nullptr);
+  return rate >= 0 && rate <= 1e9 ? "" : "'" + text + "' is no rate from 0 to 1e9";
+}
+
 // The events of the options, where "-" stands for the lines of standard input.
 formats::Result<std::vector<LeftOverEvent>> LeftOverEvents(const std::vector<std::string>& given) {
   std::vector<LeftOverEvent> events;
@@ -52,8 +64,12 @@ formats::Result<std::vector<LeftOverEvent>> LeftOverEvents(const std::vector<std
       if (!take(text)) return *failure;
       continue;
     }
+    std::size_t number = 0;
     for (std::string line; std::getline(std::cin, line);) {
-      if (!line.empty() && !take(line)) return *failure;
+      ++number;
+      if (!line.empty() && !take(line)) {
+        return formats::Error{"standard input:" + std::to_string(number) + ": " + failure->message};
+      }
     }
   }
   return events;
@@ -114,11 +130,16 @@ formats::Status TakeSize(const EmitCommandOptions& options, EmitRun* run) {
   return formats::Ok();
 }
 
+int WrongValue(const std::string& message) {
+  Tell(message);
+  return kExitWrongUse;
+}
+
 int EmitEvents(const EmitCommandOptions& options) {
   EmitRun run = options.run;
   for (const auto take : {&TakeProviders, &TakeKeywords, &TakeSize}) {
     const auto taken = take(options, &run);
-    if (!taken.ok()) return Fail(taken.error().message);
+    if (!taken.ok()) return WrongValue(taken.error().message);
   }
   if (options.kind == "wide") run.plan.templates = {EmitTemplate::kWide};
   if (options.kind == "binary") run.plan.templates = {EmitTemplate::kBinary};
@@ -156,10 +177,15 @@ void AddEventOptions(CLI::App* emit, EmitCommandOptions* options) {
       ->allow_extra_args(false);
   emit->add_option("--count", run.plan.count, "Events of each provider; 0: until it is stopped")
       ->type_name("N")
+      ->check(&IsNotNegative, "")
       ->capture_default_str();
-  emit->add_option("--first", run.plan.first_number, "The first running number")->type_name("N")->capture_default_str();
+  emit->add_option("--first", run.plan.first_number, "The first running number")
+      ->type_name("N")
+      ->check(&IsNotNegative, "")
+      ->capture_default_str();
   emit->add_option("--rate", run.rate, "Events a second over all; 0: as fast as it goes")
       ->type_name("R")
+      ->check(&IsRate, "")
       ->capture_default_str();
   emit->add_option("--threads", run.threads, "Threads of each provider")
       ->type_name("N")
@@ -175,15 +201,22 @@ void AddEventOptions(CLI::App* emit, EmitCommandOptions* options) {
   emit->add_option("--size", options->size, "Characters of the text, or MIN:MAX")
       ->type_name("N")
       ->capture_default_str();
-  emit->add_option("--gap-every", run.plan.gap_every, "Leaves one counter out before each n-th event")->type_name("N");
+  emit->add_option("--gap-every", run.plan.gap_every, "Leaves one counter out before each n-th event")
+      ->type_name("N")
+      ->check(&IsNotNegative, "");
   emit->add_option("--repeat-every", run.plan.repeat_every, "Writes each n-th event twice with one counter")
-      ->type_name("N");
+      ->type_name("N")
+      ->check(&IsNotNegative, "");
   emit->add_option("--restart-every", run.plan.restart_every, "Begins the counter anew before each n-th event")
-      ->type_name("N");
+      ->type_name("N")
+      ->check(&IsNotNegative, "");
   emit->add_option("--flags", run.flags, "The events' flags; 8: the host shall see them")
       ->type_name("N")
       ->capture_default_str();
-  emit->add_option("--seed", run.plan.seed, "Of the sizes")->type_name("N")->capture_default_str();
+  emit->add_option("--seed", run.plan.seed, "Of the sizes")
+      ->type_name("N")
+      ->check(&IsNotNegative, "")
+      ->capture_default_str();
   emit->add_flag("-q,--quiet", options->quiet, "Shows no counts");
 }
 

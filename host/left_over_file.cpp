@@ -52,6 +52,14 @@ Result<EmitTemplate> ParseTemplate(std::string_view text) {
   return Error{"template '" + std::string(text) + "' is none of ansi, wide, binary"};
 }
 
+// Counters and flags have 32 bits in an event.
+Result<std::uint32_t> ParseNumber32(std::string_view text) {
+  const auto number = ParseNumber(text);
+  if (!number.ok()) return number.error();
+  if (number.value() > 0xFFFFFFFF) return Error{"'" + std::string(text) + "' does not fit in 32 bits"};
+  return static_cast<std::uint32_t>(number.value());
+}
+
 Status TakeSetting(std::string_view key, std::string_view value, LeftOverEvent* event) {
   if (key == "provider") {
     event->provider = FindProvider(value);
@@ -64,11 +72,16 @@ Status TakeSetting(std::string_view key, std::string_view value, LeftOverEvent* 
     event->kind = kind.value();
     return formats::Ok();
   }
-  if (key != "keyword" && key != "flags") return Error{"unknown key '" + std::string(key) + "'"};
-  const auto number = ParseNumber(value);
-  if (!number.ok()) return number.error();
-  if (key == "keyword") event->keyword = number.value();
-  if (key == "flags") event->flags = static_cast<std::uint32_t>(number.value());
+  if (key == "keyword") {
+    const auto keyword = ParseNumber(value);
+    if (!keyword.ok()) return keyword.error();
+    event->keyword = keyword.value();
+    return formats::Ok();
+  }
+  if (key != "flags") return Error{"unknown key '" + std::string(key) + "'"};
+  const auto flags = ParseNumber32(value);
+  if (!flags.ok()) return flags.error();
+  event->flags = flags.value();
   return formats::Ok();
 }
 
@@ -156,10 +169,10 @@ Result<LeftOverEvent> ParseLeftOverEvent(std::string_view text, std::int64_t bef
   std::string_view rest = text;
   const auto time = ParseTime(TakeField(&rest), before);
   if (!time.ok()) return failure(time.error());
-  const auto counter = ParseNumber(TakeField(&rest));
+  const auto counter = ParseNumber32(TakeField(&rest));
   if (!counter.ok()) return failure(counter.error());
   event.time = time.value();
-  event.counter = static_cast<std::uint32_t>(counter.value());
+  event.counter = counter.value();
   event.text = '#' + std::to_string(event.counter) + " left over";
   while (!rest.empty()) {
     if (rest.substr(0, 5) == "text=") {

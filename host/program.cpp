@@ -1,12 +1,16 @@
 #include "host/program.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <csignal>
-#include <iostream>
+#include <cstring>
 #include <string>
 
 #include "CLI/CLI.hpp"
 #include "host/exit_code.h"
 #include "host/report.h"
+#include "host/text_output.h"
 
 namespace varnel::host {
 namespace {
@@ -60,6 +64,11 @@ int WrongUse(const CLI::App& app, const CLI::ParseError& error) {
   return kExitWrongUse;
 }
 
+int Print(const std::string& text) {
+  if (WriteWhole(STDOUT_FILENO, text)) return kExitGood;
+  return Fail(std::string("standard output: ") + std::strerror(errno));
+}
+
 }  // namespace
 
 void SetAction(CLI::App* command, Choice* choice, std::function<int()> action) {
@@ -93,11 +102,9 @@ int RunProgram(int argc, const char* const* argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
-    std::cout << app.help();
-    return kExitGood;
+    return Print(app.help());
   } catch (const CLI::CallForVersion& version) {
-    std::cout << version.what() << '\n';
-    return kExitGood;
+    return Print(std::string(version.what()) + '\n');
   } catch (const CLI::ParseError& error) {
     return WrongUse(app, error);
   }

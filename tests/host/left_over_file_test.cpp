@@ -67,6 +67,8 @@ TEST(LeftOverEvent, WhatIsNoneIsRefusedWithTheReason) {
   EXPECT_THAT(Refused("1,2,template=tall"), HasSubstr("template 'tall' is none of ansi, wide, binary"));
   EXPECT_THAT(Refused("1,2,colour=red"), HasSubstr("unknown key 'colour'"));
   EXPECT_THAT(Refused("0xFFFFFFFFFFFFFFFF,2"), HasSubstr("too late"));
+  EXPECT_THAT(Refused("1,4294967296"), HasSubstr("'4294967296' does not fit in 32 bits"));
+  EXPECT_THAT(Refused("1,2,flags=0x100000008"), HasSubstr("'0x100000008' does not fit in 32 bits"));
 }
 
 class LeftOverFile : public testing::Test {

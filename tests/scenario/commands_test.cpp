@@ -118,9 +118,34 @@ TEST(Commands, EmitRefusesWhatIsNoProviderKeywordOrSize) {
               HasSubstr("keyword 0x180 is no module's: one bit of 0x8 to 0x200000000\n"));
   EXPECT_THAT(machine.Wardlet({"machine", "emit", "--size", "9:3"}).err,
               HasSubstr("size '9:3' is neither N nor MIN:MAX, up to 60000\n"));
+  EXPECT_EQ(machine.Wardlet({"machine", "emit", "--provider", "Nobody"}).exit_code, 2);
   const Outcome event = machine.Wardlet({"machine", "emit", "--event", "+0,1"});
   EXPECT_EQ(event.exit_code, 2);
   EXPECT_THAT(event.err, HasSubstr("wardlet machine emit: --event goes with --file\n"));
+}
+
+TEST(Commands, EmitRefusesNegativeNumbers) {
+  const ScenarioMachine machine;
+  for (const std::string option : {"--count", "--first", "--rate", "--gap-every", "--repeat-every", "--seed"}) {
+    const Outcome outcome = machine.Wardlet({"machine", "emit", option, "-1"});
+    EXPECT_EQ(outcome.exit_code, 2) << option;
+    EXPECT_THAT(outcome.err, HasSubstr(option + ": '-1' is")) << option;
+  }
+}
+
+TEST(Commands, AnEventThatIsNoneIsToldWithItsLine) {
+  const ScenarioMachine machine;
+  const std::string file = machine.File("odd.etl");
+  const Outcome outcome = machine.Wardlet({"machine", "emit", "--file", file, "--event", "-"}, "+0,1\n\nsoon,2\n");
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("standard input:3: event 'soon,2': 'soon' is no number\n"));
+  EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST(Commands, HelpThatCannotBeWrittenFails) {
+  const ScenarioMachine machine;
+  const std::string line = std::string(VARNEL_WARDLET) + " --help >/dev/full 2>" + machine.File("err");
+  EXPECT_NE(std::system(line.c_str()), 0);
 }
 
 TEST(Commands, EmitTellsWhatNobodyHeard) {
