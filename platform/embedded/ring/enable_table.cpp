@@ -66,6 +66,9 @@ class ScopedChange {
   ProviderEntry& entry_;
 };
 
+/// So often an entry is looked at while it changes, which takes a few stores.
+constexpr int kChangePatience = 1000;
+
 constexpr std::uint32_t Bit(int index) noexcept {
   return std::uint32_t{1} << index;
 }
@@ -73,15 +76,22 @@ constexpr std::uint32_t Bit(int index) noexcept {
 }  // namespace
 
 bool ReadEnable(const ProviderEntry& entry, int index, Enable* out) noexcept {
-  const std::uint32_t version = entry.version.load(std::memory_order_acquire);
-  if ((version & 1) != 0 || (entry.gate.load(std::memory_order_acquire) & Bit(index)) == 0) return false;
   const EnableWords& words = entry.enables[index];
-  out->session = words.session.load(std::memory_order_relaxed);
-  out->match_any = words.match_any.load(std::memory_order_relaxed);
-  out->match_all = words.match_all.load(std::memory_order_relaxed);
-  out->level = static_cast<std::uint8_t>(words.level.load(std::memory_order_relaxed));
-  std::atomic_thread_fence(std::memory_order_acquire);
-  return entry.version.load(std::memory_order_relaxed) == version;
+  for (int tries = 1;; ++tries) {
+    const std::uint32_t version = entry.version.load(std::memory_order_acquire);
+    if ((entry.gate.load(std::memory_order_acquire) & Bit(index)) == 0) return false;
+    out->session = words.session.load(std::memory_order_relaxed);
+    out->match_any = words.match_any.load(std::memory_order_relaxed);
+    out->match_all = words.match_all.load(std::memory_order_relaxed);
+    out->level = static_cast<std::uint8_t>(words.level.load(std::memory_order_relaxed));
+    std::atomic_thread_fence(std::memory_order_acquire);
+    const bool same = entry.version.load(std::memory_order_relaxed) == version;
+    if (same && (version & 1) == 0) return true;
+    // Who changes the entry has died or been stopped. Under a bit that is on stands the session it belongs to; at worst
+    // its level and keywords are the old ones beside the new.
+    if (same && tries >= kChangePatience) return true;
+    if (tries >= kChangePatience * kChangePatience) return false;
+  }
 }
 
 Result<std::unique_ptr<EnableTable>> EnableTable::OpenOrMake(const std::string& path) {
@@ -108,7 +118,7 @@ EnableTable::~EnableTable() {
 }
 
 void EnableTable::Mend() noexcept {
-  // An enable's bit is off while its words change, so an entry that was left half changed is good once it is even.
+  // A bit goes on behind its words and off before them, so an entry that was left half changed is good once it is even.
   for (std::uint32_t i = 0; i < kProviderEntries; ++i) {
     if ((entry(i).version.load(std::memory_order_relaxed) & 1) != 0) {
       entry(i).version.fetch_add(1, std::memory_order_release);
@@ -147,8 +157,8 @@ bool EnableTable::Set(std::uint32_t index, const Enable& enable) noexcept {
     if ((gate & Bit(i)) != 0 && own) place = i;
   }
   if (place < 0) return false;
+  // The bit of an enable that is replaced stays on: an event that is written meanwhile passes the old one or the new.
   const ScopedChange change(target);
-  target.gate.fetch_and(~Bit(place), std::memory_order_acq_rel);
   EnableWords& words = target.enables[place];
   words.session.store(enable.session, std::memory_order_relaxed);
   words.match_any.store(enable.match_any, std::memory_order_relaxed);

@@ -65,7 +65,8 @@ struct Enable {
   }
 };
 
-/// Reads enable `index` of an entry. @return false when it is not in force, or is being changed.
+/// Reads enable `index` of an entry. @return false when it is not in force. A change of the entry is waited out, and
+/// one that never ends, because who made it died, takes nothing away from the enables that stand.
 bool ReadEnable(const ProviderEntry& entry, int index, Enable* out) noexcept;
 
 /// Where the page with entry `index` stands in the file, and the entry in the page.
