@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/embedded/core/machine.h"
 #include "platform/embedded/ring/session_clock.h"
 
 namespace varnel::provider {
@@ -74,6 +75,8 @@ std::shared_ptr<Session> MachineSessions::Get(std::uint64_t id) {
   std::erase_if(sessions_, [id](const auto& entry) { return entry.first != id && entry.second.expired(); });
   auto opened = Session::Open(folder_ + "/" + std::to_string(id));
   if (!opened.ok() || opened.value()->id() != id || !opened.value()->running()) return nullptr;
+  // A session of an earlier boot of the host stands enabled until somebody clears it away.
+  if (embedded::HostBootId() != opened.value()->map()->constants().host_boot_id) return nullptr;
   sessions_[id] = opened.value();
   return std::move(opened).value();
 }

@@ -256,6 +256,18 @@ TEST_F(ProviderTest, TheMachineIsTakenFromTheEnvironmentWhenNoneIsGiven) {
   EXPECT_EQ(varnel_register(nullptr, &id, &registration), ENOENT);
 }
 
+TEST_F(ProviderTest, NothingIsWrittenIntoASessionOfAnEarlierBootOfTheHost) {
+  const auto session = machine_.Start(machine_.Parameters("s"));
+  machine_.Enable(*session, kTestProvider);
+  const Registered provider(machine_);
+  ::setenv("VARNEL_HOST_BOOT_ID", "another boot", 1);
+  const varnel_event_descriptor descriptor = {7, 1, 9, 3, 2, 5, kModule | 1};
+  EXPECT_EQ(varnel_write(provider.get(), &descriptor, nullptr, 0), 0);
+  ::unsetenv("VARNEL_HOST_BOOT_ID");
+  EXPECT_TRUE(machine_.Store().Stop(*session));
+  EXPECT_TRUE(ReadTraceFile(machine_.FilePath("s.etl")).events.empty());
+}
+
 TEST_F(ProviderTest, AForkedChildIsDisabledAndTheParentGoesOn) {
   const auto session = machine_.Start(machine_.Parameters("s"));
   machine_.Enable(*session, kTestProvider);
