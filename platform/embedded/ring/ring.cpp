@@ -160,6 +160,14 @@ SealResult SealGuarded(const ControlMap& map, const Participant& self, std::uint
   return SealResult::kSealed;
 }
 
+/// Waits, as long as closers do, until no living participant has a mark on the buffer.
+void AwaitUsers(const ControlMap& map, std::uint64_t sequence) noexcept {
+  const std::int64_t end = SessionClockNow() + kWriterPatience;
+  while (IsMarked(map, sequence, nullptr, true) && SessionClockNow() < end) {
+    std::this_thread::sleep_for(std::chrono::microseconds(50));
+  }
+}
+
 }  // namespace
 
 void WakeReaders(const ControlMap& map) noexcept {
@@ -190,8 +198,12 @@ ReservationWord WordOf(const ControlMap& map, std::uint32_t slot) noexcept {
 
 std::uint64_t PassedBelow(const ControlMap& map) noexcept {
   auto& words = map.words();
-  const std::uint64_t version = words.place_version.load(std::memory_order_acquire);
-  return words.places[version & 1].next_sequence.load(std::memory_order_acquire);
+  for (;;) {
+    const std::uint64_t version = words.place_version.load(std::memory_order_acquire);
+    const std::uint64_t next = words.places[version & 1].next_sequence.load(std::memory_order_acquire);
+    // After two moves the copy may hold a place that is not in force yet, and never will be if its writer dies.
+    if (words.place_version.load(std::memory_order_relaxed) == version) return next;
+  }
 }
 
 std::uint32_t CountFreeSlots(const ControlMap& map) noexcept {
@@ -257,8 +269,8 @@ CloseResult CloseBuffer(const ControlMap& map, const Participant& self, OpenBuff
 }
 
 void CloseLastBuffer(const ControlMap& map, const Participant& self) noexcept {
-  // The state says "stopping", so nobody opens another one behind it; one that was being opened is met by the next
-  // turn.
+  // The state says "stopping", so nobody begins to open another one. Who began before bears a mark on the open one
+  // until the next is published, and that one is met by the next turn.
   for (;;) {
     const OpenBuffer open = map.open();
     if (open.slot >= map.descriptors().size()) return;
@@ -269,6 +281,7 @@ void CloseLastBuffer(const ControlMap& map, const Participant& self) noexcept {
       if (bit == BitResult::kClosed) NoteClosingTime(map.descriptors()[open.slot]);
       if (bit == BitResult::kGone && map.open() == open) return;
     }
+    AwaitUsers(map, open.sequence);
     if (map.open() == open) break;
   }
   WakeReaders(map);

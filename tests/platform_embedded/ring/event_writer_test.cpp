@@ -244,6 +244,35 @@ TEST_F(EventWriterTest, WithNoLineFreeEventsAreCountedAsLost) {
   EXPECT_EQ(session_->map()->words().events_lost.load(), 1u);
 }
 
+TEST_F(EventWriterTest, ABufferThatWasBeingOpenedWhenItsSessionStoppedIsClosedToo) {
+  Start();
+  static std::atomic<bool> reached;
+  static std::atomic<bool> released;
+  static thread_local bool opens = false;
+  reached = released = false;
+  step_hook = [](Step at) {
+    if (!opens || at != Step::kPreparing) return;
+    reached = true;
+    while (!released) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  };
+  const ControlMap& map = *session_->map();
+  WriteNumbers(*session_, 1, 0);
+  std::thread opener([&] {
+    opens = true;
+    CloseBuffer(map, ThreadParticipant(session_->map()), map.open());
+  });
+  while (!reached) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  std::thread stopper([&] { machine_.Store().Stop(*session_); });
+  while (map.state() == SessionState::kRunning) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  released = true;
+  opener.join();
+  stopper.join();
+  step_hook = nullptr;
+  EXPECT_TRUE(WordOf(map, map.open().slot).closed) << "a writer that is late could reserve there";
+  EXPECT_EQ(ReadTraceFile(machine_.FilePath("s.etl")).events.size(), 1u);
+}
+
 TEST_F(EventWriterTest, EveryEventOfSeveralThreadsArrivesOrIsCounted) {
   auto parameters = machine_.Parameters("s");
   parameters.buffer_size_kb = 64;
