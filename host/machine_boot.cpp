@@ -31,8 +31,8 @@ formats::Result<embedded::BootReport> BootTheMachine(const std::string& folder) 
   const std::shared_ptr<embedded::Machine> machine = platform.value()->machine();
   embedded::BootHooks hooks;
   hooks.end_sessions = [](const std::shared_ptr<embedded::Machine>& booted) {
-    embedded::EndAllSessions(*booted);
-    return formats::Ok();
+    if (embedded::EndAllSessions(*booted)) return formats::Ok();
+    return formats::Status(formats::Error{booted->SessionsPath() + ": a session can't be ended"});
   };
   hooks.delete_path = [&platform](const std::string& path) { return DeletePath(*platform.value(), path); };
   hooks.start_session = [options = embedded::TraceOptionsOf(machine)](const embedded::AutoLogger& session) {

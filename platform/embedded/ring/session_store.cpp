@@ -81,6 +81,11 @@ SessionConstants ConstantsOf(const SessionParameters& parameters) {
   return constants;
 }
 
+/// The opener's own trouble says nothing about the session.
+bool IsOwnShortage(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOMEM || error == EACCES || error == EPERM;
+}
+
 StartFailure FailureOf(int error) {
   if (error == ENOSPC || error == EDQUOT || error == EFBIG) return StartFailure::kDiskFull;
   if (error == ENOENT || error == ENOTDIR) return StartFailure::kFileNotFound;
@@ -94,11 +99,17 @@ bool SessionStore::IsOfThisBoot(const SessionConstants& constants) const {
   return host_boot_id_ == constants.host_boot_id;
 }
 
-std::optional<ControlGlance> SessionStore::Glance(std::uint64_t id) const {
+std::optional<ControlGlance> SessionStore::GlanceBeforeEnd(std::uint64_t id) const {
   auto glance = GlanceAt(FolderOf(id) + "/control");
-  if (!glance.ok() || glance.value().constants.id != id) return std::nullopt;
-  if (glance.value().state != SessionState::kRunning || !IsOfThisBoot(glance.value().constants)) return std::nullopt;
+  if (!glance.ok() || glance.value().constants.id != id || !IsOfThisBoot(glance.value().constants)) return std::nullopt;
+  const SessionState state = glance.value().state;
+  if (state != SessionState::kRunning && state != SessionState::kStopping) return std::nullopt;
   return std::move(glance).value();
+}
+
+std::optional<ControlGlance> SessionStore::Glance(std::uint64_t id) const {
+  auto glance = GlanceBeforeEnd(id);
+  return glance && glance->state == SessionState::kRunning ? glance : std::nullopt;
 }
 
 std::vector<std::uint64_t> SessionStore::RunningIds() const {
@@ -141,20 +152,32 @@ std::shared_ptr<Session> SessionStore::FindByHandle(std::uint64_t handle) const 
   return FindWhere([&](const ControlGlance& glance) { return glance.constants.logger_id == handle; });
 }
 
-std::shared_ptr<Session> SessionStore::FindByFile(std::uint64_t device, std::uint64_t inode) const {
-  return FindWhere([&](const ControlGlance& glance) {
-    return glance.constants.has_file != 0 && glance.device == device && glance.inode == inode;
-  });
-}
-
-bool SessionStore::IsFileInUse(std::uint64_t device, std::uint64_t inode) const {
+std::optional<ControlGlance> SessionStore::UserOf(std::uint64_t device, std::uint64_t inode) const {
   for (const auto& entry : Entries(folder_)) {
     const std::uint64_t id = IdOf(entry);
     if (id == 0) continue;
-    const auto glance = Glance(id);
-    if (glance && glance->constants.has_file != 0 && glance->device == device && glance->inode == inode) return true;
+    auto glance = GlanceBeforeEnd(id);
+    if (glance && glance->constants.has_file != 0 && glance->device == device && glance->inode == inode) return glance;
   }
-  return false;
+  return std::nullopt;
+}
+
+std::optional<ControlGlance> SessionStore::RunningUserOf(std::uint64_t device, std::uint64_t inode) const {
+  auto user = UserOf(device, inode);
+  if (user && user->state == SessionState::kStopping) {
+    ChangeEnables([this](EnableTable& table) { SweepLocked(table); });
+    user = UserOf(device, inode);
+  }
+  return user;
+}
+
+std::shared_ptr<Session> SessionStore::FindByFile(std::uint64_t device, std::uint64_t inode) const {
+  const auto user = RunningUserOf(device, inode);
+  return user ? Open(user->constants.id) : nullptr;
+}
+
+bool SessionStore::IsFileInUse(std::uint64_t device, std::uint64_t inode) const {
+  return RunningUserOf(device, inode).has_value();
 }
 
 bool SessionStore::ChangeEnables(const std::function<void(EnableTable&)>& work) const {
@@ -177,7 +200,9 @@ void SessionStore::SweepLocked(EnableTable& table) const {
     if (name.starts_with(".new-") || name.starts_with(".gone-")) RemoveFolder(path);
     const std::uint64_t id = IdOf(name);
     if (id == 0) continue;
+    errno = 0;
     auto session = Session::Open(path);
+    if (!session.ok() && IsOwnShortage(errno)) continue;
     if (session.ok() && IsOfThisBoot(session.value()->map()->constants())) {
       // One that a killed process was stopping is stopped for good.
       if (!session.value()->running()) StopLocked(table, *session.value());
@@ -246,7 +271,7 @@ std::shared_ptr<Session> SessionStore::MakeLocked(EnableTable& table, const Sess
     file = UniqueFd(::open(parameters.host_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0666));
     struct stat info {};
     if (!file.valid() || ::fstat(file.get(), &info) != 0) return fail(FailureOf(errno));
-    if (FindByFile(info.st_dev, info.st_ino)) return fail(StartFailure::kFileInUse);
+    if (UserOf(info.st_dev, info.st_ino)) return fail(StartFailure::kFileInUse);
     names.device = info.st_dev;
     names.inode = info.st_ino;
     names.log_file_name_length = static_cast<std::uint32_t>(parameters.log_file_name.size());
@@ -316,14 +341,26 @@ bool SessionStore::StopLocked(EnableTable& table, Session& session) const {
   return true;
 }
 
-void SessionStore::StopAll() const {
+bool SessionStore::StopAll() const {
   const ScopedFileLock lock(LockPath());
+  if (!lock.held()) return false;
   const auto table = EnableTable::OpenOrMake(TablePath());
-  if (!lock.held() || !table.ok()) return;
+  if (!table.ok()) return RunningIds().empty();
   SweepLocked(*table.value());
   for (const std::uint64_t id : RunningIds()) {
     if (const auto session = Open(id)) StopLocked(*table.value(), *session);
   }
+  return RunningIds().empty();
+}
+
+void FinishStop(Session& session) {
+  const SessionConstants& constants = session.map()->constants();
+  const SessionStore store(fs::path(session.folder()).parent_path(), constants.host_boot_id, constants.boot_number);
+  const UniqueFd lock(::open(store.LockPath().c_str(), O_RDWR | O_CLOEXEC));
+  if (!lock.valid() || !TryLock(lock.get(), LockKind::kExclusive)) return;
+  if (session.map()->state() != SessionState::kStopping) return;
+  const auto table = EnableTable::OpenOrMake(store.TablePath());
+  if (table.ok()) store.StopLocked(*table.value(), session);
 }
 
 }  // namespace varnel::embedded::ring

@@ -46,17 +46,18 @@ class SessionStore {
   std::shared_ptr<Session> FindByName(std::u16string_view name) const;
   /// By the handle, or by the logger id alone (its low half).
   std::shared_ptr<Session> FindByHandle(std::uint64_t handle) const;
-  /// The running session that writes this file.
+  /// The running session that writes this file. One that is being stopped is waited for first, and stopped for good if
+  /// its stopper died, so that the file of null is whole.
   std::shared_ptr<Session> FindByFile(std::uint64_t device, std::uint64_t inode) const;
-  /// Whether a running session writes this file, whoever lives.
+  /// Whether a running session writes this file, whoever lives. Waits as FindByFile does.
   bool IsFileInUse(std::uint64_t device, std::uint64_t inode) const;
 
   /// Starts a session; `*failure` says why not when null comes back.
   std::shared_ptr<Session> Start(const SessionParameters& parameters, StartFailure* failure) const;
   /// Ends a session and writes everything out. @return false when it was not running any more.
   bool Stop(Session& session) const;
-  /// Ends every session of the machine.
-  void StopAll() const;
+  /// Ends every session of the machine. @return false when one still runs.
+  bool StopAll() const;
 
   /// Runs `work` on the enable table under the session lock. @return false when the table could not be had.
   bool ChangeEnables(const std::function<void(EnableTable&)>& work) const;
@@ -68,11 +69,15 @@ class SessionStore {
   std::string TablePath() const { return folder_ + "/providers"; }
   std::string FolderOf(std::uint64_t id) const { return folder_ + "/" + std::to_string(id); }
   std::optional<ControlGlance> Glance(std::uint64_t id) const;
+  std::optional<ControlGlance> GlanceBeforeEnd(std::uint64_t id) const;
+  std::optional<ControlGlance> UserOf(std::uint64_t device, std::uint64_t inode) const;
+  std::optional<ControlGlance> RunningUserOf(std::uint64_t device, std::uint64_t inode) const;
   template <typename Wanted>
   std::shared_ptr<Session> FindWhere(Wanted wanted) const;
   bool IsOfThisBoot(const SessionConstants& constants) const;
   void SweepLocked(EnableTable& table) const;
   bool StopLocked(EnableTable& table, Session& session) const;
+  friend void FinishStop(Session& session);
   std::shared_ptr<Session> MakeLocked(EnableTable& table, const SessionParameters& parameters,
                                       StartFailure* failure) const;
   void SetClock(EnableTable& table, SessionConstants* constants) const;
@@ -81,5 +86,8 @@ class SessionStore {
   const std::string host_boot_id_;
   const std::uint64_t boot_number_;
 };
+
+/// Ends a session that a killed process was stopping. Does nothing while somebody else changes sessions.
+void FinishStop(Session& session);
 
 }  // namespace varnel::embedded::ring

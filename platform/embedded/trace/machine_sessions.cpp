@@ -92,8 +92,8 @@ std::vector<SessionSummary> ListSessions(const Machine& machine) {
   return summaries;
 }
 
-void EndAllSessions(const Machine& machine) {
-  StoreOf(machine).StopAll();
+bool EndAllSessions(const Machine& machine) {
+  return StoreOf(machine).StopAll();
 }
 
 bool InUseBySession(const Machine& machine, std::uint64_t device, std::uint64_t inode) {

@@ -41,8 +41,8 @@ struct SessionSummary {
 /// The sessions that run, in the order in which they were started.
 std::vector<SessionSummary> ListSessions(const Machine& machine);
 
-/// Stops every session of the machine and writes its buffers out.
-void EndAllSessions(const Machine& machine);
+/// Stops every session of the machine and writes its buffers out. @return false when one still runs.
+bool EndAllSessions(const Machine& machine);
 
 /// Whether a running session writes the file, whoever lives. For the files port, which keeps such a file from being
 /// deleted or opened against the session.

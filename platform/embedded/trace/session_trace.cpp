@@ -5,6 +5,7 @@
 
 #include "platform/embedded/ring/ring.h"
 #include "platform/embedded/ring/session_clock.h"
+#include "platform/embedded/ring/session_store.h"
 
 namespace varnel::embedded {
 namespace {
@@ -57,6 +58,7 @@ void LiveTrace::WaitForNext() {
   const auto& map = *session_->map();
   const std::uint32_t seen = map.words().closings.load(std::memory_order_seq_cst);
   session_->Tend(SessionFile::Wait::kNo);
+  if (map.state() == SessionState::kStopping) ring::FinishStop(*session_);
   if (closing() || map.state() == SessionState::kEnded) return;
   if (ring::IsClosed(map, next_)) {  // a writer holds it up
     std::this_thread::sleep_for(kShortestSleep);

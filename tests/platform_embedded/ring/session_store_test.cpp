@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -100,6 +102,54 @@ TEST_F(SessionStoreTest, AStopThatWasKilledIsFinishedByTheNextOneWhoChangesAnyth
     machine_.Store().Stop(*next);
     EXPECT_EQ(FoldersLeft(), 0u);
   }
+}
+
+TEST_F(SessionStoreTest, AFileWhoseSessionsStopWasKilledIsFinishedByWhoAsksForIt) {
+  for (const bool opens : {true, false}) {
+    const auto session = machine_.Start(machine_.Parameters("s"));
+    for (std::uint32_t i = 0; i < 30; ++i) WriteNumbers(*session, 1, i);
+    const pid_t child = InChild([&] {
+      step_hook = [](Step at) {
+        if (at == Step::kWritten) ::raise(SIGKILL);
+      };
+      machine_.Store().Stop(*machine_.Store().FindByName(u"s"));
+    });
+    EXPECT_TRUE(WIFSIGNALED(WaitForEnd(child)));
+    EXPECT_EQ(session->map()->state(), SessionState::kStopping);
+    const SessionFileNames& file = session->map()->file_names();
+    if (opens) {
+      EXPECT_EQ(machine_.Store().FindByFile(file.device, file.inode), nullptr);
+    } else {
+      EXPECT_FALSE(machine_.Store().IsFileInUse(file.device, file.inode));
+    }
+    EXPECT_EQ(ReadTraceFile(machine_.FilePath("s.etl")).events.size(), 30u);
+    EXPECT_EQ(session->map()->state(), SessionState::kEnded);
+    EXPECT_EQ(FoldersLeft(), 0u);
+  }
+}
+
+TEST_F(SessionStoreTest, WhoHasNoRoomToMapASessionDoesNotTakeItForDamaged) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the sanitizer's own memory meets the limit first";
+#endif
+  auto parameters = machine_.Parameters("large");
+  parameters.buffer_size_kb = 1024;
+  parameters.maximum_buffers = 64;
+  const auto large = machine_.Start(parameters);
+  const pid_t child = InChild([&] {
+    std::ifstream statm("/proc/self/statm");
+    rlim_t pages = 0;
+    statm >> pages;
+    const rlim_t limit = pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) + (rlim_t{16} << 20);
+    const rlimit memory = {limit, limit};
+    ::setrlimit(RLIMIT_AS, &memory);
+    StartFailure failure;
+    machine_.Store().Start(machine_.Parameters("small"), &failure);
+  });
+  EXPECT_TRUE(WIFEXITED(WaitForEnd(child)));
+  EXPECT_NE(machine_.Store().FindByName(u"large"), nullptr);
+  EXPECT_EQ(large->map()->state(), SessionState::kRunning);
+  EXPECT_TRUE(machine_.Store().StopAll());
 }
 
 TEST_F(SessionStoreTest, WhatAKilledStartLeftIsClearedAway) {

@@ -61,7 +61,7 @@ TEST_F(MachineSessionsTest, EndingAllSessionsWritesThemOut) {
   port_.StartSession(u"two");
   for (std::uint32_t i = 0; i < 30; ++i) port_.Write(i);
   EXPECT_EQ(ListSessions(port_.machine().machine()).size(), 2u);
-  varnel::embedded::EndAllSessions(port_.machine().machine());
+  EXPECT_TRUE(varnel::embedded::EndAllSessions(port_.machine().machine()));
   EXPECT_TRUE(ListSessions(port_.machine().machine()).empty());
   EXPECT_EQ(varnel_enabled(port_.provider()), 0);
   for (const char* name : {"one.etl", "two.etl"}) {

@@ -102,6 +102,19 @@ TEST_F(SessionTraceTest, EndsWith4201AfterEverythingWasDeliveredWhenTheSessionSt
   ExpectLines(reader.received, 0, 50);
 }
 
+TEST_F(SessionTraceTest, EndsWith4201AfterEverythingWasDeliveredWhenTheStopWasKilled) {
+  port_.StartSession(u"s");
+  Reader reader(port_, u"s");
+  for (std::uint32_t i = 0; i < 50; ++i) port_.Write(i);
+  // As a process leaves it that dies behind its first step.
+  const auto session = port_.machine().Store().FindByName(u"s");
+  session->map()->words().state.store(static_cast<std::uint32_t>(varnel::embedded::ring::SessionState::kStopping));
+  reader.Run();
+  reader.Join();
+  EXPECT_EQ(reader.result, vp::kErrorWmiInstanceNotFound);
+  ExpectLines(reader.received, 0, 50);
+}
+
 TEST_F(SessionTraceTest, EndsWithZeroAfterCloseTraceWhileItWaits) {
   port_.StartSession(u"s");
   Reader reader(port_, u"s");
