@@ -72,6 +72,13 @@ std::string PendingPath(const Machine& machine) {
   return machine.root() + "/boot.delete";
 }
 
+/// The list of pending deletions for its one user; not valid on failure, with errno.
+UniqueFd OpenLocked(const std::string& path) {
+  UniqueFd file(::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
+  if (file.get() >= 0 && ::flock(file.get(), LOCK_EX) != 0) return UniqueFd();
+  return file;
+}
+
 }  // namespace
 
 Result<std::shared_ptr<Machine>> Machine::Open(const std::string& root) {
@@ -84,6 +91,14 @@ Result<std::shared_ptr<Machine>> Machine::Open(const std::string& root) {
 }
 
 Result<std::shared_ptr<Machine>> Machine::Create(const std::string& root) {
+  auto machine = Begin(root);
+  if (!machine.ok()) return machine;
+  const auto finished = machine.value()->Finish();
+  if (!finished.ok()) return finished.error();
+  return machine;
+}
+
+Result<std::shared_ptr<Machine>> Machine::Begin(const std::string& root) {
   std::error_code error;
   if (fs::exists(root, error) && !(fs::is_directory(root, error) && fs::is_empty(root, error))) {
     return Failure(root, "exists and is not an empty folder");
@@ -95,10 +110,12 @@ Result<std::shared_ptr<Machine>> Machine::Create(const std::string& root) {
   std::shared_ptr<Machine> machine(new Machine(fs::canonical(root, error).string()));
   const auto boot = machine->WriteBoot(BootRecord{1, FileTimeNow(), HostBootId()});
   if (!boot.ok()) return boot.error();
-  // The mark comes last: a folder that was not finished is no machine.
-  const auto mark = WriteWhole(machine->root() + "/machine", kMark);
-  if (!mark.ok()) return mark.error();
   return machine;
+}
+
+Status Machine::Finish() const {
+  // The mark comes last: a folder that was not finished is no machine.
+  return WriteWhole(root_ + "/machine", kMark);
 }
 
 std::string Machine::DrivePath(char letter) const {
@@ -123,26 +140,36 @@ Status Machine::WriteBoot(const BootRecord& record) const {
 
 Status Machine::AddPendingDelete(const std::string& windows_path) const {
   const std::string path = PendingPath(*this);
-  const UniqueFd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
-  if (file.get() < 0 || ::flock(file.get(), LOCK_EX) != 0 || !WriteAll(file.get(), windows_path + "\n")) {
-    return SystemFailure(path, errno);
-  }
-  return formats::Ok();
+  const UniqueFd file = OpenLocked(path);
+  struct stat info {};
+  if (file.get() < 0 || ::fstat(file.get(), &info) != 0) return SystemFailure(path, errno);
+  if (WriteAll(file.get(), windows_path + "\n")) return formats::Ok();
+  const int error = errno;
+  // The beginning of a path names something else.
+  static_cast<void>(::ftruncate(file.get(), info.st_size) == 0);
+  return SystemFailure(path, error);
 }
 
-Result<std::vector<std::string>> Machine::TakePendingDeletes() const {
-  const std::string path = PendingPath(*this);
-  const UniqueFd file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
-  if (file.get() < 0 || ::flock(file.get(), LOCK_EX) != 0) return SystemFailure(path, errno);
-  const auto text = ReadWhole(path);
-  if (!text.ok()) return text.error();
+Result<std::vector<std::string>> Machine::PendingDeletes() const {
   std::vector<std::string> lines;
+  const auto text = ReadWhole(PendingPath(*this));
+  if (!text.ok()) return lines;
   std::istringstream in(text.value());
-  for (std::string line; std::getline(in, line);) {
+  // A last line without its end is what a killed process began to write.
+  for (std::string line; std::getline(in, line) && !in.eof();) {
     if (!line.empty()) lines.push_back(line);
   }
-  if (::ftruncate(file.get(), 0) != 0) return SystemFailure(path, errno);
   return lines;
+}
+
+Status Machine::CarryOutPendingDeletes(const std::function<void(const std::string& path)>& carry_out) const {
+  const std::string path = PendingPath(*this);
+  const UniqueFd file = OpenLocked(path);
+  if (file.get() < 0) return SystemFailure(path, errno);
+  const auto lines = PendingDeletes();
+  if (!lines.ok()) return lines.error();
+  for (const std::string& line : lines.value()) carry_out(line);
+  return ::ftruncate(file.get(), 0) == 0 ? formats::Ok() : Status(SystemFailure(path, errno));
 }
 
 std::string HostBootId() {

@@ -13,6 +13,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -36,6 +37,9 @@ class Machine {
   /// Makes the folder, its marks and an empty drive C; the layout of the drive and the registry are the tools' work.
   /// The folder must not exist or be empty.
   static formats::Result<std::shared_ptr<Machine>> Create(const std::string& root);
+  /// The same in two steps: between them the folder is filled, and is no machine yet for anybody else.
+  static formats::Result<std::shared_ptr<Machine>> Begin(const std::string& root);
+  formats::Status Finish() const;
 
   const std::string& root() const { return root_; }
   std::string DrivePath(char letter) const;  // "<root>/C"
@@ -49,8 +53,11 @@ class Machine {
 
   /// Adds a Windows path to what the next boot deletes.
   formats::Status AddPendingDelete(const std::string& windows_path) const;
-  /// Hands over the list and empties it.
-  formats::Result<std::vector<std::string>> TakePendingDeletes() const;
+  /// What the next boot deletes, in the order in which it was added.
+  formats::Result<std::vector<std::string>> PendingDeletes() const;
+  /// Hands each of them to `carry_out`, then empties the list: a boot that is killed meanwhile begins again. Nobody
+  /// adds meanwhile, so `carry_out` must not.
+  formats::Status CarryOutPendingDeletes(const std::function<void(const std::string& path)>& carry_out) const;
 
  private:
   explicit Machine(std::string root) : root_(std::move(root)) {}

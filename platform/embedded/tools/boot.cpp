@@ -14,17 +14,14 @@ using formats::Result;
 using formats::Status;
 
 Status CarryOutDeletions(const Machine& machine, const BootHooks& hooks, BootReport* report) {
-  const auto paths = machine.TakePendingDeletes();
-  if (!paths.ok()) return paths.error();
-  for (const std::string& path : paths.value()) {
+  return machine.CarryOutPendingDeletes([&](const std::string& path) {
     const std::uint32_t error = hooks.delete_path ? hooks.delete_path(path) : kErrorSuccess;
     if (error == kErrorSuccess || error == kErrorFileNotFound || error == kErrorPathNotFound) {
       report->deleted.push_back(path);
     } else {
       report->not_deleted.push_back(path + " (error " + std::to_string(error) + ")");
     }
-  }
-  return formats::Ok();
+  });
 }
 
 Status BeginBoot(const Machine& machine, BootReport* report) {

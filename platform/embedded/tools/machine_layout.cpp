@@ -155,11 +155,14 @@ Status MakeRegistry(const Machine& machine) {
 Result<std::shared_ptr<Machine>> NewMachine(const std::string& root) {
   std::error_code ignored;
   const bool was_there = fs::exists(root, ignored);
-  auto machine = Machine::Create(root);
-  if (!machine.ok()) return machine.error();
-  Status made = MakeDrive(*machine.value());
+  const bool may_be_cleared = !was_there || (fs::is_directory(root, ignored) && fs::is_empty(root, ignored));
+  auto machine = Machine::Begin(root);
+  Status made = machine.ok() ? MakeDrive(*machine.value()) : Status(machine.error());
   if (made.ok()) made = MakeRegistry(*machine.value());
+  // Whoever is killed before this line leaves a folder that is no machine.
+  if (made.ok()) made = machine.value()->Finish();
   if (made.ok()) return machine;
+  if (!may_be_cleared) return made.error();
   for (const auto& entry : fs::directory_iterator(root, ignored)) fs::remove_all(entry.path(), ignored);
   if (!was_there) fs::remove(root, ignored);
   return made.error();

@@ -50,17 +50,37 @@ TEST_F(MachineTest, CreateLeavesAFolderWithContentAlone) {
   EXPECT_FALSE(fs::exists(folder_ + "/machine"));
 }
 
-TEST_F(MachineTest, PendingDeletesAreHandedOverOnceInOrder) {
+TEST_F(MachineTest, AFolderThatIsBegunIsNoMachineUntilItIsFinished) {
+  const auto machine = Machine::Begin(folder_ + "/m");
+  ASSERT_TRUE(machine.ok());
+  EXPECT_FALSE(Machine::Open(folder_ + "/m").ok());
+  EXPECT_TRUE(machine.value()->Finish().ok());
+  EXPECT_TRUE(Machine::Open(folder_ + "/m").ok());
+}
+
+TEST_F(MachineTest, PendingDeletesAreCarriedOutOnceInOrder) {
   const auto machine = Machine::Create(folder_ + "/m");
   ASSERT_TRUE(machine.ok());
+  EXPECT_TRUE(machine.value()->PendingDeletes().value().empty());
   ASSERT_TRUE(machine.value()->AddPendingDelete("C:\\a.txt").ok());
   ASSERT_TRUE(machine.value()->AddPendingDelete("C:\\b \xC3\xA4.txt").ok());
-  const auto first = machine.value()->TakePendingDeletes();
-  ASSERT_TRUE(first.ok());
-  EXPECT_EQ(first.value(), (std::vector<std::string>{"C:\\a.txt", "C:\\b \xC3\xA4.txt"}));
-  const auto second = machine.value()->TakePendingDeletes();
-  ASSERT_TRUE(second.ok());
-  EXPECT_TRUE(second.value().empty());
+  std::vector<std::string> carried_out;
+  const auto carry_out = [&](const std::string& path) {
+    EXPECT_EQ(machine.value()->PendingDeletes().value().size(), 2u) << "they stay until all are carried out";
+    carried_out.push_back(path);
+  };
+  ASSERT_TRUE(machine.value()->CarryOutPendingDeletes(carry_out).ok());
+  EXPECT_EQ(carried_out, (std::vector<std::string>{"C:\\a.txt", "C:\\b \xC3\xA4.txt"}));
+  ASSERT_TRUE(machine.value()->CarryOutPendingDeletes(carry_out).ok());
+  EXPECT_EQ(carried_out.size(), 2u);
+}
+
+TEST_F(MachineTest, ThePathThatAKilledProcessBeganToAddIsNotDeleted) {
+  const auto machine = Machine::Create(folder_ + "/m");
+  ASSERT_TRUE(machine.ok());
+  ASSERT_TRUE(machine.value()->AddPendingDelete("C:\\a").ok());
+  std::ofstream(folder_ + "/m/boot.delete", std::ios::app) << "C:\\Win";
+  EXPECT_EQ(machine.value()->PendingDeletes().value(), (std::vector<std::string>{"C:\\a"}));
 }
 
 TEST_F(MachineTest, ADamagedBootRecordIsAnErrorThatNamesTheFile) {

@@ -16,7 +16,7 @@ class FileOperations : public MachineFixture {
     opener_ = std::make_unique<FileOpener>(machine_);
   }
   std::vector<std::string> Pending() {
-    auto lines = machine_->TakePendingDeletes();
+    auto lines = machine_->PendingDeletes();
     EXPECT_TRUE(lines.ok());
     return lines.value();
   }

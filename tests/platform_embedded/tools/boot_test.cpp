@@ -1,5 +1,9 @@
 #include "platform/embedded/tools/boot.h"
 
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include "machine_fixture.h"
 #include "platform/embedded/core/attachment.h"
 
@@ -66,7 +70,29 @@ TEST_F(BootTest, SessionsThatDoNotEndKeepTheMachineInItsBoot) {
   hooks_.end_sessions = [](const std::shared_ptr<Machine>&) { return formats::Status(formats::Error{"no"}); };
   EXPECT_FALSE(BootMachine(machine_, hooks_).ok());
   EXPECT_EQ(machine_->ReadBoot().value().number, 1u);
-  EXPECT_EQ(machine_->TakePendingDeletes().value().size(), 1u);
+  EXPECT_EQ(machine_->PendingDeletes().value().size(), 1u);
+}
+
+TEST_F(BootTest, DeletionsOfABootThatIsKilledAreCarriedOutByTheNext) {
+  ASSERT_TRUE(machine_->AddPendingDelete("C:\\a").ok());
+  ASSERT_TRUE(machine_->AddPendingDelete("C:\\b").ok());
+  const pid_t child = ::fork();
+  if (child == 0) {
+    hooks_.delete_path = [](const std::string& path) -> std::uint32_t {
+      if (path == "C:\\b") ::raise(SIGKILL);
+      return 0;
+    };
+    static_cast<void>(BootMachine(machine_, hooks_));
+    ::_exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(machine_->ReadBoot().value().number, 1u);
+  const auto report = BootMachine(machine_, hooks_);
+  ASSERT_TRUE(report.ok());
+  EXPECT_EQ(report.value().deleted, (std::vector<std::string>{"C:\\a", "C:\\b"}));
+  EXPECT_TRUE(machine_->PendingDeletes().value().empty());
 }
 
 TEST_F(BootTest, DeletionsAreCarriedOutOnceAndFailuresAreTold) {

@@ -1,6 +1,10 @@
 #include "platform/embedded/tools/machine_layout.h"
 
+#include <signal.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <iterator>
@@ -89,6 +93,24 @@ TEST_F(MachineLayoutTest, AMachineThatCannotBeFinishedIsRemovedAgain) {
   EXPECT_FALSE(made.ok());
   EXPECT_FALSE(fs::exists(small + "/m"));
   EXPECT_EQ(::umount2(small.c_str(), MNT_DETACH), 0);
+}
+
+TEST_F(MachineLayoutTest, AMachineWhoseMakingIsKilledIsNone) {
+  const std::string root = folder_ + "/m";
+  const pid_t child = ::fork();
+  if (child == 0) {
+    // The registry's store grows beyond what a file may have, and the signal ends the process there.
+    const rlimit largest = {4096, 4096};
+    ::setrlimit(RLIMIT_FSIZE, &largest);
+    ::signal(SIGXFSZ, SIG_DFL);
+    static_cast<void>(NewMachine(root));
+    ::_exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_TRUE(fs::exists(root + "/C/Windows/System32/kernel32.dll"));
+  EXPECT_FALSE(Machine::Open(root).ok());
 }
 
 TEST_F(MachineLayoutTest, AnEmptyFolderBecomesAMachine) {
