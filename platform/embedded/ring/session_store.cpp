@@ -195,6 +195,7 @@ std::unique_ptr<EnableTable> SessionStore::LookAtEnables() const {
 }
 
 void SessionStore::SweepLocked(EnableTable& table) const {
+  bool sees_all = true;
   for (const auto& name : Entries(folder_)) {
     const std::string path = folder_ + "/" + name;
     if (name.starts_with(".new-") || name.starts_with(".gone-")) RemoveFolder(path);
@@ -202,7 +203,10 @@ void SessionStore::SweepLocked(EnableTable& table) const {
     if (id == 0) continue;
     errno = 0;
     auto session = Session::Open(path);
-    if (!session.ok() && IsOwnShortage(errno)) continue;
+    if (!session.ok() && IsOwnShortage(errno)) {
+      sees_all = false;
+      continue;
+    }
     if (session.ok() && IsOfThisBoot(session.value()->map()->constants())) {
       // One that a killed process was stopping is stopped for good.
       if (!session.value()->running()) StopLocked(table, *session.value());
@@ -215,7 +219,7 @@ void SessionStore::SweepLocked(EnableTable& table) const {
     }
     RemoveFolder(path);
   }
-  table.KeepSessions(RunningIds());
+  if (sees_all) table.KeepSessions(RunningIds());
 }
 
 void SessionStore::SetClock(EnableTable& table, SessionConstants* constants) const {
