@@ -55,9 +55,9 @@ class KeyTree {
 
   /// 2 when there is no such value.
   std::uint32_t FindValue(KeyId id, std::u16string_view name, RecordPlace* place, ValueRecord* record);
-  /// Sets a value: a present one keeps its name and its place in the order.
+  /// Sets a value: a present one keeps its name and its place in the order. `where` may be null.
   std::uint32_t SetValue(const KeyRef& key, std::u16string_view name, std::uint32_t type,
-                         std::span<const std::byte> data);
+                         std::span<const std::byte> data, RecordPlace* where = nullptr);
   std::uint32_t DeleteValue(KeyId id, std::u16string_view name);
 
   /// In the order of their upper-cased names.

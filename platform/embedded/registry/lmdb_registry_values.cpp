@@ -102,9 +102,7 @@ std::uint32_t LmdbRegistry::RegSetValueExW(HKEY handle, const char16_t* name, st
     if (data == nullptr && data_size != 0) return kErrorNoAccess;
     if (data_size > kMaxValueData) return kErrorNoSystemResources;
     const std::span bytes(static_cast<const std::byte*>(data), data_size);
-    return key->store().Write([&](Transaction& change) {
-      return KeyTree(&change, key->store().hash()).SetValue(key->ref(), text, type, bytes);
-    });
+    return key->store().SetValue(key->ref(), text, type, bytes, &key->bindings);
   });
 }
 

@@ -33,6 +33,7 @@ class RegistryKey : public Object {
   std::mutex listing_mutex;
   Listing<NamedPlace> sub_keys;  // guarded by listing_mutex
   Listing<RecordPlace> values;   // guarded by listing_mutex
+  ValueBindings bindings;        // the store's own matter, guarded by the lock of its cells
 
  private:
   const std::shared_ptr<RegistryStore> store_;

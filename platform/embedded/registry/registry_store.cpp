@@ -46,6 +46,16 @@ StoreOptions Completed(StoreOptions options) {
   return options;
 }
 
+std::uint32_t ReadStoreRecord(Transaction& view, StoreRecord* store) {
+  std::span<const std::byte> bytes;
+  const std::uint32_t found = view.Get(StoreRecord::Place(), &bytes);
+  if (found != kErrorSuccess) return found;
+  const auto parsed = StoreRecord::Parse(bytes);
+  if (!parsed) return kErrorRegistryCorrupt;
+  *store = *parsed;
+  return kErrorSuccess;
+}
+
 // Tells, record by record in their order, what lasts: a key's record comes before those that stand under it.
 class VolatileKeys {
  public:
@@ -83,7 +93,9 @@ std::uint32_t RegistryStore::OpenLocked() {
   if (failed != 0) return ResultOf(failed);
   failed = lock_.TryLock(kOpenByte, FileLock::Mode::kExclusive);
   std::uint32_t result = failed == 0 ? OpenAlone() : failed == EAGAIN ? OpenEnvironment(false) : ResultOf(failed);
+  if (result == kErrorSuccess && failed == EAGAIN) result = OpenCells(false);
   if (result == kErrorSuccess) result = ResultOf(lock_.Lock(kOpenByte, FileLock::Mode::kShared));
+  if (result != kErrorSuccess) environment_.reset();
   lock_.Unlock(kOpeningByte);
   return result;
 }
@@ -92,7 +104,7 @@ std::uint32_t RegistryStore::OpenLocked() {
 std::uint32_t RegistryStore::OpenAlone() {
   const std::string host = ReadText(folder_ + "/host");
   if (host == options_.host_boot_id && OpenEnvironment(true) == kErrorSuccess && CheckAll() == kErrorSuccess) {
-    return kErrorSuccess;
+    return OpenCells(true);
   }
   environment_.reset();
   const bool has_copy = fs::exists(CopyPath(folder_));
@@ -104,25 +116,31 @@ std::uint32_t RegistryStore::OpenAlone() {
   std::uint32_t result = RemoveStoreFiles();
   if (result == kErrorSuccess) result = OpenEnvironment(true);
   if (result == kErrorSuccess) result = has_copy ? RebuildFrom(copy.value()) : BuildNew();
-  if (result == kErrorSuccess) result = RecordHost();
-  if (result != kErrorSuccess) environment_.reset();
-  return result;
+  if (result == kErrorSuccess) result = OpenCells(true);
+  return result == kErrorSuccess ? RecordHost() : result;
 }
 
 std::uint32_t RegistryStore::OpenEnvironment(bool alone) {
   return StoreEnvironment::Open(folder_ + "/store", options_.map, alone, &environment_);
 }
 
+std::uint32_t RegistryStore::OpenCells(bool alone) {
+  StoreRecord store;
+  const std::uint32_t result = View([&](Transaction& view) { return ReadStoreRecord(view, &store); });
+  return result == kErrorSuccess ? cells_.Open(folder_ + "/cells", store.epoch, alone) : result;
+}
+
 // Reads every record once, so that a store that was damaged from outside is noticed before anyone builds on it.
 std::uint32_t RegistryStore::CheckAll() {
-  return Read([&](Transaction& view) -> std::uint32_t {
+  return View([&](Transaction& view) -> std::uint32_t {
     KeyTree tree(&view, options_.hash);
     return tree.CheckAll();
   });
 }
 
 std::uint32_t RegistryStore::RemoveStoreFiles() {
-  for (const char* name : {"/store/data.mdb", "/store/lock.mdb"}) {
+  // The cells first: what is in them is of the store that goes.
+  for (const char* name : {"/cells", "/store/data.mdb", "/store/lock.mdb"}) {
     if (::unlink((folder_ + name).c_str()) != 0 && errno != ENOENT) return ResultOf(errno);
   }
   return kErrorSuccess;
@@ -137,7 +155,7 @@ std::uint32_t RegistryStore::PutStoreRecord(Transaction& transaction, const Stor
 }
 
 std::uint32_t RegistryStore::RebuildFrom(const RegistryCopy& copy) {
-  return Write([&](Transaction& transaction) -> std::uint32_t {
+  return Change([&](Transaction& transaction) -> std::uint32_t {
     StoreRecord store = copy.store;
     ++store.epoch;
     std::uint32_t result = PutStoreRecord(transaction, store);
@@ -152,7 +170,7 @@ std::uint32_t RegistryStore::RebuildFrom(const RegistryCopy& copy) {
 }
 
 std::uint32_t RegistryStore::BuildNew() {
-  std::uint32_t result = Write([&](Transaction& transaction) -> std::uint32_t {
+  std::uint32_t result = Change([&](Transaction& transaction) -> std::uint32_t {
     const std::uint32_t put = PutStoreRecord(transaction, StoreRecord{1, kFirstOrdinaryKey});
     KeyTree tree(&transaction, options_.hash);
     return put != kErrorSuccess ? put : tree.CreateRoots();
@@ -182,12 +200,9 @@ std::uint32_t RegistryStore::Flush() {
   if (failed != 0) return ResultOf(failed);
   // The view begins under the lock: so a later writer's copy never holds less than an earlier one's.
   const std::uint32_t result = Read([&](Transaction& view) -> std::uint32_t {
-    std::span<const std::byte> bytes;
-    const std::uint32_t found = view.Get(StoreRecord::Place(), &bytes);
-    if (found != kErrorSuccess) return found;
-    const auto store = StoreRecord::Parse(bytes);
-    if (!store) return kErrorRegistryCorrupt;
-    return WriteCopy(view, CopyHeader{store->epoch, view.id(), FileTimeNow()});
+    StoreRecord store;
+    const std::uint32_t found = ReadStoreRecord(view, &store);
+    return found == kErrorSuccess ? WriteCopy(view, CopyHeader{store.epoch, view.id(), FileTimeNow()}) : found;
   });
   copy_lock_.Unlock(kCopyByte);
   next_copy_ = SteadyMilliseconds() + options_.copy_interval.count();

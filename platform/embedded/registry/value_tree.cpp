@@ -23,7 +23,7 @@ std::uint32_t KeyTree::FindValue(KeyId id, std::u16string_view name, RecordPlace
 }
 
 std::uint32_t KeyTree::SetValue(const KeyRef& key, std::u16string_view name, std::uint32_t type,
-                                std::span<const std::byte> data) {
+                                std::span<const std::byte> data, RecordPlace* where) {
   KeyRecord owner;
   std::uint32_t result = ReadKey(key, &owner);
   if (result != kErrorSuccess) return result;
@@ -49,6 +49,7 @@ std::uint32_t KeyTree::SetValue(const KeyRef& key, std::u16string_view name, std
   std::byte* room = nullptr;
   result = transaction_->Put(place, ValueRecord::EncodedSize(name.size(), data.size()), &room);
   if (result == kErrorSuccess) record.Encode(name, room);
+  if (where != nullptr) *where = place;
   return result;
 }
 

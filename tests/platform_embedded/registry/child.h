@@ -53,6 +53,10 @@ class Child {
     }
     return "";
   }
+  void Tell(const std::string& line) {
+    const std::string bytes = line + "\n";
+    if (::write(in_, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) std::abort();
+  }
   void Kill() {
     ::kill(process_, SIGKILL);
     Wait();

@@ -5,16 +5,30 @@
 //   registry_child FOLDER HOST_BOOT large BYTES   sets "large" of SOFTWARE\Child
 //   registry_child FOLDER HOST_BOOT fill BYTES    adds values of 10000 bytes while files may grow to BYTES only
 //   registry_child FOLDER HOST_BOOT delete        deletes SOFTWARE\Child
+//   registry_child FOLDER HOST_BOOT spin FILE     sets "v" of SOFTWARE\Child to 1, 2, ..., each as three numbers of 64
+//                                                 bits, for ever; the last accepted one stands in FILE
+//   registry_child FOLDER HOST_BOOT serve         does what its input says, a result for each line:
+//                                                   open | set HANDLE NAME TYPE DATA | delete HANDLE NAME | get HANDLE
+//                                                   NAME
+//   registry_child FOLDER HOST_BOOT drain STEP    sets "v" to "2" in its cell, then deletes "other" and is killed at
+//   that
+//                                                 step (0 to 3) of the drain before
 //   registry_child FOLDER HOST_BOOT readers N     opens N views at once and waits for its end
 //
 // Every command but "readers" uses the port and prints each result that is not 0. A line is written before the next
 // call is made, so a reader knows what was accepted. It ends by exit, with the registry still open.
+#include <fcntl.h>
 #include <lmdb.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -34,6 +48,10 @@ class Child {
  public:
   Child(const std::string& folder, const std::string& host) {
     options_.host_boot_id = host;
+    options_.at_drain = [](DrainStep step) -> std::uint32_t {
+      if (static_cast<int>(step) == die_at) ::kill(::getpid(), SIGKILL);
+      return 0;
+    };
     folder_ = folder;
     // Left open, and reachable to the last: the process's end is its close.
     static LmdbRegistry* const left_open = new LmdbRegistry(folder, options_);
@@ -47,6 +65,9 @@ class Child {
     if (command == "count") return Count(std::stoul(arguments[0]));
     if (command == "add") return Add(arguments[0], std::stoul(arguments[1]));
     if (command == "large") return Set(u"large", std::string(std::stoul(arguments[0]), 'L')) == 0 ? 0 : 1;
+    if (command == "spin") return Spin(arguments[0]);
+    if (command == "serve") return Serve();
+    if (command == "drain") return DieInDrain(std::stoi(arguments[0]));
     if (command == "fill") return Fill(std::stoul(arguments[0]));
     return 64;
   }
@@ -75,6 +96,57 @@ class Child {
     return 0;
   }
 
+  int Spin(const std::string& path) const {
+    const int file = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+    void* const memory = ::mmap(nullptr, 8, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    if (memory == MAP_FAILED) return 3;
+    auto* const accepted = static_cast<std::atomic<std::uint64_t>*>(memory);
+    for (std::uint64_t i = *accepted + 1;; ++i) {
+      const std::uint64_t record[3] = {i, i, i};
+      if (registry_->RegSetValueExW(key_, u"v", kRegBinary, record, sizeof record) != 0) return 1;
+      accepted->store(i);
+    }
+  }
+
+  int Serve() const {
+    HKEY keys[3] = {};
+    for (std::string line; std::getline(std::cin, line);) {
+      std::istringstream in(line);
+      std::string command, name, data;
+      unsigned handle = 0;
+      std::uint32_t type = 0;
+      std::uint32_t result = 0;
+      in >> command >> handle >> name >> type >> data;
+      const std::u16string wide(name.begin(), name.end());
+      std::string answer;
+      if (command == "open") {
+        for (HKEY& key : keys) {
+          if (key != nullptr) registry_->RegCloseKey(key);
+          result |= registry_->RegCreateKeyExW(kHkeyLocalMachine, u"SOFTWARE\\Child", 0, 0x2001F, &key, nullptr);
+        }
+      } else if (command == "set") {
+        result = registry_->RegSetValueExW(keys[handle], wide.c_str(), type, data.data(),
+                                           static_cast<std::uint32_t>(data.size()));
+      } else if (command == "delete") {
+        result = registry_->RegDeleteValueW(keys[handle], wide.c_str());
+      } else {
+        char room[256];
+        std::uint32_t size = sizeof room;
+        result = registry_->RegQueryValueExW(keys[handle], wide.c_str(), &type, room, &size);
+        if (result == 0) answer = " " + std::to_string(type) + " " + std::string(room, size);
+      }
+      Say(std::to_string(result) + answer);
+    }
+    return 0;
+  }
+
+  int DieInDrain(int step) {
+    if (Set(u"other", "x") != 0 || Set(u"v", "1") != 0 || Set(u"v", "2") != 0) return 1;
+    die_at = step;
+    registry_->RegDeleteValueW(key_, u"other");
+    return 3;
+  }
+
   int Fill(unsigned long limit) {
     std::signal(SIGXFSZ, SIG_IGN);
     const rlimit file_size{limit, limit};
@@ -99,6 +171,8 @@ class Child {
     std::getchar();
     return 0;
   }
+
+  static inline int die_at = -1;
 
   std::string folder_;
   StoreOptions options_;
