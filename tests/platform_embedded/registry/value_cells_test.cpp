@@ -151,6 +151,14 @@ TEST_F(ValueCellsTest, ASlotThatWasHalfWrittenDoesNotCount) {
   EXPECT_EQ(DirtyData(*Open()), "two");
 }
 
+TEST_F(ValueCellsTest, APutNeverTouchesTheDataThatCounts) {
+  LeaveDirty();
+  const std::string bytes = ReadFile();
+  // Whichever of the two a kill leaves as the one that counts, it is whole.
+  EXPECT_NE(bytes.find("one"), std::string::npos);
+  EXPECT_NE(bytes.find("two"), std::string::npos);
+}
+
 TEST_F(ValueCellsTest, CellsOfAnotherStoreAreDiscarded) {
   LeaveDirty();
   EXPECT_FALSE(Open(2)->is_dirty());
