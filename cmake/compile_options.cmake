@@ -13,3 +13,10 @@ if(VARNEL_SANITIZE)
   add_compile_options(-fsanitize=${VARNEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${VARNEL_SANITIZE})
 endif()
+
+if(WIN32)
+  # Only the system's own DLLs beside a program; loaded anywhere in the whole address space, with data never run; no
+  # references that the start-up code would have to patch in the code; the same bytes from each build.
+  add_link_options(-static -Wl,--dynamicbase,--high-entropy-va,--nxcompat,--disable-auto-import
+    -Wl,--no-insert-timestamp -Wl,--strip-all)
+endif()

@@ -1,5 +1,10 @@
-# What the distribution gives. tools/setup installs the packages by name.
+# What the distribution gives. tools/setup installs the packages by name. For Windows there are no such packages, so that
+# the module's two libraries are compiled from the distribution's source packages.
 find_package(Threads REQUIRED)
+if(WIN32)
+  include(cmake/source_packages.cmake)
+  return()
+endif()
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(CJSON REQUIRED IMPORTED_TARGET libcjson)
 pkg_check_modules(TINYXML2 REQUIRED IMPORTED_TARGET tinyxml2)
