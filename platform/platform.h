@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/crypto.h"
+#include "platform/eventlog.h"
 #include "platform/files.h"
 #include "platform/registry.h"
 #include "platform/system.h"
@@ -21,6 +22,7 @@ struct Platform {
   Tdh* tdh = nullptr;
   Crypto* crypto = nullptr;
   System* system = nullptr;
+  EventLog* event_log = nullptr;
 };
 
 /// The linked platform's record. Usable from load constructors, never destroyed.
@@ -61,6 +63,9 @@ inline Crypto& CryptoPort() {
 }
 inline System& SystemPort() {
   return *CurrentPlatform().system;
+}
+inline EventLog& EventLogPort() {
+  return *CurrentPlatform().event_log;
 }
 
 }  // namespace varnel::platform

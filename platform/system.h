@@ -36,6 +36,8 @@ class System {
   virtual std::uint32_t SetErrorMode(std::uint32_t mode) = 0;
 
   virtual void GetSystemTimeAsFileTime(FILETIME* time) = 0;
+  /// The same clock in its finest resolution.
+  virtual void GetSystemTimePreciseAsFileTime(FILETIME* time) = 0;
   /// False for a time above 0x7FFFFFFFFFFFFFFF.
   virtual bool FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* result) = 0;
   virtual bool SystemTimeToFileTime(const SYSTEMTIME* time, FILETIME* result) = 0;

@@ -86,9 +86,12 @@ inline constexpr std::uint32_t kErrorNoUnicodeTranslation = 1113;
 inline constexpr std::uint32_t kErrorNotFound = 1168;
 inline constexpr std::uint32_t kErrorCancelled = 1223;
 inline constexpr std::uint32_t kErrorNoSystemResources = 1450;
+inline constexpr std::uint32_t kErrorTimeout = 1460;
 inline constexpr std::uint32_t kErrorXmlParseError = 1465;
 inline constexpr std::uint32_t kErrorWmiInstanceNotFound = 4201;
 inline constexpr std::uint32_t kErrorCtxClosePending = 7007;
+inline constexpr std::uint32_t kErrorEvtInvalidQuery = 15001;
 inline constexpr std::uint32_t kErrorEvtInvalidEventData = 15005;
+inline constexpr std::uint32_t kErrorEvtChannelNotFound = 15007;
 
 }  // namespace varnel::platform

@@ -65,7 +65,8 @@ EmbeddedPlatform::EmbeddedPlatform(std::shared_ptr<Machine> machine)
     tdh_ = std::make_unique<NullTdh>();
     trace_ = std::make_unique<NullTrace>();
   }
-  record_ = {registry_.get(), &files_, &threads_, trace_.get(), tdh_.get(), &crypto_, &system_};
+  event_log_ = std::make_unique<NullEventLog>();
+  record_ = {registry_.get(), &files_, &threads_, trace_.get(), tdh_.get(), &crypto_, &system_, event_log_.get()};
 }
 
 EmbeddedPlatform::~EmbeddedPlatform() = default;

@@ -25,7 +25,7 @@ class EmbeddedPlatform {
   static formats::Result<std::unique_ptr<EmbeddedPlatform>> Open(const std::string& root);
 
   /// The ports without a machine: threads, crypto and what the system port does by itself work, every path is missing
-  /// (3), and the registry, traces and manifests answer 50.
+  /// (3), and the registry, traces, manifests and event log answer 50.
   static std::unique_ptr<EmbeddedPlatform> WithoutMachine();
 
   ~EmbeddedPlatform();
@@ -52,6 +52,7 @@ class EmbeddedPlatform {
   std::unique_ptr<platform::Registry> registry_;
   std::unique_ptr<platform::Trace> trace_;
   std::unique_ptr<platform::Tdh> tdh_;
+  std::unique_ptr<platform::EventLog> event_log_;
   platform::Platform record_;
 };
 

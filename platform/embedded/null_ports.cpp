@@ -112,4 +112,26 @@ std::uint32_t NullTdh::TdhGetProperty(const platform::EVENT_RECORD*, std::uint32
   return kErrorNotSupported;
 }
 
+platform::EVT_HANDLE NullEventLog::EvtQuery(platform::EVT_HANDLE, const char16_t*, const char16_t*, std::uint32_t) {
+  SetLastError(kErrorNotSupported);
+  return nullptr;
+}
+
+bool NullEventLog::EvtNext(platform::EVT_HANDLE, std::uint32_t, platform::EVT_HANDLE*, std::uint32_t, std::uint32_t,
+                           std::uint32_t*) {
+  SetLastError(kErrorNotSupported);
+  return false;
+}
+
+bool NullEventLog::EvtRender(platform::EVT_HANDLE, platform::EVT_HANDLE, std::uint32_t, std::uint32_t, void*,
+                             std::uint32_t*, std::uint32_t*) {
+  SetLastError(kErrorNotSupported);
+  return false;
+}
+
+bool NullEventLog::EvtClose(platform::EVT_HANDLE) {
+  SetLastError(kErrorNotSupported);
+  return false;
+}
+
 }  // namespace varnel::embedded

@@ -1,7 +1,9 @@
 // Ports that a machine does not have: each call answers kErrorNotSupported, and what would be a count or a handle is
-// none. They stand in for the registry, the traces and their decoding where there is no machine. Stateless.
+// none. They stand in for the registry, the traces and their decoding where there is no machine, and for an event log.
+// Stateless.
 #pragma once
 
+#include "platform/eventlog.h"
 #include "platform/registry.h"
 #include "platform/tdh.h"
 #include "platform/trace.h"
@@ -50,6 +52,16 @@ class NullTdh : public platform::Tdh {
                                    const platform::PROPERTY_DATA_DESCRIPTOR*, std::uint32_t*) override;
   std::uint32_t TdhGetProperty(const platform::EVENT_RECORD*, std::uint32_t, const platform::PROPERTY_DATA_DESCRIPTOR*,
                                std::uint32_t, std::uint8_t*) override;
+};
+
+class NullEventLog : public platform::EventLog {
+ public:
+  platform::EVT_HANDLE EvtQuery(platform::EVT_HANDLE, const char16_t*, const char16_t*, std::uint32_t) override;
+  bool EvtNext(platform::EVT_HANDLE, std::uint32_t, platform::EVT_HANDLE*, std::uint32_t, std::uint32_t,
+               std::uint32_t*) override;
+  bool EvtRender(platform::EVT_HANDLE, platform::EVT_HANDLE, std::uint32_t, std::uint32_t, void*, std::uint32_t*,
+                 std::uint32_t*) override;
+  bool EvtClose(platform::EVT_HANDLE) override;
 };
 
 }  // namespace varnel::embedded

@@ -62,6 +62,10 @@ void Win32System::GetSystemTimeAsFileTime(FILETIME* time) {
   ::GetSystemTimeAsFileTime(Across<::FILETIME>(time));
 }
 
+void Win32System::GetSystemTimePreciseAsFileTime(FILETIME* time) {
+  ::GetSystemTimePreciseAsFileTime(Across<::FILETIME>(time));
+}
+
 bool Win32System::FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* result) {
   return ::FileTimeToSystemTime(Across<::FILETIME>(time), Across<::SYSTEMTIME>(result)) != 0;
 }

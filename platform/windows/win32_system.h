@@ -26,6 +26,7 @@ class Win32System final : public platform::System {
   bool FreeLibrary(HMODULE module) override;
   std::uint32_t SetErrorMode(std::uint32_t mode) override;
   void GetSystemTimeAsFileTime(FILETIME* time) override;
+  void GetSystemTimePreciseAsFileTime(FILETIME* time) override;
   bool FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* result) override;
   bool SystemTimeToFileTime(const SYSTEMTIME* time, FILETIME* result) override;
   bool SystemTimeToTzSpecificLocalTime(const TIME_ZONE_INFORMATION* zone, const SYSTEMTIME* universal,

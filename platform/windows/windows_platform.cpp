@@ -4,6 +4,7 @@
 #include "platform/platform.h"
 #include "platform/windows/etw_trace.h"
 #include "platform/windows/win32_crypto.h"
+#include "platform/windows/win32_event_log.h"
 #include "platform/windows/win32_files.h"
 #include "platform/windows/win32_registry.h"
 #include "platform/windows/win32_system.h"
@@ -21,7 +22,8 @@ struct Ports {
   Win32Tdh tdh;
   Win32Crypto crypto;
   Win32System system;
-  platform::Platform record{&registry, &files, &threads, &trace, &tdh, &crypto, &system};
+  Win32EventLog event_log;
+  platform::Platform record{&registry, &files, &threads, &trace, &tdh, &crypto, &system, &event_log};
 };
 
 }  // namespace

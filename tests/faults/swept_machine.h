@@ -103,7 +103,8 @@ class SweptMachine {
   FaultyTdh tdh_{&platform.tdh, &plan};
   FaultyCrypto crypto_{&platform.crypto, &plan};
   SweptSystem system_{&platform.system, &plan};
-  platform::Platform ports_{&registry_, &files_, &threads_, &trace_, &tdh_, &crypto_, &system_};
+  FaultyEventLog event_log_{&platform.event_log, &plan};
+  platform::Platform ports_{&registry_, &files_, &threads_, &trace_, &tdh_, &crypto_, &system_, &event_log_};
   platform::ScopedPlatform in_force_{&ports_};
 };
 

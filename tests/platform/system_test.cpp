@@ -124,6 +124,9 @@ TEST(Libraries, TheSystemsOwnIsLoadedByItsBareNameAndGivesThePreciseClock) {
   SystemPort().GetSystemTimeAsFileTime(&coarse);
   const std::int64_t apart = static_cast<std::int64_t>(ToUint64(coarse) - ToUint64(precise));
   EXPECT_LT(std::abs(apart), 60ll * 10000000);
+  FILETIME direct{};
+  SystemPort().GetSystemTimePreciseAsFileTime(&direct);
+  EXPECT_LT(std::abs(static_cast<std::int64_t>(ToUint64(direct) - ToUint64(precise))), 60ll * 10000000);
   EXPECT_TRUE(SystemPort().FreeLibrary(library));
 }
 

@@ -45,5 +45,18 @@ TEST(NullPorts, EveryCallOfTheTraceDataHelperIsNotSupported) {
   EXPECT_EQ(tdh.TdhGetProperty(nullptr, 0, nullptr, 0, nullptr), kErrorNotSupported);
 }
 
+TEST(NullPorts, EveryCallOfTheEventLogIsNotSupported) {
+  NullEventLog log;
+  const auto not_supported = [](bool answer) {
+    const std::uint32_t error = LastError();
+    SetLastError(0);
+    return !answer && error == kErrorNotSupported;
+  };
+  EXPECT_TRUE(not_supported(log.EvtQuery(nullptr, nullptr, nullptr, 0) != nullptr));
+  EXPECT_TRUE(not_supported(log.EvtNext(nullptr, 0, nullptr, 0, 0, nullptr)));
+  EXPECT_TRUE(not_supported(log.EvtRender(nullptr, nullptr, 0, 0, nullptr, nullptr, nullptr)));
+  EXPECT_TRUE(not_supported(log.EvtClose(nullptr)));
+}
+
 }  // namespace
 }  // namespace varnel::embedded

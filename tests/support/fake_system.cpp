@@ -218,6 +218,10 @@ void FakeSystem::GetSystemTimeAsFileTime(platform::FILETIME* time) {
   *time = platform::ToFileTime(Now());
 }
 
+void FakeSystem::GetSystemTimePreciseAsFileTime(platform::FILETIME* time) {
+  *time = platform::ToFileTime(Now());
+}
+
 bool FakeSystem::FileTimeToSystemTime(const platform::FILETIME* time, platform::SYSTEMTIME* result) {
   return CivilFromFileTime(platform::ToUint64(*time), result) || FailWith(platform::kErrorInvalidParameter);
 }

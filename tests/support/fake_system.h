@@ -63,6 +63,7 @@ class FakeSystem : public platform::System {
   bool FreeLibrary(platform::HMODULE module) override;
   std::uint32_t SetErrorMode(std::uint32_t mode) override;
   void GetSystemTimeAsFileTime(platform::FILETIME* time) override;
+  void GetSystemTimePreciseAsFileTime(platform::FILETIME* time) override;
   bool FileTimeToSystemTime(const platform::FILETIME* time, platform::SYSTEMTIME* result) override;
   bool SystemTimeToFileTime(const platform::SYSTEMTIME* time, platform::FILETIME* result) override;
   bool SystemTimeToTzSpecificLocalTime(const platform::TIME_ZONE_INFORMATION* zone,

@@ -354,6 +354,9 @@ class FaultySystem : public FaultyPort<platform::System> {
   void GetSystemTimeAsFileTime(platform::FILETIME* time) override {
     if (!plan_->Called("GetSystemTimeAsFileTime")) port_->GetSystemTimeAsFileTime(time);
   }
+  void GetSystemTimePreciseAsFileTime(platform::FILETIME* time) override {
+    if (!plan_->Called("GetSystemTimePreciseAsFileTime")) port_->GetSystemTimePreciseAsFileTime(time);
+  }
   bool FileTimeToSystemTime(const platform::FILETIME* time, platform::SYSTEMTIME* result) override {
     return Told("FileTimeToSystemTime", false, [&] { return port_->FileTimeToSystemTime(time, result); });
   }
@@ -421,6 +424,29 @@ class FaultySystem : public FaultyPort<platform::System> {
   }
 };
 
+class FaultyEventLog : public FaultyPort<platform::EventLog> {
+ public:
+  using FaultyPort::FaultyPort;
+
+  platform::EVT_HANDLE EvtQuery(platform::EVT_HANDLE session, const char16_t* path, const char16_t* query,
+                                std::uint32_t flags) override {
+    return Told("EvtQuery", nullptr, [&] { return port_->EvtQuery(session, path, query, flags); });
+  }
+  bool EvtNext(platform::EVT_HANDLE result_set, std::uint32_t count, platform::EVT_HANDLE* events,
+               std::uint32_t timeout_ms, std::uint32_t flags, std::uint32_t* returned) override {
+    return Told("EvtNext", false,
+                [&] { return port_->EvtNext(result_set, count, events, timeout_ms, flags, returned); });
+  }
+  bool EvtRender(platform::EVT_HANDLE context, platform::EVT_HANDLE event, std::uint32_t flags,
+                 std::uint32_t buffer_size, void* buffer, std::uint32_t* used, std::uint32_t* property_count) override {
+    return Told("EvtRender", false,
+                [&] { return port_->EvtRender(context, event, flags, buffer_size, buffer, used, property_count); });
+  }
+  bool EvtClose(platform::EVT_HANDLE object) override {
+    return Told("EvtClose", false, [&] { return port_->EvtClose(object); });
+  }
+};
+
 /// All ports of a platform decorated with one plan, in force for its scope.
 class FaultyPlatform {
  public:
@@ -431,7 +457,8 @@ class FaultyPlatform {
         trace_(below.trace, plan),
         tdh_(below.tdh, plan),
         crypto_(below.crypto, plan),
-        system_(below.system, plan) {}
+        system_(below.system, plan),
+        event_log_(below.event_log, plan) {}
   FaultyPlatform(const FaultyPlatform&) = delete;
   FaultyPlatform& operator=(const FaultyPlatform&) = delete;
 
@@ -443,7 +470,8 @@ class FaultyPlatform {
   FaultyTdh tdh_;
   FaultyCrypto crypto_;
   FaultySystem system_;
-  platform::Platform ports_{&registry_, &files_, &threads_, &trace_, &tdh_, &crypto_, &system_};
+  FaultyEventLog event_log_;
+  platform::Platform ports_{&registry_, &files_, &threads_, &trace_, &tdh_, &crypto_, &system_, &event_log_};
   platform::ScopedPlatform in_force_{&ports_};
 };
 

@@ -4,6 +4,7 @@
 
 #include "platform/platform.h"
 #include "tests/support/fake_crypto.h"
+#include "tests/support/fake_event_log.h"
 #include "tests/support/fake_files.h"
 #include "tests/support/fake_handles.h"
 #include "tests/support/fake_registry.h"
@@ -30,7 +31,8 @@ class ScriptedPlatform {
   FakeTdh tdh;
   FakeCrypto crypto;
   FakeThreads threads{&handles, &time};
-  platform::Platform ports{&registry, &files, &threads, &trace, &tdh, &crypto, &system};
+  FakeEventLog event_log;
+  platform::Platform ports{&registry, &files, &threads, &trace, &tdh, &crypto, &system, &event_log};
 
   /// A trace file that stands in the folder and can be read.
   void AddTraceFile(std::u16string_view path, std::vector<ScriptedEvent> events, std::size_t events_in_buffer = 0) {

@@ -184,6 +184,10 @@ void EmbeddedSystem::GetSystemTimeAsFileTime(FILETIME* time) {
   SystemTimePrecise(time);
 }
 
+void EmbeddedSystem::GetSystemTimePreciseAsFileTime(FILETIME* time) {
+  SystemTimePrecise(time);
+}
+
 bool EmbeddedSystem::FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* result) {
   return BreakDown(platform::ToUint64(*time), result) || Fail(platform::kErrorInvalidParameter);
 }
