@@ -154,7 +154,6 @@ SealResult SealGuarded(const ControlMap& map, const Participant& self, std::uint
       if (++tries == kRevokeTries) return SealResult::kPending;
     }
   }
-  ClearPredecessors(map, slot, word);
   MovePhase(descriptor, {Phase::State::kActive, sequence}, {Phase::State::kSealed, sequence});
   At(Step::kSealed);
   return SealResult::kSealed;

@@ -140,13 +140,6 @@ bool RevokeUnsettled(const ControlMap& map, std::uint32_t slot, std::uint64_t se
   return true;
 }
 
-void ClearPredecessors(const ControlMap& map, std::uint32_t slot, const ReservationWord& word) noexcept {
-  ForEachPiece(map, slot, word, [&](std::uint32_t place, std::uint64_t first, std::uint32_t) {
-    if (ew::Tag(first) != ew::kCommittedTag || (first & ew::kPredecessorMask) == 0) return;
-    EventWord(map.buffer(slot), place).store(first & ~ew::kPredecessorMask, std::memory_order_relaxed);
-  });
-}
-
 BufferContent Survey(const ControlMap& map, std::uint32_t slot, const ReservationWord& word) noexcept {
   BufferContent content;
   ForEachPiece(map, slot, word, [&](std::uint32_t place, std::uint64_t first, std::uint32_t length) {
@@ -166,7 +159,9 @@ std::uint32_t CopyCommitted(const ControlMap& map, std::uint32_t slot, const Res
   std::uint32_t copied = 0;
   ForEachPiece(map, slot, word, [&](std::uint32_t place, std::uint64_t first, std::uint32_t length) {
     if (ew::Tag(first) != ew::kCommittedTag) return;
-    std::memcpy(out + copied, map.buffer(slot) + place, length);
+    const std::uint64_t in_file = first & ~ew::kPredecessorMask;
+    std::memcpy(out + copied, &in_file, sizeof in_file);
+    std::memcpy(out + copied + sizeof in_file, map.buffer(slot) + place + sizeof in_file, length - sizeof in_file);
     copied += length;
   });
   return copied;

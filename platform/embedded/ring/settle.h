@@ -25,13 +25,12 @@ bool IsSettled(const ControlMap& map, std::uint32_t slot, const ReservationWord&
 bool RevokeUnsettled(const ControlMap& map, std::uint32_t slot, std::uint64_t sequence,
                      const ReservationWord& word) noexcept;
 
-/// Clears the predecessors' lengths of committed events, which are no part of the file. REQUIRES: settled, guarded.
-void ClearPredecessors(const ControlMap& map, std::uint32_t slot, const ReservationWord& word) noexcept;
-
 /// REQUIRES: sealed, guarded (or the file lock held).
 BufferContent Survey(const ControlMap& map, std::uint32_t slot, const ReservationWord& word) noexcept;
 
-/// Copies the committed events one behind the other to `out`, which holds a buffer's size. @return the bytes copied.
+/// Copies the committed events one behind the other to `out`, which holds a buffer's size, without the predecessors'
+/// lengths, which are no part of the file. The buffer itself is not stored into: another closer or reader may be at it.
+/// @return the bytes copied. REQUIRES: as Survey.
 std::uint32_t CopyCommitted(const ControlMap& map, std::uint32_t slot, const ReservationWord& word,
                             std::byte* out) noexcept;
 

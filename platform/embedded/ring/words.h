@@ -38,7 +38,7 @@ struct ReservationWord {
 
 /// The first eight bytes of an event, in the order of its life: zero, reserved, then committed or revoked. The fourth
 /// byte tells them apart; a committed word is the beginning of the event's header as it stands in the file, but for the
-/// last two bytes, which keep the predecessor's length until the buffer is sealed.
+/// last two bytes, which keep the predecessor's length; a copy of the event leaves that out.
 namespace event_word {
 
 inline constexpr std::uint64_t kEmpty = 0;

@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
+#include <thread>
 #include <vector>
 
 #include "formats/etl_format.h"
 #include "platform/embedded/ring/participant.h"
+#include "platform/embedded/ring/ring.h"
 #include "tests/support/trace_fixture.h"
 
 namespace {
@@ -52,12 +55,10 @@ class SettleTest : public ::testing::Test {
   ReservationWord word_{1, true, 0, varnel::formats::kEtlBufferHeaderSize};
 };
 
-TEST_F(SettleTest, CommittedEventsAreSettledAndTheirPredecessorsCleared) {
+TEST_F(SettleTest, CommittedEventsAreSettled) {
   Add(Left::kCommitted, 81);
   Add(Left::kCommitted, 100);
   EXPECT_TRUE(Settled());
-  ClearPredecessors(*session_->map(), 0, word_);
-  EXPECT_EQ(EventWord(session_->map()->buffer(0), 72 + 88).load(), ew::Committed(100, 0x13, 0, 0));
   EXPECT_EQ(Content().events, 2u);
   EXPECT_EQ(Content().bytes, 88u + 104u);
   EXPECT_EQ(Content().last_stamp, 72 + 88);
@@ -121,6 +122,36 @@ TEST_F(SettleTest, CopiesLeaveOutWhatWasRevoked) {
   std::uint16_t second;
   std::memcpy(&second, out.data() + 80, sizeof second);
   EXPECT_EQ(second, 90u);
+}
+
+TEST_F(SettleTest, CopiesBearNoPredecessorsLengthAndTheBufferStaysAsItWas) {
+  Add(Left::kCommitted, 81);
+  Add(Left::kCommitted, 100);
+  std::vector<std::byte> before(session_->map()->buffer(0), session_->map()->buffer(0) + word_.end);
+  std::vector<std::byte> out(4096);
+  ASSERT_EQ(CopyCommitted(*session_->map(), 0, word_, out.data()), 88u + 104u);
+  std::uint64_t first;
+  std::memcpy(&first, out.data() + 88, sizeof first);
+  EXPECT_EQ(first, ew::Committed(100, 0x13, 0, 0));
+  EXPECT_EQ(std::memcmp(before.data(), session_->map()->buffer(0), word_.end), 0) << "others may be reading it";
+}
+
+TEST_F(SettleTest, TwoClosersAtOneBufferDoNotDisturbTheOnesCopy) {
+  for (int i = 0; i < 20; ++i) Add(Left::kCommitted, 96);
+  session_->map()->descriptors()[0].word.store(word_.Pack());
+  std::atomic<int> ready{0};
+  const auto seal_and_copy = [&] {
+    const Participant self = ThreadParticipant(session_->map());
+    std::vector<std::byte> out(4096);
+    ++ready;
+    while (ready < 2) {
+    }
+    EXPECT_EQ(TrySeal(*session_->map(), self, 0, 1), SealResult::kSealed);
+    EXPECT_EQ(CopyCommitted(*session_->map(), 0, word_, out.data()), 20u * 96u);
+  };
+  std::thread other(seal_and_copy);
+  seal_and_copy();
+  other.join();
 }
 
 TEST_F(SettleTest, ALateWriterCannotCommitARevokedEvent) {
