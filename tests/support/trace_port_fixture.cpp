@@ -70,7 +70,7 @@ TracePort::~TracePort() {
 embedded::TraceOptions TracePort::options() const {
   embedded::TraceOptions options;
   options.machine = embedded::Machine::Open(machine_.root()).value();
-  options.resolve = [root = machine_.root()](std::u16string_view path, std::string* host) {
+  options.resolve = [root = machine_.root()](std::u16string_view path, embedded::PathUse, std::string* host) {
     return ResolveForTests(root, path, host);
   };
   return options;

@@ -5,6 +5,7 @@
 //   <root>/registry/       the registry's store and its flushed copy
 //   <root>/sessions/<id>/  a running trace session
 //   <root>/locks/          byte-range locks that stand for sharing modes, in-use marks and attachments
+//   <root>/links           links that lead out of a drive (files/link_table.h); there when there is one
 //   <root>/boot            number, time and host of the current boot
 //   <root>/boot.delete     Windows paths to delete at the next boot, one on a line, UTF-8
 //
@@ -46,6 +47,7 @@ class Machine {
   std::string RegistryPath() const { return root_ + "/registry"; }
   std::string SessionsPath() const { return root_ + "/sessions"; }
   std::string LocksPath() const { return root_ + "/locks"; }
+  std::string LinksPath() const { return root_ + "/links"; }
 
   formats::Result<BootRecord> ReadBoot() const;
   /// Replaces the record as a whole (written aside, synced, renamed).

@@ -107,7 +107,7 @@ bool EmbeddedFiles::FlushFileBuffers(HANDLE file) {
 bool EmbeddedFiles::GetFileTime(HANDLE file, FILETIME* creation, FILETIME* last_access, FILETIME* last_write) {
   const auto object = FileOf(file);
   if (!object) return false;
-  const FileTimes times = TimesOf(object->HostLink());
+  const FileTimes times = object->Times();
   Store(times.creation, creation);
   Store(times.last_access, last_access);
   Store(times.last_write, last_write);
@@ -127,13 +127,15 @@ std::uint32_t EmbeddedFiles::GetFileAttributesW(const char16_t* path) {
   std::uint32_t error = opener_.ResolvePath(ViewOf(path), &place);
   if (error == 0 && !place.exists) error = platform::kErrorFileNotFound;
   if (error == 0 && !place.IsFolder() && place.windows.ends_in_separator) error = platform::kErrorInvalidName;
-  return Answer(error) ? AttributesOf(place.path, place.status) : platform::kInvalidFileAttributes;
+  if (!Answer(error)) return platform::kInvalidFileAttributes;
+  return place.IsLinkOut() ? kLinkAttributes : AttributesOf(place.path, place.status);
 }
 
 bool EmbeddedFiles::SetFileAttributesW(const char16_t* path, std::uint32_t attributes) {
   HostPath place;
   if (!Answer(opener_.ResolvePath(ViewOf(path), &place))) return false;
   if (!place.exists) return Fail(platform::kErrorFileNotFound);
+  if (place.IsLinkOut()) return Fail(platform::kErrorAccessDenied);
   return Answer(SetAttributes(place.path, place.status, attributes));
 }
 

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/files.h"
 #include "platform/types.h"
 
 namespace varnel::embedded {
@@ -21,6 +22,9 @@ struct FileTimes {
   std::uint64_t last_access = 0;
   std::uint64_t last_write = 0;
 };
+
+/// What every link out of a drive has, whatever the file that it leads to has.
+inline constexpr std::uint32_t kLinkAttributes = platform::kFileAttributeReadonly | platform::kFileAttributeArchive;
 
 /// The attributes as the platform tells them; never 0.
 std::uint32_t AttributesOf(const std::string& host_path, const struct stat& status);

@@ -22,8 +22,8 @@ std::uint64_t PlaceOf(const platform::OVERLAPPED& place) {
 
 }  // namespace
 
-FileObject::FileObject(int fd, FileRights rights, ShareLock lock)
-    : Object(Kind::kFile), fd_(fd), rights_(rights), lock_(std::move(lock)) {}
+FileObject::FileObject(int fd, FileRights rights, ShareLock lock, std::optional<std::uint64_t> link_creation)
+    : Object(Kind::kFile), fd_(fd), rights_(rights), link_creation_(link_creation), lock_(std::move(lock)) {}
 
 FileObject::~FileObject() {
   ::close(fd_);
@@ -31,6 +31,18 @@ FileObject::~FileObject() {
 
 std::string FileObject::HostLink() const {
   return "/proc/self/fd/" + std::to_string(fd_);
+}
+
+FileTimes FileObject::Times() const {
+  FileTimes times = TimesOf(HostLink());
+  if (link_creation_) times.creation = *link_creation_;
+  return times;
+}
+
+std::uint32_t FileObject::Attributes() const {
+  struct stat status {};
+  if (link_creation_ || ::fstat(fd_, &status) != 0) return kLinkAttributes;
+  return AttributesOf(HostLink(), status);
 }
 
 std::uint32_t FileObject::Read(void* buffer, std::uint32_t size, std::uint32_t* read, platform::OVERLAPPED* place) {

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <mutex>
+#include <optional>
+#include <string>
 
 #include "platform/embedded/core/handle_table.h"
+#include "platform/embedded/files/file_metadata.h"
 #include "platform/embedded/files/share_lock.h"
 #include "platform/files.h"
 
@@ -16,11 +19,11 @@ struct FileRights {
   bool write_attributes = false;
 };
 
-/// All calls give 0 or a Win32 error.
+/// Calls that give a number give 0 or a Win32 error.
 class FileObject : public Object {
  public:
   /// Owns the descriptor.
-  FileObject(int fd, FileRights rights, ShareLock lock);
+  FileObject(int fd, FileRights rights, ShareLock lock, std::optional<std::uint64_t> link_creation = {});
   ~FileObject() override;
 
   std::uint32_t Read(void* buffer, std::uint32_t size, std::uint32_t* read, platform::OVERLAPPED* place);
@@ -34,6 +37,8 @@ class FileObject : public Object {
   std::uint32_t Flush();
 
   FileRights rights() const { return rights_; }
+  FileTimes Times() const;
+  std::uint32_t Attributes() const;
   /// A host path that leads to the open file, whatever its name is by now.
   std::string HostLink() const;
 
@@ -42,6 +47,7 @@ class FileObject : public Object {
 
   const int fd_;
   const FileRights rights_;
+  const std::optional<std::uint64_t> link_creation_;  // as HostPath has it
   std::mutex mutex_;
   ShareLock lock_;              // guarded by mutex_
   std::uint64_t position_ = 0;  // guarded by mutex_

@@ -39,11 +39,18 @@ Sharing SharingOf(const FileOpener::Request& request) {
           .share_mode = request.share_mode};
 }
 
+/// Whether an open could change a file, or the times and attributes that it has.
+bool Changes(const FileOpener::Request& request) {
+  const Sharing sharing = SharingOf(request);
+  return sharing.writes || sharing.deletes || RightsOf(request.access).write_attributes;
+}
+
 /// What can be told of a present file before it is opened. 0, or the error.
 std::uint32_t Judge(const HostPath& place, const FileOpener::Request& request) {
   if (request.disposition == platform::kCreateNew) return platform::kErrorFileExists;
   if (place.IsFolder() || !S_ISREG(place.status.st_mode)) return platform::kErrorAccessDenied;
   if (place.windows.ends_in_separator) return platform::kErrorInvalidName;
+  if (place.IsLinkOut() && Changes(request)) return platform::kErrorAccessDenied;
   return IsReadOnly(place.status) && SharingOf(request).writes ? platform::kErrorAccessDenied : platform::kErrorSuccess;
 }
 
@@ -87,9 +94,12 @@ std::uint32_t FileOpener::OpenPresent(const HostPath& place, const Request& requ
   ShareLock lock;
   if (const auto error = TakeShare(place.status, SharingOf(request), &lock); error != 0) return error;
   const FileRights rights = RightsOf(request.access);
-  const int fd = OpenHost(place.path, rights.write || Empties(request.disposition), 0);
+  const bool writes = rights.write || Empties(request.disposition);
+  // Reading through a link leaves even the target's access time alone, where the host lets us.
+  int fd = place.IsLinkOut() ? OpenHost(place.path, writes, O_NOATIME) : -1;
+  if (fd < 0) fd = OpenHost(place.path, writes, 0);
   if (fd < 0) return errno == ENOENT ? kLookAgain : Win32Error(errno);
-  *file = std::make_shared<FileObject>(fd, rights, std::move(lock));
+  *file = std::make_shared<FileObject>(fd, rights, std::move(lock), place.link_creation);
   struct stat opened {};
   if (::fstat(fd, &opened) != 0 || opened.st_dev != place.status.st_dev || opened.st_ino != place.status.st_ino) {
     file->reset();

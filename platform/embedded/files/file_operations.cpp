@@ -44,16 +44,17 @@ std::uint32_t TakeForDeletion(const FileOpener& opener, const HostPath& place, S
   return opener.TakeShare(place.status, kDeletes, lock);
 }
 
-/// 5 when a file below the folder is in use, which keeps the folder where it is.
-std::uint32_t JudgeTree(const FileOpener& opener, const std::string& host_folder) {
-  for (const std::u16string& name : ListNames(host_folder)) {
+/// 5 when a file below the folder is in use, or a link out of the drive, which both keep the folder where it is.
+std::uint32_t JudgeTree(const FileOpener& opener, const LinkTable& links, const std::string& host_folder) {
+  for (const std::u16string& name : ListNames(host_folder, links)) {
     const std::string path = host_folder + '/' + formats::Utf16ToUtf8(name);
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0) continue;
+    if (S_ISLNK(status.st_mode)) return kErrorAccessDenied;
     std::uint32_t error = kErrorSuccess;
     ShareLock lock;
     if (S_ISDIR(status.st_mode)) {
-      error = JudgeTree(opener, path);
+      error = JudgeTree(opener, links, path);
     } else {
       error = opener.TakeShare(status, kDeletes, &lock);
     }
@@ -75,20 +76,20 @@ std::uint32_t CopyBytes(FileObject* from, FileObject* to) {
   }
 }
 
-/// The write time and the attributes of one host file for another.
-std::uint32_t CopyMetadata(const std::string& from, const std::string& to) {
-  struct stat source {};
+/// The write time and the attributes of one open file for another.
+std::uint32_t CopyMetadata(const FileObject& from, const FileObject& to) {
   struct stat target {};
-  if (::stat(from.c_str(), &source) != 0 || ::stat(to.c_str(), &target) != 0) return Win32Error(errno);
-  const platform::FILETIME write = platform::ToFileTime(TimesOf(from).last_write);
-  if (const auto error = SetTimes(to, nullptr, nullptr, &write); error != 0) return error;
-  return SetAttributes(to, target, AttributesOf(from, source));
+  const std::string link = to.HostLink();
+  if (::stat(link.c_str(), &target) != 0) return Win32Error(errno);
+  const platform::FILETIME write = platform::ToFileTime(from.Times().last_write);
+  if (const auto error = SetTimes(link, nullptr, nullptr, &write); error != 0) return error;
+  return SetAttributes(link, target, from.Attributes());
 }
 
 /// Whether the target of a move may be replaced; takes the right to.
 std::uint32_t JudgeTarget(const FileOpener& opener, const HostPath& target, std::uint32_t flags, ShareLock* lock) {
   if ((flags & platform::kMoveFileReplaceExisting) == 0) return kErrorAlreadyExists;
-  if (target.IsFolder() || IsReadOnly(target.status)) return kErrorAccessDenied;
+  if (target.IsFolder() || target.IsLinkOut() || IsReadOnly(target.status)) return kErrorAccessDenied;
   return TakeForDeletion(opener, target, lock) == 0 ? kErrorSuccess : kErrorAccessDenied;
 }
 
@@ -137,7 +138,7 @@ std::uint32_t DeleteOneFile(const FileOpener& opener, std::u16string_view path) 
   HostPath place;
   if (const auto error = opener.ResolvePath(path, &place); error != 0) return error;
   if (!place.exists) return kErrorFileNotFound;
-  if (place.IsFolder() || IsReadOnly(place.status)) return kErrorAccessDenied;
+  if (place.IsFolder() || place.IsLinkOut() || IsReadOnly(place.status)) return kErrorAccessDenied;
   ShareLock lock;
   if (const auto error = TakeForDeletion(opener, place, &lock); error != 0) return error;
   const std::uint32_t error = FromHost(::unlink(place.path.c_str()));
@@ -157,7 +158,7 @@ std::uint32_t CopyOneFile(const FileOpener& opener, std::u16string_view from, st
   if (const auto error = opener.Open(from, read, &source, &existed); error != 0) return error;
   if (const auto error = opener.Open(to, write, &target, &existed); error != 0) return error;
   std::uint32_t error = CopyBytes(source.get(), target.get());
-  if (error == 0) error = CopyMetadata(source->HostLink(), target->HostLink());
+  if (error == 0) error = CopyMetadata(*source, *target);
   if (error == 0) return kErrorSuccess;
   target.reset();
   DeleteOneFile(opener, to);  // half a copy is none
@@ -170,14 +171,15 @@ std::uint32_t Move(const FileOpener& opener, std::u16string_view from, std::u16s
   if (const auto error = opener.ResolvePath(from, &source); error != 0) return error;
   if (!source.exists) return kErrorFileNotFound;
   if (const auto error = opener.ResolvePath(to, &target); error != 0) return error;
-  if (source.windows.names.empty()) return kErrorAccessDenied;
+  if (source.windows.names.empty() || source.IsLinkOut()) return kErrorAccessDenied;
   ShareLock source_lock;
   ShareLock target_lock;
   if (target.exists && !IsSameFile(source, target)) {
     if (const auto error = JudgeTarget(opener, target, flags, &target_lock); error != 0) return error;
   }
-  const std::uint32_t error =
-      source.IsFolder() ? JudgeTree(opener, source.path) : opener.TakeShare(source.status, kDeletes, &source_lock);
+  const std::uint32_t error = source.IsFolder()
+                                  ? JudgeTree(opener, LinkTable::Read(*opener.machine()), source.path)
+                                  : opener.TakeShare(source.status, kDeletes, &source_lock);
   if (error != 0) return error;
   const bool other_drive = source.windows.drive != target.windows.drive;
   if (other_drive && (flags & kMoveFileCopyAllowed) == 0) return kErrorNotSameDevice;
@@ -223,7 +225,7 @@ std::uint32_t RemoveTree(const FileOpener& opener, std::u16string_view path) {
   if (error == kErrorPathNotFound || (error == 0 && !place.exists)) return kErrorSuccess;
   if (error != 0) return error;
   if (!place.IsFolder()) return platform::kErrorDirectory;
-  for (const std::u16string& name : ListNames(place.path)) {
+  for (const std::u16string& name : ListNames(place.path, LinkTable::Read(*opener.machine()))) {
     const std::u16string child = Below(path, name);
     HostPath inside;
     if (const auto child_error = opener.ResolvePath(child, &inside); child_error != 0) return child_error;

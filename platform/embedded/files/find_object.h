@@ -7,6 +7,7 @@
 
 #include "platform/embedded/core/handle_table.h"
 #include "platform/embedded/files/file_opener.h"
+#include "platform/embedded/files/link_table.h"
 #include "platform/files.h"
 
 namespace varnel::embedded {
@@ -26,9 +27,11 @@ class FindObject : public Object {
   struct Entry {
     std::u16string name;
     std::string host_path;
+    std::optional<std::uint64_t> link_creation;  // as HostPath has it
   };
 
-  void Collect(const HostPath& folder, std::u16string_view pattern);
+  void Collect(const Machine& machine, const HostPath& folder, std::u16string_view pattern);
+  static void Fill(const Entry& entry, const struct stat& status, platform::WIN32_FIND_DATAW* data);
 
   std::mutex mutex_;
   std::vector<Entry> entries_;  // guarded by mutex_
@@ -36,6 +39,6 @@ class FindObject : public Object {
 };
 
 /// The names in a host folder that a machine shows, in the order of their upper-cased forms.
-std::vector<std::u16string> ListNames(const std::string& host_folder);
+std::vector<std::u16string> ListNames(const std::string& host_folder, const LinkTable& links);
 
 }  // namespace varnel::embedded

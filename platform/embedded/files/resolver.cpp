@@ -9,6 +9,7 @@
 
 #include "formats/text_encoding.h"
 #include "platform/embedded/core/casefold.h"
+#include "platform/embedded/files/link_table.h"
 #include "platform/types.h"
 
 namespace varnel::embedded {
@@ -40,9 +41,22 @@ bool FollowLink(const std::string& root, HostPath* result) {
   return ::lstat(target, &result->status) == 0;
 }
 
+/// Puts what the symbolic link at `result` stands for into it. 0, or the error.
+std::uint32_t Follow(const Machine& machine, const std::string& root, HostPath* result) {
+  const LinkTable table = LinkTable::Read(machine);
+  const LinkTable::Link* link = table.Find(result->path);
+  if (link == nullptr) return FollowLink(root, result) ? platform::kErrorSuccess : platform::kErrorAccessDenied;
+  result->path = link->target;
+  if (::lstat(result->path.c_str(), &result->status) != 0) return Win32Error(errno);
+  if (!S_ISREG(result->status.st_mode)) return platform::kErrorAccessDenied;
+  result->link_creation = link->creation;
+  return platform::kErrorSuccess;
+}
+
 /// Goes from the folder that `result` stands for to one name in it.
-std::uint32_t Step(const std::string& root, std::u16string_view name, HostPath* result) {
+std::uint32_t Step(const Machine& machine, const std::string& root, std::u16string_view name, HostPath* result) {
   const std::string folder = result->path;
+  result->name.clear();
   result->path = folder + '/' + formats::Utf16ToUtf8(name);
   if (::lstat(result->path.c_str(), &result->status) != 0) {
     if (errno != ENOENT && errno != ENAMETOOLONG) return Win32Error(errno);
@@ -53,8 +67,8 @@ std::uint32_t Step(const std::string& root, std::u16string_view name, HostPath* 
     }
     result->path = folder + '/' + *other_case;
   }
-  if (S_ISLNK(result->status.st_mode) && !FollowLink(root, result)) return platform::kErrorAccessDenied;
-  return platform::kErrorSuccess;
+  result->name = result->path.substr(folder.size() + 1);
+  return S_ISLNK(result->status.st_mode) ? Follow(machine, root, result) : platform::kErrorSuccess;
 }
 
 }  // namespace
@@ -70,7 +84,7 @@ std::uint32_t ResolvePath(const Machine& machine, std::u16string_view windows_pa
   result->exists = true;
   for (const std::u16string& name : result->windows.names) {
     if (!result->IsFolder()) return platform::kErrorPathNotFound;
-    if (const auto error = Step(root, name, result); error != 0) return error;
+    if (const auto error = Step(machine, root, name, result); error != 0) return error;
   }
   return platform::kErrorSuccess;
 }

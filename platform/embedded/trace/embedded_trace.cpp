@@ -82,7 +82,7 @@ std::shared_ptr<OpenTrace> EmbeddedTrace::OpenFile(const EVENT_TRACE_LOGFILEW& l
   std::string path;
   *error = platform::kErrorInvalidParameter;
   if (logfile.LogFileName == nullptr || *logfile.LogFileName == 0) return nullptr;
-  *error = options_.resolve(logfile.LogFileName, &path);
+  *error = options_.resolve(logfile.LogFileName, PathUse::kRead, &path);
   if (*error != 0) return nullptr;
   ring::UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   struct stat info {};

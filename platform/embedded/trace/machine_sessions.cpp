@@ -119,9 +119,10 @@ std::uint32_t StartSessionFromAutoLogger(const TraceOptions& options, const Auto
 TraceOptions TraceOptionsOf(const std::shared_ptr<Machine>& machine) {
   TraceOptions options;
   options.machine = machine;
-  options.resolve = [machine](std::u16string_view path, std::string* host) {
+  options.resolve = [machine](std::u16string_view path, PathUse use, std::string* host) -> std::uint32_t {
     HostPath resolved;
     const std::uint32_t error = ResolvePath(*machine, path, &resolved);
+    if (error == 0 && use == PathUse::kWrite && resolved.IsLinkOut()) return platform::kErrorAccessDenied;
     *host = std::move(resolved.path);
     return error;
   };

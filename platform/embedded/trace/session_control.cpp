@@ -92,7 +92,7 @@ std::uint32_t ReadParameters(const TraceOptions& options, const char16_t* name, 
   out->guid = block->Wnode.Guid;
   SetSizes(block, out);
   out->log_file_name = *file;
-  return file->empty() ? 0 : options.resolve(*file, &out->host_path);
+  return file->empty() ? 0 : options.resolve(*file, PathUse::kWrite, &out->host_path);
 }
 
 std::uint32_t DescribeSession(const Session& session, PropertiesBlock block) {

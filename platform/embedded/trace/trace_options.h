@@ -12,9 +12,12 @@
 
 namespace varnel::embedded {
 
-/// From a Windows path to the host's: 0 and the host path (the last name need not exist), or a Win32 error. Any thread
-/// may call.
-using TracePathResolver = std::function<std::uint32_t(std::u16string_view windows_path, std::string* host_path)>;
+enum class PathUse { kRead, kWrite };
+
+/// From a Windows path to the host's: 0 and the host path (the last name need not exist), or a Win32 error, 5 for what
+/// can't be written. Any thread may call.
+using TracePathResolver =
+    std::function<std::uint32_t(std::u16string_view windows_path, PathUse use, std::string* host_path)>;
 
 struct TraceOptions {
   std::shared_ptr<Machine> machine;

@@ -52,14 +52,14 @@ TEST_F(Searches, AFolderOnTheWayThatIsAFileAnswersThatItIsNone) {
 TEST_F(Searches, NamesStandInTheOrderOfTheirUpperCasedUnits) {
   MakeFolder("folder");
   for (const char* name : {"b", "B1", "\xC3\xA4", "z", "_x", "A"}) MakeFile(std::string("folder/") + name);
-  EXPECT_EQ(ListNames(Host("folder")), (Names{u"A", u"b", u"B1", u"z", u"_x", u"\u00E4"}));
+  EXPECT_EQ(ListNames(Host("folder"), LinkTable::Read(*machine_)), (Names{u"A", u"b", u"B1", u"z", u"_x", u"\u00E4"}));
 }
 
 TEST_F(Searches, TwoNamesThatDifferInCaseAloneAreBothListed) {
   MakeFolder("folder");
   MakeFile("folder/name");
   MakeFile("folder/NAME");
-  EXPECT_EQ(ListNames(Host("folder")), (Names{u"NAME", u"name"}));
+  EXPECT_EQ(ListNames(Host("folder"), LinkTable::Read(*machine_)), (Names{u"NAME", u"name"}));
 }
 
 TEST_F(Searches, ASizeAbove4GiBIsToldInTwoHalves) {

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "platform/embedded/embedded_platform.h"
 #include "tests/support/trace_port_fixture.h"
 
@@ -69,6 +72,26 @@ TEST_F(MachineSessionsTest, EndingAllSessionsWritesThemOut) {
     EXPECT_EQ(file.events.size(), 30u);
     EXPECT_NE(file.end_time, 0);
   }
+}
+
+TEST_F(MachineSessionsTest, ALinkOutOfTheDriveIsReadAsATraceAndNeverWritten) {
+  const auto session = port_.StartSession(u"one");
+  for (std::uint32_t i = 0; i < 30; ++i) port_.Write(i);
+  port_.Stop(session);
+  const std::string target = port_.machine().root() + "/kept.etl";
+  std::filesystem::rename(port_.machine().FilePath("one.etl"), target);
+  std::filesystem::create_symlink(target, port_.machine().FilePath("one.etl"));
+  std::ofstream(port_.machine().root() + "/links") << "133000000000000000\tC/one.etl\t" << target << '\n';
+
+  const auto options = varnel::embedded::TraceOptionsOf(port_.options().machine);
+  std::string path;
+  ASSERT_EQ(options.resolve(u"C:\\one.etl", varnel::embedded::PathUse::kRead, &path), 0u);
+  EXPECT_EQ(ReadTraceFile(path).events.size(), 30u);
+  auto block = TracePort::SessionBlock(u"one");
+  vp::TRACEHANDLE handle = 0;
+  varnel::embedded::EmbeddedTrace trace(options);
+  EXPECT_EQ(trace.StartTraceW(&handle, u"one", block.get()), vp::kErrorAccessDenied);
+  EXPECT_EQ(ReadTraceFile(target).events.size(), 30u);
 }
 
 TEST_F(MachineSessionsTest, AFileIsInUseAsLongAsItsSessionRuns) {
