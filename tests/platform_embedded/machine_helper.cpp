@@ -3,6 +3,10 @@
 //   machine_helper MACHINE hold PATH ACCESS SHARE     opens a file (numbers in hexadecimal)
 //   machine_helper MACHINE load PATH                  loads a library
 //   machine_helper MACHINE append PATH LETTER COUNT   appends COUNT lines of 64 times LETTER
+//   machine_helper MACHINE contend PATH FILE COUNT    makes and deletes a file COUNT times, for itself alone each time;
+//                                                     a lock of FILE, which is the host's, tells whether it was alone
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -38,9 +42,28 @@ bool Append(platform::Platform& ports, char** arguments) {
   return true;
 }
 
+bool Contend(platform::Platform& ports, char** arguments) {
+  const std::u16string path = formats::Utf8ToUtf16(arguments[0]);
+  const int witness = ::open(arguments[1], O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  for (int left = std::atoi(arguments[2]); left > 0;) {
+    const auto file = ports.files->CreateFileW(path.c_str(), platform::kGenericAll, 0, platform::kOpenAlways, 0);
+    if (file != platform::kInvalidHandleValue) {
+      if (::flock(witness, LOCK_EX | LOCK_NB) != 0) return false;
+      ::flock(witness, LOCK_UN);
+      ports.system->CloseHandle(file);
+      --left;
+    } else if (ports.system->GetLastError() != platform::kErrorSharingViolation) {
+      return false;
+    }
+    ports.files->DeleteFileW(path.c_str());
+  }
+  return true;
+}
+
 bool Run(platform::Platform& ports, std::string_view what, int count, char** arguments) {
   if (what == "hold" && count == 3) return Hold(ports, arguments);
   if (what == "append" && count == 3) return Append(ports, arguments);
+  if (what == "contend" && count == 3) return Contend(ports, arguments);
   if (what == "load" && count == 1) {
     return ports.system->LoadLibraryW(formats::Utf8ToUtf16(arguments[0]).c_str()) != nullptr;
   }

@@ -39,6 +39,8 @@ class FileObject : public Object {
   FileRights rights() const { return rights_; }
   FileTimes Times() const;
   std::uint32_t Attributes() const;
+  /// Whether the file's locks are still those that others look at.
+  bool HoldsItsLock() const { return lock_.IsCurrent(); }
   /// A host path that leads to the open file, whatever its name is by now.
   std::string HostLink() const;
 

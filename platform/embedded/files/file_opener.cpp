@@ -16,9 +16,6 @@ constexpr std::uint32_t kFileWriteData = 0x2;
 constexpr std::uint32_t kFileAppendData = 0x4;
 constexpr std::uint32_t kFileWriteAttributes = 0x100;
 constexpr std::uint32_t kDeleteAccess = 0x10000;
-constexpr int kTries = 16;
-// The place changed between two looks at it: another process made, deleted or replaced the file. Look again.
-constexpr std::uint32_t kLookAgain = ~0u;
 
 FileRights RightsOf(std::uint32_t access) {
   using namespace platform;
@@ -60,6 +57,14 @@ int OpenHost(const std::string& path, bool write, int flags) {
 
 }  // namespace
 
+std::uint32_t LookUntilItHolds(const std::function<std::uint32_t()>& attempt) {
+  constexpr int kTries = 1000;
+  for (int i = 0; i < kTries; ++i) {
+    if (const auto error = attempt(); error != kLookAgain) return error;
+  }
+  return platform::kErrorSharingViolation;
+}
+
 std::uint32_t FileOpener::ResolvePath(std::u16string_view path, HostPath* place) const {
   return machine_ ? embedded::ResolvePath(*machine_, path, place) : platform::kErrorPathNotFound;
 }
@@ -69,14 +74,12 @@ std::uint32_t FileOpener::Open(std::u16string_view path, const Request& request,
   if (request.disposition < platform::kCreateNew || request.disposition > platform::kTruncateExisting) {
     return platform::kErrorInvalidParameter;
   }
-  for (int i = 0; i < kTries; ++i) {
+  return LookUntilItHolds([&]() -> std::uint32_t {
     HostPath place;
     if (const auto error = ResolvePath(path, &place); error != 0) return error;
     *existed = place.exists;
-    const std::uint32_t error = place.exists ? OpenPresent(place, request, file) : Make(place, request, file);
-    if (error != kLookAgain) return error;
-  }
-  return platform::kErrorSharingViolation;
+    return place.exists ? OpenPresent(place, request, file) : Make(place, request, file);
+  });
 }
 
 std::uint32_t FileOpener::TakeShare(const struct stat& status, const Sharing& sharing, ShareLock* lock) const {
@@ -101,7 +104,7 @@ std::uint32_t FileOpener::OpenPresent(const HostPath& place, const Request& requ
   if (fd < 0) return errno == ENOENT ? kLookAgain : Win32Error(errno);
   *file = std::make_shared<FileObject>(fd, rights, std::move(lock), place.link_creation);
   struct stat opened {};
-  if (::fstat(fd, &opened) != 0 || opened.st_dev != place.status.st_dev || opened.st_ino != place.status.st_ino) {
+  if (::fstat(fd, &opened) != 0 || !IsSameFile(opened, place.status) || !(*file)->HoldsItsLock()) {
     file->reset();
     return kLookAgain;
   }

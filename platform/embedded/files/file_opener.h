@@ -14,6 +14,12 @@ namespace varnel::embedded {
 /// a use writes and lets others read.
 using InUseElsewhere = std::function<bool(dev_t device, ino_t inode)>;
 
+/// What an attempt gives whose place changed between two looks at it: another process made, deleted or replaced the
+/// file.
+inline constexpr std::uint32_t kLookAgain = ~0u;
+/// Makes attempts until one gives anything else; 32 after very many.
+std::uint32_t LookUntilItHolds(const std::function<std::uint32_t()>& attempt);
+
 class FileOpener {
  public:
   struct Request {

@@ -37,6 +37,12 @@ std::u16string Below(std::u16string_view folder, std::u16string_view name) {
   return path += name;
 }
 
+/// Whether the file that was looked at still has its name. Behind the file's gate it keeps it.
+bool IsStillThere(const HostPath& place) {
+  struct stat status {};
+  return ::lstat(place.path.c_str(), &status) == 0 && IsSameFile(status, place.status);
+}
+
 /// Takes the right to take a present file away from its name.
 std::uint32_t TakeForDeletion(const FileOpener& opener, const HostPath& place, ShareLock* lock) {
   if (!S_ISREG(place.status.st_mode)) return kErrorAccessDenied;
@@ -99,14 +105,39 @@ std::string HostTarget(const HostPath& target) {
   return target.path.substr(0, target.path.rfind('/') + 1) + formats::Utf16ToUtf8(target.windows.names.back());
 }
 
-bool IsSameFile(const HostPath& a, const HostPath& b) {
-  return b.exists && a.status.st_dev == b.status.st_dev && a.status.st_ino == b.status.st_ino;
-}
-
 std::uint32_t MoveByCopy(const FileOpener& opener, const HostPath& from, const HostPath& to) {
   if (from.IsFolder()) return kErrorNotSameDevice;
   if (const auto error = CopyOneFile(opener, from.windows.Text(), to.windows.Text(), false); error != 0) return error;
   return DeleteOneFile(opener, from.windows.Text());
+}
+
+/// Renames within a drive, behind the gates of what loses its name.
+std::uint32_t Rename(const HostPath& source, const HostPath& target, ShareLock* source_lock, ShareLock* target_lock) {
+  if (!ShareLock::EnterGates(source_lock, target_lock)) return kLookAgain;
+  if (source_lock->held() && !IsStillThere(source)) return kLookAgain;
+  if (target_lock->held() && !IsStillThere(target)) return kLookAgain;
+  const std::uint32_t error = FromHost(::rename(source.path.c_str(), HostTarget(target).c_str()));
+  if (error == 0 && target_lock->held()) target_lock->RemoveLockFile();
+  return error;
+}
+
+std::uint32_t MoveResolved(const FileOpener& opener, const HostPath& source, const HostPath& target,
+                           std::uint32_t flags) {
+  ShareLock source_lock;
+  ShareLock target_lock;
+  if (target.exists && !IsSameFile(source.status, target.status)) {
+    if (const auto error = JudgeTarget(opener, target, flags, &target_lock); error != 0) return error;
+  }
+  const std::uint32_t error = source.IsFolder() ? JudgeTree(opener, LinkTable::Read(*opener.machine()), source.path)
+                                                : opener.TakeShare(source.status, kDeletes, &source_lock);
+  if (error != 0) return error;
+  const bool other_drive = source.windows.drive != target.windows.drive;
+  if (other_drive && (flags & kMoveFileCopyAllowed) == 0) return kErrorNotSameDevice;
+  const std::uint32_t renamed = other_drive ? kErrorNotSameDevice : Rename(source, target, &source_lock, &target_lock);
+  if (renamed != kErrorNotSameDevice) return renamed;
+  source_lock = ShareLock();
+  target_lock = ShareLock();
+  return MoveByCopy(opener, source, target);
 }
 
 }  // namespace
@@ -135,15 +166,18 @@ std::uint32_t RemoveFolder(const FileOpener& opener, std::u16string_view path) {
 }
 
 std::uint32_t DeleteOneFile(const FileOpener& opener, std::u16string_view path) {
-  HostPath place;
-  if (const auto error = opener.ResolvePath(path, &place); error != 0) return error;
-  if (!place.exists) return kErrorFileNotFound;
-  if (place.IsFolder() || place.IsLinkOut() || IsReadOnly(place.status)) return kErrorAccessDenied;
-  ShareLock lock;
-  if (const auto error = TakeForDeletion(opener, place, &lock); error != 0) return error;
-  const std::uint32_t error = FromHost(::unlink(place.path.c_str()));
-  if (error == 0) lock.RemoveLockFile();
-  return error;
+  return LookUntilItHolds([&]() -> std::uint32_t {
+    HostPath place;
+    if (const auto error = opener.ResolvePath(path, &place); error != 0) return error;
+    if (!place.exists) return kErrorFileNotFound;
+    if (place.IsFolder() || place.IsLinkOut() || IsReadOnly(place.status)) return kErrorAccessDenied;
+    ShareLock lock;
+    if (const auto error = TakeForDeletion(opener, place, &lock); error != 0) return error;
+    if (!lock.EnterGate() || !IsStillThere(place)) return kLookAgain;
+    const std::uint32_t error = FromHost(::unlink(place.path.c_str()));
+    if (error == 0) lock.RemoveLockFile();
+    return error;
+  });
 }
 
 std::uint32_t CopyOneFile(const FileOpener& opener, std::u16string_view from, std::u16string_view to,
@@ -166,31 +200,15 @@ std::uint32_t CopyOneFile(const FileOpener& opener, std::u16string_view from, st
 }
 
 std::uint32_t Move(const FileOpener& opener, std::u16string_view from, std::u16string_view to, std::uint32_t flags) {
-  HostPath source;
-  HostPath target;
-  if (const auto error = opener.ResolvePath(from, &source); error != 0) return error;
-  if (!source.exists) return kErrorFileNotFound;
-  if (const auto error = opener.ResolvePath(to, &target); error != 0) return error;
-  if (source.windows.names.empty() || source.IsLinkOut()) return kErrorAccessDenied;
-  ShareLock source_lock;
-  ShareLock target_lock;
-  if (target.exists && !IsSameFile(source, target)) {
-    if (const auto error = JudgeTarget(opener, target, flags, &target_lock); error != 0) return error;
-  }
-  const std::uint32_t error = source.IsFolder()
-                                  ? JudgeTree(opener, LinkTable::Read(*opener.machine()), source.path)
-                                  : opener.TakeShare(source.status, kDeletes, &source_lock);
-  if (error != 0) return error;
-  const bool other_drive = source.windows.drive != target.windows.drive;
-  if (other_drive && (flags & kMoveFileCopyAllowed) == 0) return kErrorNotSameDevice;
-  if (!other_drive && ::rename(source.path.c_str(), HostTarget(target).c_str()) == 0) {
-    target_lock.RemoveLockFile();
-    return kErrorSuccess;
-  }
-  if (!other_drive && errno != EXDEV) return Win32Error(errno);
-  source_lock = ShareLock();
-  target_lock = ShareLock();
-  return MoveByCopy(opener, source, target);
+  return LookUntilItHolds([&]() -> std::uint32_t {
+    HostPath source;
+    HostPath target;
+    if (const auto error = opener.ResolvePath(from, &source); error != 0) return error;
+    if (!source.exists) return kErrorFileNotFound;
+    if (const auto error = opener.ResolvePath(to, &target); error != 0) return error;
+    if (source.windows.names.empty() || source.IsLinkOut()) return kErrorAccessDenied;
+    return MoveResolved(opener, source, target, flags);
+  });
 }
 
 std::uint32_t DeleteAtNextBoot(const FileOpener& opener, std::u16string_view path) {

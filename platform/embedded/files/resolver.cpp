@@ -73,6 +73,10 @@ std::uint32_t Step(const Machine& machine, const std::string& root, std::u16stri
 
 }  // namespace
 
+bool IsSameFile(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
 std::uint32_t ResolvePath(const Machine& machine, std::u16string_view windows_path, HostPath* result) {
   *result = HostPath();
   if (const auto error = ParseWindowsPath(windows_path, &result->windows); error != 0) return error;

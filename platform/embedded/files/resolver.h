@@ -30,6 +30,9 @@ struct HostPath {
   bool IsLinkOut() const { return link_creation.has_value(); }
 };
 
+/// Whether two looks saw one file.
+bool IsSameFile(const struct stat& a, const struct stat& b);
+
 /// 0, or the Win32 error: 3 when the drive or a folder on the way is missing, 123 and others as ParseWindowsPath tells,
 /// 5 for a link that leads out of the drive and is none of the machine's, 2 for one of the machine's whose target is
 /// gone.

@@ -87,8 +87,7 @@ std::uint32_t ShareLock::Open(const Machine& machine, dev_t device, ino_t inode)
     fd_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
     if (fd_ < 0 || !SetLock(fd_, F_WRLCK, kGate)) return Win32Error(errno);
     // While this call waited for the gate, its holder may have removed the lock file with its file.
-    struct stat status {};
-    if (::fstat(fd_, &status) == 0 && status.st_nlink != 0) return platform::kErrorSuccess;
+    if (IsCurrent()) return platform::kErrorSuccess;
   }
 }
 
@@ -116,6 +115,20 @@ std::uint32_t ShareLock::Hold(const Sharing& sharing) {
     if (wanted && !SetLock(fd_, F_RDLCK, byte)) return Win32Error(errno);
   }
   return platform::kErrorSuccess;
+}
+
+bool ShareLock::EnterGate() {
+  return SetLock(fd_, F_WRLCK, kGate) && IsCurrent();
+}
+
+bool ShareLock::EnterGates(ShareLock* a, ShareLock* b) {
+  if (b->path_ < a->path_) std::swap(a, b);
+  return (!a->held() || a->EnterGate()) && (!b->held() || b->EnterGate());
+}
+
+bool ShareLock::IsCurrent() const {
+  struct stat status {};
+  return ::fstat(fd_, &status) == 0 && status.st_nlink != 0;
 }
 
 void ShareLock::RemoveLockFile() {

@@ -2,8 +2,12 @@
 //
 // Each open file has an open-file description of "<machine>/locks/<device>-<inode>" with shared locks on the bytes that
 // say what it does and what it denies to others. A lock is tested, not taken, by those whom it concerns; the kernel
-// drops all of them when the process ends in whatever way. One byte, locked exclusively for the moment of an open,
-// makes test and taking one step. A lock file goes with its file.
+// drops all of them when the process ends in whatever way. One byte, the gate, locked exclusively for the moment of an
+// open, makes test and taking one step.
+//
+// A lock file goes with its file, and then the host may give the file's number to a new one. So whoever takes a file's
+// name away does it behind the gate, and whoever took a lock and then opened the file asks whether the lock is still
+// the file's.
 #pragma once
 
 #include <sys/types.h>
@@ -37,7 +41,16 @@ class ShareLock {
   /// or what the host's call answered.
   static std::uint32_t Take(const Machine& machine, dev_t device, ino_t inode, const Sharing& sharing, ShareLock* lock);
 
-  /// Removes the lock file, for a file that is being deleted. REQUIRES: the lock deletes.
+  /// Shuts everybody else out of taking locks on the file until this lock goes. False when the lock is not the file's
+  /// any more: the file was deleted since it was taken. REQUIRES: held().
+  bool EnterGate();
+  /// The same for two files; waits in one order among all processes. One that is not held is passed over.
+  static bool EnterGates(ShareLock* a, ShareLock* b);
+
+  /// Whether the lock is still the file's. REQUIRES: held().
+  bool IsCurrent() const;
+
+  /// Removes the lock file, for a file whose name was taken away. REQUIRES: behind the gate.
   void RemoveLockFile();
 
   /// One appender at a time, among all processes. False when the host refuses.

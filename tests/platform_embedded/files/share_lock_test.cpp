@@ -2,6 +2,10 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
 #include "helper_process.h"
 #include "machine_fixture.h"
 
@@ -72,8 +76,57 @@ TEST_F(ShareLocks, TheLockFileGoesWithADeletedFile) {
   ShareLock lock;
   EXPECT_EQ(Take(kDeleter, &lock), kErrorSuccess);
   EXPECT_EQ(LockFiles(), 1u);
+  EXPECT_TRUE(lock.EnterGate());
   lock.RemoveLockFile();
   EXPECT_EQ(LockFiles(), 0u);
+  EXPECT_FALSE(lock.IsCurrent());
+}
+
+TEST_F(ShareLocks, OneOfADeletedFileIsNotTakenForTheNextFilesOfItsNumber) {
+  ShareLock deleter;
+  ShareLock late;
+  EXPECT_EQ(Take(kDeleter, &deleter), kErrorSuccess);
+  EXPECT_EQ(Take(kDeleter, &late), kErrorSuccess);
+  EXPECT_TRUE(late.IsCurrent());
+  EXPECT_TRUE(deleter.EnterGate());
+  deleter.RemoveLockFile();
+  deleter = ShareLock();
+  EXPECT_FALSE(late.IsCurrent());
+  EXPECT_FALSE(late.EnterGate());
+  ShareLock next;
+  EXPECT_EQ(Take(kWriter, &next), kErrorSuccess);
+  EXPECT_TRUE(next.EnterGate());
+}
+
+TEST_F(ShareLocks, AFileThatProcessesMakeAndDeleteBelongsToOneOfThemAtATime) {
+  std::vector<std::thread> threads;
+  std::atomic<int> good{0};
+  for (int i = 0; i < 3; ++i) {
+    threads.emplace_back([&] {
+      HelperProcess helper(machine_->root(), {"contend", "C:\\contended", folder_ + "/witness", "2000"});
+      if (helper.ready() && helper.Finish() == 0) ++good;
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(good, 3);
+}
+
+TEST_F(ShareLocks, TwoThatNeedBothGatesDoNotWaitForEachOther) {
+  MakeFile("other");
+  struct stat other {};
+  ASSERT_EQ(::stat(Host("other").c_str(), &other), 0);
+  const auto enter_both = [&](const struct stat& a, const struct stat& b) {
+    for (int i = 0; i < 300; ++i) {
+      ShareLock first;
+      ShareLock second;
+      EXPECT_EQ(ShareLock::Take(*machine_, a.st_dev, a.st_ino, kDeleter, &first), kErrorSuccess);
+      EXPECT_EQ(ShareLock::Take(*machine_, b.st_dev, b.st_ino, kDeleter, &second), kErrorSuccess);
+      EXPECT_TRUE(ShareLock::EnterGates(&first, &second));
+    }
+  };
+  std::thread thread([&] { enter_both(status_, other); });
+  enter_both(other, status_);
+  thread.join();
 }
 
 TEST_F(ShareLocks, OneAppenderAtATime) {
