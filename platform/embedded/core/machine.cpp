@@ -82,6 +82,9 @@ UniqueFd OpenLocked(const std::string& path) {
 }  // namespace
 
 Result<std::shared_ptr<Machine>> Machine::Open(const std::string& root) {
+  struct stat folder {};
+  if (::stat(root.c_str(), &folder) != 0) return SystemFailure(root, errno);
+  if (!S_ISDIR(folder.st_mode)) return SystemFailure(root, ENOTDIR);
   const auto mark = ReadWhole(root + "/machine");
   if (!mark.ok()) return Failure(root, "no machine folder (it has no file \"machine\")");
   if (mark.value() != kMark) return Failure(root + "/machine", "not a machine of format version 1");

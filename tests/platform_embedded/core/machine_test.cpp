@@ -39,6 +39,19 @@ TEST_F(MachineTest, AnOrdinaryFolderIsNoMachineAndIsNamed) {
   EXPECT_NE(machine.error().message.find(folder_), std::string::npos);
 }
 
+TEST_F(MachineTest, AFolderThatIsNotThereIsToldSo) {
+  const auto machine = Machine::Open(folder_ + "/none");
+  ASSERT_FALSE(machine.ok());
+  EXPECT_EQ(machine.error().message, folder_ + "/none: No such file or directory");
+}
+
+TEST_F(MachineTest, AFileIsToldToBeNoFolder) {
+  std::ofstream(folder_ + "/file") << "x";
+  const auto machine = Machine::Open(folder_ + "/file");
+  ASSERT_FALSE(machine.ok());
+  EXPECT_EQ(machine.error().message, folder_ + "/file: Not a directory");
+}
+
 TEST_F(MachineTest, AMachineOfAnotherVersionIsRefused) {
   std::ofstream(folder_ + "/machine") << "varnel machine 99\n";
   EXPECT_FALSE(Machine::Open(folder_).ok());
