@@ -10,25 +10,6 @@
 namespace varnel::platform {
 namespace {
 
-constexpr std::uint32_t kShareAll = kFileShareRead | kFileShareWrite | kFileShareDelete;
-
-std::uint32_t Attributes(const std::u16string& path) {
-  return FilesPort().GetFileAttributesW(path.c_str());
-}
-
-std::uint32_t OpenError(const std::u16string& path, std::uint32_t access, std::uint32_t disposition) {
-  ForgetError();
-  const HANDLE file = OpenFile(path, access, kShareAll, disposition);
-  if (file == kInvalidHandleValue) return LastError();
-  const std::uint32_t error = LastError();
-  CloseFile(file);
-  return error;
-}
-
-class FileTest : public ::testing::Test {
- protected:
-  TempFolder folder_;
-};
 using FileNames = FileTest;
 using FileTimesTest = FileTest;
 

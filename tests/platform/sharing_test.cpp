@@ -8,7 +8,6 @@
 namespace varnel::platform {
 namespace {
 
-constexpr std::uint32_t kShareAll = kFileShareRead | kFileShareWrite | kFileShareDelete;
 constexpr std::uint32_t kDeleteAccess = 0x10000;
 
 class Sharing : public ::testing::Test {

@@ -1,7 +1,5 @@
 #include "temp_folder.h"
 
-#include <gtest/gtest.h>
-
 namespace varnel::platform {
 
 TempFolder::TempFolder() {
@@ -33,6 +31,18 @@ void ForgetError() {
 
 HANDLE OpenFile(const std::u16string& path, std::uint32_t access, std::uint32_t share_mode, std::uint32_t disposition) {
   return FilesPort().CreateFileW(path.c_str(), access, share_mode, disposition, kFileAttributeNormal);
+}
+
+std::uint32_t OpenError(const std::u16string& path, std::uint32_t access, std::uint32_t disposition) {
+  ForgetError();
+  const HANDLE file = OpenFile(path, access, kShareAll, disposition);
+  const std::uint32_t error = LastError();
+  if (file != kInvalidHandleValue) CloseFile(file);
+  return error;
+}
+
+std::uint32_t Attributes(const std::u16string& path) {
+  return FilesPort().GetFileAttributesW(path.c_str());
 }
 
 void CloseFile(HANDLE file) {
