@@ -163,11 +163,24 @@ int EmitEvents(const EmitCommandOptions& options) {
   return kExitGood;
 }
 
-int EmitOrCompose(const EmitCommandOptions& options) {
-  if (!options.file.empty()) return ComposeFile(options);
-  if (options.events.empty()) return EmitEvents(options);
-  Tell("--event goes with --file");
-  return kExitWrongUse;
+// The first option on the line that says nothing about a composed file; empty without one.
+std::string OptionOfEmitting(const CLI::App& emit) {
+  for (const CLI::Option* option : emit.get_options()) {
+    const bool composing = option->check_lname("file") || option->check_lname("event") ||
+                           option->check_lname("machine") || option->check_lname("quiet");
+    if (option->count() > 0 && !composing) return option->get_name();
+  }
+  return {};
+}
+
+int EmitOrCompose(const CLI::App& emit, const EmitCommandOptions& options) {
+  if (options.file.empty()) {
+    return options.events.empty() ? EmitEvents(options) : WrongValue("--event goes with --file");
+  }
+  if (options.events.empty()) return WrongValue("--file needs an --event (\"--event -\" reads them as lines)");
+  const std::string other = OptionOfEmitting(emit);
+  if (!other.empty()) return WrongValue(other + " does not go with --file; each --event tells its own");
+  return ComposeFile(options);
 }
 
 void AddEventOptions(CLI::App* emit, EmitCommandOptions* options) {
@@ -246,7 +259,7 @@ void AddEmitCommand(CLI::App* machine, Choice* choice) {
       "  wardlet machine emit --machine m --provider SourceUsb --template mixed --size 20:4000\n"
       "  wardlet machine emit --machine m --file temp --event +0,1 --event +10,2 --event +10,2\n"
       "  wardlet machine emit --file odd.etl --event - < events");
-  SetAction(emit, choice, [options] { return EmitOrCompose(*options); });
+  SetAction(emit, choice, [emit, options] { return EmitOrCompose(*emit, *options); });
 }
 
 }  // namespace varnel::host

@@ -90,6 +90,21 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUse{{"trace", "info"},
                  "wardlet trace info: FILE is required (\"wardlet trace info --help\" tells more)"}));
 
+TEST(Program, AComposedFileNeedsAnEventAndTakesNoOptionOfTheSampleProvider) {
+  const std::string file = testing::TempDir() + "program_test_composed.etl";
+  const Outcome none = RunWardlet({"machine", "emit", "--file", file});
+  EXPECT_EQ(none.exit_code, 2);
+  EXPECT_EQ(none.err, "wardlet machine emit: --file needs an --event (\"--event -\" reads them as lines)\n");
+  for (const std::string option : {"--count", "--rate", "--seed", "--size", "--flags", "--template", "--provider"}) {
+    const std::string value = option == "--template" ? "ansi" : "1";
+    const Outcome outcome = RunWardlet({"machine", "emit", option, value, "--file", file, "--event", "+0,1"});
+    EXPECT_EQ(outcome.exit_code, 2) << option;
+    EXPECT_EQ(outcome.err,
+              "wardlet machine emit: " + option + " does not go with --file; each --event tells its own\n");
+  }
+  EXPECT_FALSE(std::filesystem::exists(file));
+}
+
 class NeedsAMachine : public testing::TestWithParam<std::vector<std::string>> {};
 
 TEST_P(NeedsAMachine, AndSaysSoWithExitCodeOne) {
@@ -113,7 +128,7 @@ INSTANTIATE_TEST_SUITE_P(
                     std::vector<std::string>{"uninstall"}, std::vector<std::string>{"machine", "boot"},
                     std::vector<std::string>{"machine", "sessions"}, std::vector<std::string>{"machine", "registry"},
                     std::vector<std::string>{"machine", "info"}, std::vector<std::string>{"machine", "emit"},
-                    std::vector<std::string>{"machine", "emit", "--file", "temp"}));
+                    std::vector<std::string>{"machine", "emit", "--file", "temp", "--event", "+0,1"}));
 
 TEST(Program, TellsItsVersion) {
   const Outcome outcome = RunWardlet({"--version"});
