@@ -39,6 +39,11 @@ struct RunOptions {
   bool quiet = false;
 };
 
+// "-" is the usual name of standard output.
+bool PrintsTexts(const RunOptions& options) {
+  return options.output_file.empty() || options.output_file == "-";
+}
+
 // What the module's callback works on; entered from several threads of the module at once.
 struct Sink {
   TextOutput* output;
@@ -77,7 +82,7 @@ void WaitForTheEnd(const RunOptions& options, const StopSignals& signals, const 
   const auto start = Clock::now();
   IdleRule idle(Milliseconds(options.idle_exit_s));
   // On one terminal the texts and a line that is written over would spoil each other.
-  const bool texts_go_elsewhere = !options.output_file.empty() || ::isatty(STDOUT_FILENO) != 1;
+  const bool texts_go_elsewhere = !PrintsTexts(options) || ::isatty(STDOUT_FILENO) != 1;
   ProgressLine progress(!options.quiet && texts_go_elsewhere);
   while (true) {
     const auto now = Clock::now();
@@ -96,8 +101,7 @@ void WaitForTheEnd(const RunOptions& options, const StopSignals& signals, const 
 }
 
 formats::Result<std::unique_ptr<TextOutput>> OpenOutput(const RunOptions& options) {
-  if (options.output_file.empty() || options.output_file == "-") return TextOutput::ToStandardOutput();
-  return TextOutput::AppendTo(options.output_file);
+  return PrintsTexts(options) ? TextOutput::ToStandardOutput() : TextOutput::AppendTo(options.output_file);
 }
 
 std::string Seconds(Clock::duration time) {
@@ -151,8 +155,9 @@ void AddRunCommand(CLI::App* program, Choice* choice) {
   auto options = std::make_shared<RunOptions>();
   CLI::App* run = program->add_subcommand("run", "Runs the module and prints each text as one line of JSON");
   AddMachineOption(run, &options->machine);
-  run->add_option("-o,--output", options->output_file,
-                  "Appends the texts to FILE instead of printing them; a last line that was cut is ended first")
+  run->add_option(
+         "-o,--output", options->output_file,
+         "Appends the texts to FILE ('-': prints them, as without it); a last line that was cut is ended first")
       ->type_name("FILE");
   run->add_option("--idle-exit", options->idle_exit_s,
                   "Ends when for SECONDS no text came and hardly any processor time was used")

@@ -87,6 +87,15 @@ TEST(Commands, AClosedPipeEndsARunWithOneLine) {
   EXPECT_THAT(ReadAll(machine.File("err")), HasSubstr("wardlet run: standard output: Broken pipe; "));
 }
 
+TEST(Commands, AMinusForTheOutputsNameIsStandardOutput) {
+  const ScenarioMachine machine;
+  machine.Do({"install"});
+  machine.Do({"machine", "emit", "--file", "temp", "--event", "+0,1", "--event", "+10,2"});
+  const std::string out = machine.Do({"run", "-o", "-", "--idle-exit", "3", "--flags", "0"});
+  EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 2);
+  EXPECT_FALSE(std::filesystem::exists("-"));
+}
+
 TEST(Commands, AMachineIsNotMadeWhereSomethingStands) {
   const ScenarioMachine machine;
   std::filesystem::create_directory(machine.File("full"));
