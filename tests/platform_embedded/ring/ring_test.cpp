@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <thread>
+#include <vector>
 
 #include "platform/embedded/ring/session_clock.h"
 #include "platform/embedded/ring/steps.h"
@@ -31,6 +33,15 @@ TEST_F(RingTest, ClosingOpensTheNextBufferAndSealsTheOld) {
   EXPECT_EQ(map().open().sequence, 2u);
   EXPECT_EQ(PhaseOf(0), (Phase{Phase::State::kSealed, 1}));
   EXPECT_EQ(PhaseOf(map().open().slot), (Phase{Phase::State::kActive, 2}));
+}
+
+TEST_F(RingTest, SealingABufferOfCommittedEventsStoresNothingIntoIt) {
+  for (std::uint32_t i = 0; i < 3; ++i) ASSERT_TRUE(WriteNumbers(*session_, 1, i));
+  const std::byte* buffer = map().buffer(map().open().slot);
+  const std::vector<std::byte> before(buffer, buffer + map().buffer_size());
+  ASSERT_EQ(CloseBuffer(map(), self_, map().open()), CloseResult::kOpened);
+  ASSERT_EQ(PhaseOf(0), (Phase{Phase::State::kSealed, 1}));
+  EXPECT_EQ(std::memcmp(before.data(), buffer, before.size()), 0) << "another closer may be copying it already";
 }
 
 TEST_F(RingTest, AnEmptyBufferIsNotClosed) {

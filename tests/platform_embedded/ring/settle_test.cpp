@@ -2,14 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstring>
-#include <thread>
 #include <vector>
 
 #include "formats/etl_format.h"
 #include "platform/embedded/ring/participant.h"
-#include "platform/embedded/ring/ring.h"
 #include "tests/support/trace_fixture.h"
 
 namespace {
@@ -134,24 +131,6 @@ TEST_F(SettleTest, CopiesBearNoPredecessorsLengthAndTheBufferStaysAsItWas) {
   std::memcpy(&first, out.data() + 88, sizeof first);
   EXPECT_EQ(first, ew::Committed(100, 0x13, 0, 0));
   EXPECT_EQ(std::memcmp(before.data(), session_->map()->buffer(0), word_.end), 0) << "others may be reading it";
-}
-
-TEST_F(SettleTest, TwoClosersAtOneBufferDoNotDisturbTheOnesCopy) {
-  for (int i = 0; i < 20; ++i) Add(Left::kCommitted, 96);
-  session_->map()->descriptors()[0].word.store(word_.Pack());
-  std::atomic<int> ready{0};
-  const auto seal_and_copy = [&] {
-    const Participant self = ThreadParticipant(session_->map());
-    std::vector<std::byte> out(4096);
-    ++ready;
-    while (ready < 2) {
-    }
-    EXPECT_EQ(TrySeal(*session_->map(), self, 0, 1), SealResult::kSealed);
-    EXPECT_EQ(CopyCommitted(*session_->map(), 0, word_, out.data()), 20u * 96u);
-  };
-  std::thread other(seal_and_copy);
-  seal_and_copy();
-  other.join();
 }
 
 TEST_F(SettleTest, ALateWriterCannotCommitARevokedEvent) {
