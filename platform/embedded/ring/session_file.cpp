@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "formats/etl_writer.h"
+#include "platform/embedded/ring/processor_speed.h"
 #include "platform/embedded/ring/ring.h"
 #include "platform/embedded/ring/steps.h"
 
@@ -90,6 +91,7 @@ formats::EtlLogHeader DescribeFile(const ControlMap& map, const FilePlace& place
   header.buffer_size = constants.buffer_size;
   header.provider_version = kWindowsBuild;
   header.processors = std::max(constants.processors, 1u);
+  header.cpu_speed_mhz = ProcessorMegahertz();
   header.end_time = end_time;
   header.timer_resolution = kTimerResolution;
   header.maximum_file_size = constants.maximum_file_size;

@@ -7,7 +7,9 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <fstream>
 
+#include "platform/embedded/ring/processor_speed.h"
 #include "platform/embedded/ring/ring.h"
 #include "tests/support/trace_fixture.h"
 
@@ -39,6 +41,17 @@ TEST_F(SessionFileTest, WhileItIsOpenTheHeaderHasOneBufferAndNoEnd) {
   const auto closed = ReadTraceFile(machine_.FilePath("s.etl"));
   EXPECT_EQ(closed.buffers_written, closed.sequences.size() + 1);
   EXPECT_GE(closed.end_time, closed.events.back().file_time);
+}
+
+TEST_F(SessionFileTest, TheHeaderTellsASpeedOfTheProcessorThatReadersCanDivideBy) {
+  const auto session = machine_.Start(machine_.Parameters("s"));
+  EXPECT_GT(DescribeFile(*session->map(), ReadPlace(*session->map()), 0).cpu_speed_mhz, 0u);
+  machine_.Store().Stop(*session);
+  std::ifstream in(machine_.FilePath("s.etl"), std::ios::binary);
+  in.seekg(0x9C);  // 0x48 buffer header, 0x20 event header, 0x34 into the log header
+  std::uint32_t megahertz = 0;
+  in.read(reinterpret_cast<char*>(&megahertz), sizeof megahertz);
+  EXPECT_EQ(megahertz, ProcessorMegahertz());
 }
 
 TEST_F(SessionFileTest, BuffersAreNumberedFromOneWithoutGapsAndNoneIsEmpty) {
