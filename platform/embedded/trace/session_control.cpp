@@ -204,6 +204,8 @@ std::uint32_t SessionControl::Update(Session& session, const PropertiesBlock& bl
   const auto file = block.Text(block->LogFileNameOffset);
   if (!file) return platform::kErrorInvalidParameter;
   if (!file->empty() && *file != FileNameOf(session)) return platform::kErrorNotSupported;
+  // A caller that is told nothing would count on room that is not there.
+  if (block->MaximumBuffers > session.map()->constants().maximum_buffers) return platform::kErrorNotSupported;
   if (block->FlushTimer != 0) {
     const std::uint64_t ticks = std::uint64_t{block->FlushTimer} * session.map()->constants().clock_frequency;
     session.map()->words().flush_ticks.store(ticks, std::memory_order_relaxed);

@@ -205,6 +205,22 @@ TEST_F(SessionControlTest, AFlushWritesOutWhatIsInTheOpenBuffer) {
   EXPECT_EQ(block->BuffersWritten, 2u) << "an empty buffer is not written";
 }
 
+TEST_F(SessionControlTest, AnUpdateRefusesMoreBuffersThanTheRingWasMadeWith) {
+  const auto handle = port_.StartSession(u"one");
+  const auto update = [&](std::uint32_t maximum) {
+    auto block = TracePort::SessionBlock(u"one");
+    block->MaximumBuffers = maximum;
+    block->FlushTimer = 7;
+    return port_.trace().ControlTraceW(handle, nullptr, block.get(), vp::kEventTraceControlUpdate);
+  };
+  EXPECT_EQ(update(9), vp::kErrorNotSupported);
+  auto block = TracePort::SessionBlock(u"one");
+  ASSERT_EQ(Query(handle, nullptr, block), 0u);
+  EXPECT_EQ(block->FlushTimer, 1u) << "nothing of a refused update is done";
+  EXPECT_EQ(update(8), 0u);
+  EXPECT_EQ(update(0), 0u);
+}
+
 TEST_F(SessionControlTest, AnUpdateChangesTheFlushTimerAndRefusesAnotherFile) {
   const TRACEHANDLE handle = port_.StartSession(u"one");
   Block block;
