@@ -150,5 +150,15 @@ TEST(TraceLogging, ReadsTheProvidersNameOfItsTraits) {
   EXPECT_EQ(ReadProviderName(too_long), "");
 }
 
+TEST(TraceLogging, AByteIsTrueOrFalseOnlyWhereItsOutTypeSaysSo) {
+  const auto schema = TraceLoggingBuilder("E").Field("plain", 4).Field("byte", 4, 3).Field("boolean", 4, 13);
+  EXPECT_EQ(JsonOf(schema, PayloadBuilder().U8(1).U8(1).U8(1)), R"({"plain":1,"byte":1,"boolean":true})");
+}
+
+TEST(TraceLogging, AnEmptyTextIsAnEmptyTextAndWhatIsBehindItIsRead) {
+  const auto schema = TraceLoggingBuilder("E").Field("wide", 1).Field("narrow", 2).Field("number", 8);
+  EXPECT_EQ(JsonOf(schema, PayloadBuilder().U16(0).U8(0).U32(7)), R"({"wide":"","narrow":"","number":7})");
+}
+
 }  // namespace
 }  // namespace varnel::formats
