@@ -55,11 +55,22 @@ struct WIN32_FIND_DATAW {
 };
 static_assert(sizeof(WIN32_FIND_DATAW) == 592);
 
+struct WIN32_FILE_ATTRIBUTE_DATA {
+  std::uint32_t dwFileAttributes;
+  FILETIME ftCreationTime;
+  FILETIME ftLastAccessTime;
+  FILETIME ftLastWriteTime;
+  std::uint32_t nFileSizeHigh;
+  std::uint32_t nFileSizeLow;
+};
+static_assert(sizeof(WIN32_FILE_ATTRIBUTE_DATA) == 36);
+
 class Files {
  public:
   virtual ~Files() = default;
 
-  /// The invalid handle value on failure. With OPEN_ALWAYS or CREATE_ALWAYS on a present file the last error is 183.
+  /// The invalid handle value on failure. With OPEN_ALWAYS or CREATE_ALWAYS on a present file the last error is 183,
+  /// after any other success it is 0.
   virtual HANDLE CreateFileW(const char16_t* path, std::uint32_t access, std::uint32_t share_mode,
                              std::uint32_t disposition, std::uint32_t flags_and_attributes) = 0;
   /// `overlapped` may be null: then at the file pointer, which moves on.
@@ -73,6 +84,8 @@ class Files {
   virtual bool GetFileSizeEx(HANDLE file, std::uint64_t* size) = 0;
   virtual std::uint32_t SetFilePointer(HANDLE file, std::int32_t distance, std::int32_t* distance_high,
                                        std::uint32_t method) = 0;
+  /// `position` may be null.
+  virtual bool SetFilePointerEx(HANDLE file, std::int64_t distance, std::int64_t* position, std::uint32_t method) = 0;
   virtual bool SetEndOfFile(HANDLE file) = 0;
   virtual bool FlushFileBuffers(HANDLE file) = 0;
   /// Any of the out values may be null.
@@ -81,6 +94,8 @@ class Files {
                            const FILETIME* last_write) = 0;
 
   virtual std::uint32_t GetFileAttributesW(const char16_t* path) = 0;
+  /// Attributes, times and size (0 for a folder) in one look, at the platform's standard level of detail.
+  virtual bool GetFileAttributesExW(const char16_t* path, WIN32_FILE_ATTRIBUTE_DATA* data) = 0;
   virtual bool SetFileAttributesW(const char16_t* path, std::uint32_t attributes) = 0;
   virtual bool CreateDirectoryW(const char16_t* path) = 0;
   virtual bool RemoveDirectoryW(const char16_t* path) = 0;

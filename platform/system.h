@@ -8,6 +8,10 @@ namespace varnel::platform {
 inline constexpr std::uint32_t kCpAcp = 0;
 inline constexpr std::uint32_t kCpUtf8 = 65001;
 
+// Access to a token, and what is asked of one.
+inline constexpr std::uint32_t kTokenQuery = 8;       // TOKEN_QUERY
+inline constexpr std::uint32_t kTokenElevation = 20;  // TokenElevation: 32 bits, not 0 when elevated
+
 using Procedure = void (*)();
 using TimeFunction = void (*)(FILETIME* time);
 using GuardedFunction = void (*)(void* parameter);
@@ -45,14 +49,20 @@ class System {
   virtual bool SystemTimeToTzSpecificLocalTime(const TIME_ZONE_INFORMATION* zone, const SYSTEMTIME* universal,
                                                SYSTEMTIME* local) = 0;
 
+  /// The present time in the machine's own zone.
+  virtual void GetLocalTime(SYSTEMTIME* time) = 0;
+
   /// 0, or a negative HRESULT.
   virtual std::int32_t CoCreateGuid(GUID* guid) = 0;
   /// "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}" in upper case; characters with the NUL (39), 0 when it does not fit.
   virtual std::int32_t StringFromGUID2(const GUID& guid, char16_t* buffer, std::int32_t capacity) = 0;
   virtual std::uint32_t GetCurrentProcessId() = 0;
   virtual std::uint32_t GetCurrentThreadId() = 0;
-  /// Whether the process's token is elevated; false on failure.
-  virtual bool QueryTokenElevation(bool* elevated) = 0;
+  /// The token of this process; the caller closes it with CloseHandle.
+  virtual bool OpenProcessToken(std::uint32_t access, HANDLE* token) = 0;
+  /// `needed` in bytes; 122 when `size` is less than that, 87 for a class that is not known.
+  virtual bool GetTokenInformation(HANDLE token, std::uint32_t information_class, void* information, std::uint32_t size,
+                                   std::uint32_t* needed) = 0;
   /// COM start-up for the calling thread; an HRESULT.
   virtual std::int32_t CoInitializeEx(std::uint32_t concurrency_model) = 0;
   virtual void CoUninitialize() = 0;

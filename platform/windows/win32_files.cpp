@@ -35,6 +35,12 @@ std::uint32_t Win32Files::SetFilePointer(HANDLE file, std::int32_t distance, std
   return ::SetFilePointer(file, distance, Across<LONG>(distance_high), method);
 }
 
+bool Win32Files::SetFilePointerEx(HANDLE file, std::int64_t distance, std::int64_t* position, std::uint32_t method) {
+  LARGE_INTEGER move{};
+  move.QuadPart = distance;
+  return ::SetFilePointerEx(file, move, Across<LARGE_INTEGER>(position), method) != 0;
+}
+
 bool Win32Files::SetEndOfFile(HANDLE file) {
   return ::SetEndOfFile(file) != 0;
 }
@@ -56,6 +62,10 @@ bool Win32Files::SetFileTime(HANDLE file, const FILETIME* creation, const FILETI
 
 std::uint32_t Win32Files::GetFileAttributesW(const char16_t* path) {
   return ::GetFileAttributesW(Wide(path));
+}
+
+bool Win32Files::GetFileAttributesExW(const char16_t* path, platform::WIN32_FILE_ATTRIBUTE_DATA* data) {
+  return ::GetFileAttributesExW(Wide(path), GetFileExInfoStandard, data) != 0;
 }
 
 bool Win32Files::SetFileAttributesW(const char16_t* path, std::uint32_t attributes) {

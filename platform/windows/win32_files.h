@@ -21,12 +21,14 @@ class Win32Files final : public platform::Files {
   bool GetFileSizeEx(HANDLE file, std::uint64_t* size) override;
   std::uint32_t SetFilePointer(HANDLE file, std::int32_t distance, std::int32_t* distance_high,
                                std::uint32_t method) override;
+  bool SetFilePointerEx(HANDLE file, std::int64_t distance, std::int64_t* position, std::uint32_t method) override;
   bool SetEndOfFile(HANDLE file) override;
   bool FlushFileBuffers(HANDLE file) override;
   bool GetFileTime(HANDLE file, FILETIME* creation, FILETIME* last_access, FILETIME* last_write) override;
   bool SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* last_access,
                    const FILETIME* last_write) override;
   std::uint32_t GetFileAttributesW(const char16_t* path) override;
+  bool GetFileAttributesExW(const char16_t* path, platform::WIN32_FILE_ATTRIBUTE_DATA* data) override;
   bool SetFileAttributesW(const char16_t* path, std::uint32_t attributes) override;
   bool CreateDirectoryW(const char16_t* path) override;
   bool RemoveDirectoryW(const char16_t* path) override;

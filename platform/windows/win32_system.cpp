@@ -80,6 +80,10 @@ bool Win32System::SystemTimeToTzSpecificLocalTime(const TIME_ZONE_INFORMATION* z
                                            Across<::SYSTEMTIME>(local)) != 0;
 }
 
+void Win32System::GetLocalTime(SYSTEMTIME* time) {
+  ::GetLocalTime(Across<::SYSTEMTIME>(time));
+}
+
 std::int32_t Win32System::CoCreateGuid(GUID* guid) {
   return ::CoCreateGuid(guid);
 }
@@ -96,18 +100,14 @@ std::uint32_t Win32System::GetCurrentThreadId() {
   return ::GetCurrentThreadId();
 }
 
-bool Win32System::QueryTokenElevation(bool* elevated) {
-  *elevated = false;
-  ::HANDLE token = nullptr;
-  if (::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &token) == 0) return false;
-  TOKEN_ELEVATION elevation{};
-  DWORD size = 0;
-  const BOOL known = ::GetTokenInformation(token, TokenElevation, &elevation, sizeof elevation, &size);
-  const DWORD error = ::GetLastError();
-  ::CloseHandle(token);
-  ::SetLastError(error);
-  *elevated = known != 0 && elevation.TokenIsElevated != 0;
-  return known != 0;
+bool Win32System::OpenProcessToken(std::uint32_t access, HANDLE* token) {
+  return ::OpenProcessToken(::GetCurrentProcess(), access, token) != 0;
+}
+
+bool Win32System::GetTokenInformation(HANDLE token, std::uint32_t information_class, void* information,
+                                      std::uint32_t size, std::uint32_t* needed) {
+  const auto asked = static_cast<TOKEN_INFORMATION_CLASS>(information_class);
+  return ::GetTokenInformation(token, asked, information, size, Across<DWORD>(needed)) != 0;
 }
 
 std::int32_t Win32System::CoInitializeEx(std::uint32_t concurrency_model) {

@@ -31,11 +31,14 @@ class Win32System final : public platform::System {
   bool SystemTimeToFileTime(const SYSTEMTIME* time, FILETIME* result) override;
   bool SystemTimeToTzSpecificLocalTime(const TIME_ZONE_INFORMATION* zone, const SYSTEMTIME* universal,
                                        SYSTEMTIME* local) override;
+  void GetLocalTime(SYSTEMTIME* time) override;
   std::int32_t CoCreateGuid(GUID* guid) override;
   std::int32_t StringFromGUID2(const GUID& guid, char16_t* buffer, std::int32_t capacity) override;
   std::uint32_t GetCurrentProcessId() override;
   std::uint32_t GetCurrentThreadId() override;
-  bool QueryTokenElevation(bool* elevated) override;
+  bool OpenProcessToken(std::uint32_t access, HANDLE* token) override;
+  bool GetTokenInformation(HANDLE token, std::uint32_t information_class, void* information, std::uint32_t size,
+                           std::uint32_t* needed) override;
   std::int32_t CoInitializeEx(std::uint32_t concurrency_model) override;
   void CoUninitialize() override;
   std::int32_t MultiByteToWideChar(std::uint32_t code_page, std::uint32_t flags, const char* text, std::int32_t length,

@@ -100,6 +100,55 @@ TEST_F(OpenedFile, ThePointerMovesFromTheBeginTheCurrentPlaceAndTheEnd) {
   CloseFile(file);
 }
 
+TEST_F(OpenedFile, ThePointerMovesBy64BitsAndTellsWhereItStands) {
+  WriteText(folder_ / u"file", "0123456789");
+  const HANDLE file = OpenFile(folder_ / u"file", kGenericRead, 0);
+  std::int64_t position = 0;
+  EXPECT_TRUE(FilesPort().SetFilePointerEx(file, 0x1'0000'0007, &position, kFileBegin));
+  EXPECT_EQ(position, 0x1'0000'0007);
+  EXPECT_TRUE(FilesPort().SetFilePointerEx(file, -2, nullptr, kFileEnd));
+  char buffer[4] = {};
+  std::uint32_t count = 0;
+  EXPECT_TRUE(FilesPort().ReadFile(file, buffer, 4, &count, nullptr));
+  EXPECT_EQ(std::string(buffer, count), "89");
+  ForgetError();
+  EXPECT_FALSE(FilesPort().SetFilePointerEx(file, -1, &position, kFileBegin));
+  EXPECT_EQ(LastError(), 131u);
+  CloseFile(file);
+}
+
+TEST_F(OpenedFile, OneLookByNameGivesAttributesTimesAndSize) {
+  WriteText(folder_ / u"file", "0123456789");
+  const HANDLE file = OpenFile(folder_ / u"file", kGenericRead | kGenericWrite, 0);
+  const FILETIME write = ToFileTime(133000000001234567);
+  EXPECT_TRUE(FilesPort().SetFileTime(file, nullptr, nullptr, &write));
+  FILETIME creation{};
+  EXPECT_TRUE(FilesPort().GetFileTime(file, &creation, nullptr, nullptr));
+  CloseFile(file);
+  WIN32_FILE_ATTRIBUTE_DATA data{};
+  ASSERT_TRUE(FilesPort().GetFileAttributesExW((folder_ / u"file").c_str(), &data));
+  EXPECT_EQ(data.dwFileAttributes & kFileAttributeDirectory, 0u);
+  EXPECT_EQ(ToUint64(data.ftCreationTime), ToUint64(creation));
+  EXPECT_EQ(ToUint64(data.ftLastWriteTime), ToUint64(write));
+  EXPECT_EQ(data.nFileSizeLow, 10u);
+  EXPECT_EQ(data.nFileSizeHigh, 0u);
+  EXPECT_FALSE(FilesPort().GetFileAttributesExW((folder_ / u"none").c_str(), &data));
+  EXPECT_EQ(LastError(), kErrorFileNotFound);
+}
+
+TEST_F(OpenedFile, AnOpenThatSucceedsLeavesTheLastErrorAtZero) {
+  WriteText(folder_ / u"file", "");
+  SystemPort().SetLastError(kErrorNoMoreFiles);
+  const HANDLE file = OpenFile(folder_ / u"file", kGenericRead, 0);
+  EXPECT_EQ(LastError(), kErrorSuccess);
+  char buffer[4] = {};
+  std::uint32_t count = 9;
+  EXPECT_TRUE(FilesPort().ReadFile(file, buffer, 4, &count, nullptr));
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(LastError(), kErrorSuccess) << "nor does a read of nothing say that something failed";
+  CloseFile(file);
+}
+
 TEST_F(OpenedFile, AReadAtAPlaceBehindTheEndAnswers38) {
   WriteText(folder_ / u"file", "0123456789");
   const HANDLE file = OpenFile(folder_ / u"file", kGenericRead, 0);

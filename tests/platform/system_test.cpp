@@ -214,9 +214,17 @@ TEST(DebugOutput, TakesTextsOfAnyLength) {
   SystemPort().OutputDebugStringW(std::u16string(100000, u'x').c_str());
 }
 
-TEST(Token, TellsWhetherTheProcessIsElevated) {
-  bool elevated = false;
-  EXPECT_TRUE(SystemPort().QueryTokenElevation(&elevated));
+TEST(Token, TellsInFourBytesWhetherTheProcessIsElevated) {
+  HANDLE token = nullptr;
+  ASSERT_TRUE(SystemPort().OpenProcessToken(kTokenQuery, &token));
+  std::uint32_t elevated = 99;
+  std::uint32_t needed = 0;
+  EXPECT_TRUE(SystemPort().GetTokenInformation(token, kTokenElevation, &elevated, sizeof elevated, &needed));
+  EXPECT_EQ(needed, 4u);
+  EXPECT_LE(elevated, 1u);
+  EXPECT_TRUE(SystemPort().CloseHandle(token));
+  EXPECT_FALSE(SystemPort().GetTokenInformation(token, kTokenElevation, &elevated, sizeof elevated, &needed));
+  EXPECT_EQ(SystemPort().GetLastError(), kErrorInvalidHandle);
 }
 
 [[gnu::noinline]] void ReadNowhere(void*) {

@@ -105,5 +105,27 @@ TEST(Clock, TheSystemTimeGoesOnAndIsOfThisCentury) {
   EXPECT_LT(parts.wYear, 2100);
 }
 
+TEST(Clock, TheLocalTimeIsTheSystemTimeInTheMachinesZone) {
+  FILETIME before{};
+  FILETIME after{};
+  SYSTEMTIME local{};
+  SystemPort().GetSystemTimeAsFileTime(&before);
+  SystemPort().GetLocalTime(&local);
+  SystemPort().GetSystemTimeAsFileTime(&after);
+  const auto in_zone = [](const FILETIME& time) {
+    SYSTEMTIME universal{};
+    SYSTEMTIME parts{};
+    FILETIME result{};
+    EXPECT_TRUE(SystemPort().FileTimeToSystemTime(&time, &universal));
+    EXPECT_TRUE(SystemPort().SystemTimeToTzSpecificLocalTime(nullptr, &universal, &parts));
+    EXPECT_TRUE(SystemPort().SystemTimeToFileTime(&parts, &result));
+    return ToUint64(result);
+  };
+  FILETIME told{};
+  ASSERT_TRUE(SystemPort().SystemTimeToFileTime(&local, &told));
+  EXPECT_LE(in_zone(before), ToUint64(told));
+  EXPECT_GE(in_zone(after), ToUint64(told));
+}
+
 }  // namespace
 }  // namespace varnel::platform

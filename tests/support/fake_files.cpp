@@ -261,7 +261,7 @@ HANDLE FakeFiles::CreateFileW(const char16_t* path, std::uint32_t access, std::u
   handle->share_mode = share_mode;
   entry->handles.push_back(handle.get());
   const bool tells = disposition == platform::kOpenAlways || disposition == platform::kCreateAlways;
-  if (tells) FailWith(present ? platform::kErrorAlreadyExists : platform::kErrorSuccess);
+  FailWith(tells && present ? platform::kErrorAlreadyExists : platform::kErrorSuccess);
   lock.unlock();
   return handles_->Add(std::move(handle));
 }
@@ -322,26 +322,27 @@ bool FakeFiles::GetFileSizeEx(HANDLE file, std::uint64_t* size) {
 
 std::uint32_t FakeFiles::SetFilePointer(HANDLE file, std::int32_t distance, std::int32_t* distance_high,
                                         std::uint32_t method) {
-  const auto handle = handles_->Get<Handle>(file);
-  if (handle == nullptr) {
-    FailWith(platform::kErrorInvalidHandle);
-    return ~0u;
-  }
-  const std::lock_guard lock(mutex_);
   std::int64_t moved = distance;
   if (distance_high != nullptr) {
     moved = (std::int64_t{*distance_high} << 32) | static_cast<std::uint32_t>(distance);
   }
+  std::int64_t position = 0;
+  if (!SetFilePointerEx(file, moved, &position, method)) return ~0u;
+  if (distance_high != nullptr) *distance_high = static_cast<std::int32_t>(position >> 32);
+  return static_cast<std::uint32_t>(position);
+}
+
+bool FakeFiles::SetFilePointerEx(HANDLE file, std::int64_t distance, std::int64_t* position, std::uint32_t method) {
+  const auto handle = handles_->Get<Handle>(file);
+  if (handle == nullptr) return FailWith(platform::kErrorInvalidHandle);
+  const std::lock_guard lock(mutex_);
   const std::uint64_t base = method == platform::kFileBegin     ? 0
                              : method == platform::kFileCurrent ? handle->position
                                                                 : handle->entry->bytes.size();
-  if (moved < 0 && static_cast<std::uint64_t>(-moved) > base) {
-    FailWith(kNegativeSeek);
-    return ~0u;
-  }
-  handle->position = base + static_cast<std::uint64_t>(moved);
-  if (distance_high != nullptr) *distance_high = static_cast<std::int32_t>(handle->position >> 32);
-  return static_cast<std::uint32_t>(handle->position);
+  if (distance < 0 && static_cast<std::uint64_t>(-distance) > base) return FailWith(kNegativeSeek);
+  handle->position = base + static_cast<std::uint64_t>(distance);
+  if (position != nullptr) *position = static_cast<std::int64_t>(handle->position);
+  return true;
 }
 
 bool FakeFiles::SetEndOfFile(HANDLE file) {
@@ -387,6 +388,20 @@ std::uint32_t FakeFiles::GetFileAttributesW(const char16_t* path) {
            : CheckParent(path) == 0    ? platform::kErrorFileNotFound
                                        : platform::kErrorPathNotFound);
   return platform::kInvalidFileAttributes;
+}
+
+bool FakeFiles::GetFileAttributesExW(const char16_t* path, platform::WIN32_FILE_ATTRIBUTE_DATA* data) {
+  if (GetFileAttributesW(path) == platform::kInvalidFileAttributes) return false;
+  const std::lock_guard lock(mutex_);
+  const auto entry = FindEntry(path);
+  if (entry == nullptr) return FailWith(platform::kErrorFileNotFound);
+  data->dwFileAttributes = entry->attributes;
+  PutTime(&data->ftCreationTime, entry->creation);
+  PutTime(&data->ftLastAccessTime, entry->last_access);
+  PutTime(&data->ftLastWriteTime, entry->last_write);
+  data->nFileSizeHigh = static_cast<std::uint32_t>(std::uint64_t{entry->bytes.size()} >> 32);
+  data->nFileSizeLow = static_cast<std::uint32_t>(entry->bytes.size());
+  return true;
 }
 
 bool FakeFiles::SetFileAttributesW(const char16_t* path, std::uint32_t attributes) {

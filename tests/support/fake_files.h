@@ -52,6 +52,8 @@ class FakeFiles : public platform::Files {
   bool GetFileSizeEx(platform::HANDLE file, std::uint64_t* size) override;
   std::uint32_t SetFilePointer(platform::HANDLE file, std::int32_t distance, std::int32_t* distance_high,
                                std::uint32_t method) override;
+  bool SetFilePointerEx(platform::HANDLE file, std::int64_t distance, std::int64_t* position,
+                        std::uint32_t method) override;
   bool SetEndOfFile(platform::HANDLE file) override;
   bool FlushFileBuffers(platform::HANDLE file) override;
   bool GetFileTime(platform::HANDLE file, platform::FILETIME* creation, platform::FILETIME* last_access,
@@ -59,6 +61,7 @@ class FakeFiles : public platform::Files {
   bool SetFileTime(platform::HANDLE file, const platform::FILETIME* creation, const platform::FILETIME* last_access,
                    const platform::FILETIME* last_write) override;
   std::uint32_t GetFileAttributesW(const char16_t* path) override;
+  bool GetFileAttributesExW(const char16_t* path, platform::WIN32_FILE_ATTRIBUTE_DATA* data) override;
   bool SetFileAttributesW(const char16_t* path, std::uint32_t attributes) override;
   bool CreateDirectoryW(const char16_t* path) override;
   bool RemoveDirectoryW(const char16_t* path) override;

@@ -51,6 +51,8 @@ bool IsConvertible(std::uint32_t code_page, std::int32_t length) {
   return (known && length != 0) || FailWith(platform::kErrorInvalidParameter);
 }
 
+struct Token : FakeObject {};
+
 std::u16string Lowered(std::u16string_view name) {
   std::u16string lowered(name);
   for (char16_t& c : lowered) {
@@ -234,10 +236,14 @@ bool FakeSystem::SystemTimeToFileTime(const platform::SYSTEMTIME* time, platform
 
 bool FakeSystem::SystemTimeToTzSpecificLocalTime(const platform::TIME_ZONE_INFORMATION* zone,
                                                  const platform::SYSTEMTIME* universal, platform::SYSTEMTIME* local) {
-  const std::int64_t bias = zone == nullptr ? 0 : zone->Bias + zone->StandardBias;
+  const std::int64_t bias = zone == nullptr ? zone_bias : zone->Bias + zone->StandardBias;
   if (!IsCivilTime(*universal)) return FailWith(platform::kErrorInvalidParameter);
   const std::uint64_t time = FileTimeFromCivil(*universal) - static_cast<std::uint64_t>(bias * 600'000'000);
   return CivilFromFileTime(time, local) || FailWith(platform::kErrorInvalidParameter);
+}
+
+void FakeSystem::GetLocalTime(platform::SYSTEMTIME* time) {
+  CivilFromFileTime(Now() - static_cast<std::uint64_t>(std::int64_t{zone_bias} * 600'000'000), time);
 }
 
 std::int32_t FakeSystem::CoCreateGuid(GUID* guid) {
@@ -260,8 +266,19 @@ std::uint32_t FakeSystem::GetCurrentThreadId() {
   return id;
 }
 
-bool FakeSystem::QueryTokenElevation(bool* result) {
-  *result = elevated;
+bool FakeSystem::OpenProcessToken(std::uint32_t, platform::HANDLE* token) {
+  *token = handles_->Add(std::make_shared<Token>());
+  return true;
+}
+
+bool FakeSystem::GetTokenInformation(platform::HANDLE token, std::uint32_t information_class, void* information,
+                                     std::uint32_t size, std::uint32_t* needed) {
+  if (handles_->Get<Token>(token) == nullptr) return FailWith(platform::kErrorInvalidHandle);
+  if (information_class != platform::kTokenElevation) return FailWith(platform::kErrorInvalidParameter);
+  const std::uint32_t answer = elevated ? 1 : 0;
+  *needed = sizeof answer;
+  if (size < sizeof answer) return FailWith(platform::kErrorInsufficientBuffer);
+  std::memcpy(information, &answer, sizeof answer);
   return true;
 }
 

@@ -30,6 +30,7 @@ class FakeSystem : public platform::System {
   std::set<std::u16string> libraries = {u"kernel32.dll"};
   std::map<std::string, platform::Procedure> procedures;
   bool elevated = true;
+  std::int32_t zone_bias = 0;  // minutes; of the machine's own zone: UTC = local time + bias
   std::uint32_t process_id = 4242;
   /// What GuardedCall answers instead of calling, unless it is empty.
   std::function<std::uint32_t(platform::GuardedFunction, void*)> guard;
@@ -68,11 +69,14 @@ class FakeSystem : public platform::System {
   bool SystemTimeToFileTime(const platform::SYSTEMTIME* time, platform::FILETIME* result) override;
   bool SystemTimeToTzSpecificLocalTime(const platform::TIME_ZONE_INFORMATION* zone,
                                        const platform::SYSTEMTIME* universal, platform::SYSTEMTIME* local) override;
+  void GetLocalTime(platform::SYSTEMTIME* time) override;
   std::int32_t CoCreateGuid(GUID* guid) override;
   std::int32_t StringFromGUID2(const GUID& guid, char16_t* buffer, std::int32_t capacity) override;
   std::uint32_t GetCurrentProcessId() override { return process_id; }
   std::uint32_t GetCurrentThreadId() override;
-  bool QueryTokenElevation(bool* result) override;
+  bool OpenProcessToken(std::uint32_t access, platform::HANDLE* token) override;
+  bool GetTokenInformation(platform::HANDLE token, std::uint32_t information_class, void* information,
+                           std::uint32_t size, std::uint32_t* needed) override;
   std::int32_t CoInitializeEx(std::uint32_t concurrency_model) override;
   void CoUninitialize() override;
   std::int32_t MultiByteToWideChar(std::uint32_t code_page, std::uint32_t flags, const char* text, std::int32_t length,

@@ -115,6 +115,10 @@ class FaultyFiles : public FaultyPort<platform::Files> {
                                std::uint32_t method) override {
     return Told("SetFilePointer", ~0u, [&] { return port_->SetFilePointer(file, distance, distance_high, method); });
   }
+  bool SetFilePointerEx(platform::HANDLE file, std::int64_t distance, std::int64_t* position,
+                        std::uint32_t method) override {
+    return Told("SetFilePointerEx", false, [&] { return port_->SetFilePointerEx(file, distance, position, method); });
+  }
   bool SetEndOfFile(platform::HANDLE file) override {
     return Told("SetEndOfFile", false, [&] { return port_->SetEndOfFile(file); });
   }
@@ -132,6 +136,9 @@ class FaultyFiles : public FaultyPort<platform::Files> {
   std::uint32_t GetFileAttributesW(const char16_t* path) override {
     return Told("GetFileAttributesW", platform::kInvalidFileAttributes,
                 [&] { return port_->GetFileAttributesW(path); });
+  }
+  bool GetFileAttributesExW(const char16_t* path, platform::WIN32_FILE_ATTRIBUTE_DATA* data) override {
+    return Told("GetFileAttributesExW", false, [&] { return port_->GetFileAttributesExW(path, data); });
   }
   bool SetFileAttributesW(const char16_t* path, std::uint32_t attributes) override {
     return Told("SetFileAttributesW", false, [&] { return port_->SetFileAttributesW(path, attributes); });
@@ -368,6 +375,9 @@ class FaultySystem : public FaultyPort<platform::System> {
     return Told("SystemTimeToTzSpecificLocalTime", false,
                 [&] { return port_->SystemTimeToTzSpecificLocalTime(zone, universal, local); });
   }
+  void GetLocalTime(platform::SYSTEMTIME* time) override {
+    if (!plan_->Called("GetLocalTime")) port_->GetLocalTime(time);
+  }
   std::int32_t CoCreateGuid(GUID* guid) override {
     return Coded("CoCreateGuid", [&] { return port_->CoCreateGuid(guid); });
   }
@@ -380,8 +390,13 @@ class FaultySystem : public FaultyPort<platform::System> {
   std::uint32_t GetCurrentThreadId() override {
     return Told("GetCurrentThreadId", 0, [&] { return port_->GetCurrentThreadId(); });
   }
-  bool QueryTokenElevation(bool* elevated) override {
-    return Told("QueryTokenElevation", false, [&] { return port_->QueryTokenElevation(elevated); });
+  bool OpenProcessToken(std::uint32_t access, platform::HANDLE* token) override {
+    return Told("OpenProcessToken", false, [&] { return port_->OpenProcessToken(access, token); });
+  }
+  bool GetTokenInformation(platform::HANDLE token, std::uint32_t information_class, void* information,
+                           std::uint32_t size, std::uint32_t* needed) override {
+    return Told("GetTokenInformation", false,
+                [&] { return port_->GetTokenInformation(token, information_class, information, size, needed); });
   }
   std::int32_t CoInitializeEx(std::uint32_t concurrency_model) override {
     return Coded("CoInitializeEx", [&] { return port_->CoInitializeEx(concurrency_model); });

@@ -43,9 +43,8 @@ HANDLE EmbeddedFiles::CreateFileW(const char16_t* path, std::uint32_t access, st
   if (!Answer(opener_.Open(ViewOf(path), request, &file, &existed))) return platform::kInvalidHandleValue;
   const HANDLE handle = Handles().Insert(std::move(file));
   if (handle == nullptr) return platform::kInvalidHandleValue;
-  if (disposition == platform::kCreateAlways || disposition == platform::kOpenAlways) {
-    SetLastError(existed ? platform::kErrorAlreadyExists : platform::kErrorSuccess);
-  }
+  const bool tells = disposition == platform::kCreateAlways || disposition == platform::kOpenAlways;
+  SetLastError(tells && existed ? platform::kErrorAlreadyExists : platform::kErrorSuccess);
   return handle;
 }
 
@@ -94,6 +93,14 @@ std::uint32_t EmbeddedFiles::SetFilePointer(HANDLE file, std::int32_t distance, 
   return low;
 }
 
+bool EmbeddedFiles::SetFilePointerEx(HANDLE file, std::int64_t distance, std::int64_t* position, std::uint32_t method) {
+  const auto object = FileOf(file);
+  std::uint64_t reached = 0;
+  if (!object || !Answer(object->Seek(distance, method, &reached))) return false;
+  if (position != nullptr) *position = static_cast<std::int64_t>(reached);
+  return true;
+}
+
 bool EmbeddedFiles::SetEndOfFile(HANDLE file) {
   const auto object = FileOf(file);
   return object && Answer(object->Truncate());
@@ -122,13 +129,32 @@ bool EmbeddedFiles::SetFileTime(HANDLE file, const FILETIME* creation, const FIL
   return Answer(SetTimes(object->HostLink(), creation, last_access, last_write));
 }
 
+std::uint32_t EmbeddedFiles::LookAt(const char16_t* path, HostPath* place) const {
+  if (const std::uint32_t error = opener_.ResolvePath(ViewOf(path), place); error != 0) return error;
+  if (!place->exists) return platform::kErrorFileNotFound;
+  const bool named_as_folder = !place->IsFolder() && place->windows.ends_in_separator;
+  return named_as_folder ? platform::kErrorInvalidName : platform::kErrorSuccess;
+}
+
 std::uint32_t EmbeddedFiles::GetFileAttributesW(const char16_t* path) {
   HostPath place;
-  std::uint32_t error = opener_.ResolvePath(ViewOf(path), &place);
-  if (error == 0 && !place.exists) error = platform::kErrorFileNotFound;
-  if (error == 0 && !place.IsFolder() && place.windows.ends_in_separator) error = platform::kErrorInvalidName;
-  if (!Answer(error)) return platform::kInvalidFileAttributes;
+  if (!Answer(LookAt(path, &place))) return platform::kInvalidFileAttributes;
   return place.IsLinkOut() ? kLinkAttributes : AttributesOf(place.path, place.status);
+}
+
+bool EmbeddedFiles::GetFileAttributesExW(const char16_t* path, platform::WIN32_FILE_ATTRIBUTE_DATA* data) {
+  HostPath place;
+  if (!Answer(LookAt(path, &place))) return false;
+  FileTimes times = TimesOf(place.path);
+  if (place.IsLinkOut()) times.creation = *place.link_creation;
+  const std::uint64_t size = place.IsFolder() ? 0 : static_cast<std::uint64_t>(place.status.st_size);
+  data->dwFileAttributes = place.IsLinkOut() ? kLinkAttributes : AttributesOf(place.path, place.status);
+  Store(times.creation, &data->ftCreationTime);
+  Store(times.last_access, &data->ftLastAccessTime);
+  Store(times.last_write, &data->ftLastWriteTime);
+  data->nFileSizeHigh = static_cast<std::uint32_t>(size >> 32);
+  data->nFileSizeLow = static_cast<std::uint32_t>(size);
+  return true;
 }
 
 bool EmbeddedFiles::SetFileAttributesW(const char16_t* path, std::uint32_t attributes) {

@@ -29,6 +29,8 @@ class EmbeddedFiles : public platform::Files {
   bool GetFileSizeEx(platform::HANDLE file, std::uint64_t* size) override;
   std::uint32_t SetFilePointer(platform::HANDLE file, std::int32_t distance, std::int32_t* distance_high,
                                std::uint32_t method) override;
+  bool SetFilePointerEx(platform::HANDLE file, std::int64_t distance, std::int64_t* position,
+                        std::uint32_t method) override;
   bool SetEndOfFile(platform::HANDLE file) override;
   bool FlushFileBuffers(platform::HANDLE file) override;
   bool GetFileTime(platform::HANDLE file, platform::FILETIME* creation, platform::FILETIME* last_access,
@@ -36,6 +38,7 @@ class EmbeddedFiles : public platform::Files {
   bool SetFileTime(platform::HANDLE file, const platform::FILETIME* creation, const platform::FILETIME* last_access,
                    const platform::FILETIME* last_write) override;
   std::uint32_t GetFileAttributesW(const char16_t* path) override;
+  bool GetFileAttributesExW(const char16_t* path, platform::WIN32_FILE_ATTRIBUTE_DATA* data) override;
   bool SetFileAttributesW(const char16_t* path, std::uint32_t attributes) override;
   bool CreateDirectoryW(const char16_t* path) override;
   bool RemoveDirectoryW(const char16_t* path) override;
@@ -54,6 +57,9 @@ class EmbeddedFiles : public platform::Files {
   std::uint32_t RemoveFolders(const char16_t* path) override;
 
  private:
+  /// What stands at a path: 0, or a Win32 error, also when there is nothing.
+  std::uint32_t LookAt(const char16_t* path, HostPath* place) const;
+
   FileOpener opener_;
   const Environment* const environment_;
 };

@@ -77,6 +77,12 @@ struct ComState {
 };
 thread_local ComState t_com;
 
+/// The process's token: there is one, so it holds nothing.
+class TokenObject : public Object {
+ public:
+  TokenObject() : Object(Kind::kOther) {}
+};
+
 void SystemTimePrecise(FILETIME* time) {
   *time = platform::ToFileTime(FileTimeNow());
 }
@@ -205,6 +211,10 @@ bool EmbeddedSystem::SystemTimeToTzSpecificLocalTime(const platform::TIME_ZONE_I
   return ToLocal(zone == nullptr ? kMachineZone : *zone, *universal, local) || Fail(platform::kErrorInvalidParameter);
 }
 
+void EmbeddedSystem::GetLocalTime(SYSTEMTIME* time) {
+  BreakDown(FileTimeNow(), time);  // the machine's zone is UTC
+}
+
 std::int32_t EmbeddedSystem::CoCreateGuid(GUID* guid) {
   if (::getrandom(guid, sizeof *guid, 0) != static_cast<ssize_t>(sizeof *guid)) return kFail;
   guid->Data3 = static_cast<std::uint16_t>((guid->Data3 & 0x0FFF) | 0x4000);  // made from random numbers
@@ -228,9 +238,21 @@ std::uint32_t EmbeddedSystem::GetCurrentThreadId() {
   return static_cast<std::uint32_t>(::gettid());
 }
 
-bool EmbeddedSystem::QueryTokenElevation(bool* elevated) {
+bool EmbeddedSystem::OpenProcessToken(std::uint32_t, HANDLE* token) {
+  *token = Handles().Insert(std::make_shared<TokenObject>());
+  return *token != nullptr;
+}
+
+bool EmbeddedSystem::GetTokenInformation(HANDLE token, std::uint32_t information_class, void* information,
+                                         std::uint32_t size, std::uint32_t* needed) {
+  const auto object = Handles().Find(token);
+  if (dynamic_cast<const TokenObject*>(object.get()) == nullptr) return Fail(platform::kErrorInvalidHandle);
+  if (information_class != platform::kTokenElevation) return Fail(platform::kErrorInvalidParameter);
   // Whoever may use the machine's folder is its administrator.
-  *elevated = true;
+  constexpr std::uint32_t kElevated = 1;
+  *needed = sizeof kElevated;
+  if (size < sizeof kElevated) return Fail(platform::kErrorInsufficientBuffer);
+  std::memcpy(information, &kElevated, sizeof kElevated);
   return true;
 }
 

@@ -136,9 +136,17 @@ TEST_F(SystemOfAMachine, TheMachinesOwnZoneIsUtc) {
 }
 
 TEST_F(SystemOfAMachine, WhoeverUsesAMachineIsItsAdministrator) {
-  bool elevated = false;
-  EXPECT_TRUE(system_->QueryTokenElevation(&elevated));
-  EXPECT_TRUE(elevated);
+  platform::HANDLE token = nullptr;
+  ASSERT_TRUE(system_->OpenProcessToken(platform::kTokenQuery, &token));
+  std::uint32_t elevated = 0;
+  std::uint32_t needed = 0;
+  EXPECT_TRUE(system_->GetTokenInformation(token, platform::kTokenElevation, &elevated, sizeof elevated, &needed));
+  EXPECT_EQ(elevated, 1u);
+  EXPECT_FALSE(system_->GetTokenInformation(token, platform::kTokenElevation, &elevated, 3, &needed));
+  EXPECT_EQ(system_->GetLastError(), platform::kErrorInsufficientBuffer);
+  EXPECT_FALSE(system_->GetTokenInformation(token, 1, &elevated, sizeof elevated, &needed));
+  EXPECT_EQ(system_->GetLastError(), platform::kErrorInvalidParameter);
+  EXPECT_TRUE(system_->CloseHandle(token));
 }
 
 TEST_F(SystemOfAMachine, ABlockThatIsCutShortIsRefused) {
