@@ -1,12 +1,11 @@
 // The MD5 of a file.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
-namespace varnel {
+#include "base/md5_hash.h"
 
-inline constexpr std::size_t kMd5Size = 16;
+namespace varnel {
 
 /// The MD5 of a file's bytes into 16 bytes. 1, or 0 on any failure, which is logged; `digest` is then untouched. Any
 /// thread may call.
