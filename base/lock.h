@@ -3,9 +3,13 @@
 // Lock order, outermost first; a thread that holds one takes only those below it:
 //   1. the consumer table's TableLock (shared to insert, exclusive to add or remove a consumer)
 //   2. a consumer's QueueLock (one consumer's at a time)
+// The analyzer's locks stand apart: of the analyzer's lock, its state's sessionLock, a session's lock and the lock of
+// the engine's private copies no two are held together, but for a session's lock inside sessionLock while a stop ends a
+// download.
 // The log's capacity lock stands below all of them: it is held for one load or store and around no call.
 #pragma once
 
+#include <mutex>
 #include <shared_mutex>
 
 #include "base/compiler.h"
@@ -50,6 +54,34 @@ class VARNEL_SCOPED_CAPABILITY SharedLock {
 
  private:
   SrwLock& lock_;
+};
+
+/// A lock with one holder. Not recursive.
+class VARNEL_CAPABILITY("CriticalSection") CriticalSection {
+ public:
+  CriticalSection() = default;
+  CriticalSection(const CriticalSection&) = delete;
+  CriticalSection& operator=(const CriticalSection&) = delete;
+
+  void Enter() VARNEL_ACQUIRE() { mutex_.lock(); }
+  void Leave() VARNEL_RELEASE() { mutex_.unlock(); }
+
+ private:
+  std::mutex mutex_;
+};
+
+/// Holds a critical section for its scope.
+class VARNEL_SCOPED_CAPABILITY CriticalSectionLock {
+ public:
+  explicit CriticalSectionLock(CriticalSection& section) VARNEL_ACQUIRE(section) : section_(section) {
+    section_.Enter();
+  }
+  ~CriticalSectionLock() VARNEL_RELEASE() { section_.Leave(); }
+  CriticalSectionLock(const CriticalSectionLock&) = delete;
+  CriticalSectionLock& operator=(const CriticalSectionLock&) = delete;
+
+ private:
+  CriticalSection& section_;
 };
 
 }  // namespace varnel

@@ -1,0 +1,24 @@
+// The thread on which the engine waits for a dump. It may be ended by force at any moment, and it sees its parameter
+// alone.
+#pragma once
+
+#include <cstdint>
+
+#include "analyzer/engine_results.h"
+#include "platform/debugger/engine.h"
+#include "platform/types.h"
+
+namespace varnel {
+
+/// A heap block, shared with the thread. Who made the thread frees it once the thread has ended.
+struct WaitForEventParam {
+  platform::IDebugControl* control;  // borrowed from the session
+  std::uint32_t timeoutMs;           // of WaitForEvent itself
+  platform::HANDLE doneEvent;        // set when WaitForEvent has returned
+  std::int32_t result;               // what it returned
+};
+
+/// The thread's body; `parameter` is a WaitForEventParam. 1 when the wait failed, else 0.
+std::uint32_t WaitForEventWorker(void* parameter);
+
+}  // namespace varnel
