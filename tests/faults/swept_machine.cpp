@@ -1,9 +1,5 @@
 #include "tests/faults/swept_machine.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-#include <csignal>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -14,6 +10,7 @@
 #include "pipeline/collectors.h"
 #include "pipeline/consumer_table.h"
 #include "pipeline/target_consumer.h"
+#include "tests/faults/guarded_pages.h"
 #include "tool/consumer_lifecycle.h"
 #include "tool/install.h"
 
@@ -49,24 +46,6 @@ void PreciseTimeOfLine(platform::FILETIME* time) {
   *time = platform::ToFileTime(g_current->platform.system.Now());
 }
 
-// Consumers' records on pages of their own. Only a process that is about to end over one of them uses these.
-constexpr std::size_t kPageSize = 65536;
-std::array<void*, 16> g_pages{};
-std::size_t g_pages_used = 0;
-int g_freed_use_exit_code = 0;
-
-void EndAtFreedUse(int number, siginfo_t* info, void* /*context*/) {
-  const auto at = reinterpret_cast<std::uintptr_t>(info->si_addr);
-  for (std::size_t i = 0; i < g_pages_used; ++i) {
-    const auto page = reinterpret_cast<std::uintptr_t>(g_pages[i]);
-    if (at < page || at >= page + kPageSize) continue;
-    constexpr std::string_view kText = "uses freed memory\n";
-    if (write(STDERR_FILENO, kText.data(), kText.size()) < 0) _exit(1);
-    _exit(g_freed_use_exit_code);
-  }
-  signal(number, SIG_DFL);
-}
-
 std::string WithoutTime(const std::string& line) {
   const std::size_t end = line.find("] ");
   std::string text = end == std::string::npos ? line : line.substr(end + 2);
@@ -92,27 +71,17 @@ std::uint32_t SweptThreads::WaitForMultipleObjects(std::uint32_t count, const pl
 
 void SweptSystem::WatchFreedConsumers(int exit_code) {
   watching_ = true;
-  g_freed_use_exit_code = exit_code;
-  struct sigaction action {};
-  action.sa_sigaction = EndAtFreedUse;
-  action.sa_flags = SA_SIGINFO;
-  sigaction(SIGSEGV, &action, nullptr);
-  sigaction(SIGBUS, &action, nullptr);
+  WatchGuardedPages(exit_code);
 }
 
 void* SweptSystem::HeapAlloc(std::size_t size) {
-  if (!watching_ || size != sizeof(TargetConsumer) || g_pages_used == g_pages.size())
-    return FaultySystem::HeapAlloc(size);
-  void* const page = mmap(nullptr, kPageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (page == MAP_FAILED) return nullptr;
-  g_pages[g_pages_used++] = page;
-  return page;
+  // A consumer's record stands on a page of its own, as long as there are any.
+  void* const page = watching_ && size == sizeof(TargetConsumer) ? TakeGuardedPage() : nullptr;
+  return page != nullptr ? page : FaultySystem::HeapAlloc(size);
 }
 
 void SweptSystem::HeapFree(void* block) {
-  const auto end = g_pages.begin() + static_cast<std::ptrdiff_t>(g_pages_used);
-  if (!watching_ || std::find(g_pages.begin(), end, block) == end) return FaultySystem::HeapFree(block);
-  mprotect(block, kPageSize, PROT_NONE);
+  if (!watching_ || !ReleaseGuardedPage(block)) FaultySystem::HeapFree(block);
 }
 
 SweptMachine::SweptMachine() {

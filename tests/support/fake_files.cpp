@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "formats/text_encoding.h"
+#include "tests/support/byte_stream.h"
 #include "tests/support/fake_paths.h"
 #include "tests/support/last_error.h"
 #include "tests/support/names.h"
@@ -23,6 +24,7 @@ struct FakeFiles::Entry {
   std::uint64_t last_write = 0;
   bool in_use = false;
   std::vector<const Handle*> handles;
+  std::shared_ptr<StreamCopy> copy;  // of the last stream
 
   bool is_folder() const { return (attributes & platform::kFileAttributeDirectory) != 0; }
 };
@@ -79,13 +81,6 @@ void PutTime(FILETIME* out, std::uint64_t time) {
   if (out != nullptr) *out = platform::ToFileTime(time);
 }
 
-/// The stream behind OpenNarrow: what is written stands in the file when the stream is closed or flushed.
-struct Cookie {
-  std::shared_ptr<FakeFiles::Entry> entry;
-  std::mutex* mutex;
-  std::size_t position = 0;
-};
-
 }  // namespace
 
 FakeFiles::FakeFiles(FakeHandles* handles, std::function<std::uint64_t()> now)
@@ -99,7 +94,9 @@ FakeFiles::~FakeFiles() = default;
 
 std::shared_ptr<FakeFiles::Entry> FakeFiles::FindEntry(std::u16string_view path) const {
   const auto found = entries_.find(PathKey(path));
-  return found == entries_.end() ? nullptr : found->second;
+  if (found == entries_.end()) return nullptr;
+  if (found->second->copy != nullptr) found->second->copy->BringBack(&found->second->bytes);
+  return found->second;
 }
 
 std::shared_ptr<FakeFiles::Entry> FakeFiles::Make(std::u16string_view path, std::uint32_t attributes) {
@@ -514,38 +511,7 @@ std::FILE* FakeFiles::OpenNarrow(const char* path, const char* mode) {
     entry = Make(wide, platform::kFileAttributeArchive);
   }
   if (mode[0] == 'w') entry->bytes.clear();
-  auto* const cookie = new Cookie{entry, &mutex_, mode[0] == 'a' ? entry->bytes.size() : 0};
-  cookie_io_functions_t functions{};
-  functions.read = [](void* opaque, char* buffer, std::size_t size) -> ssize_t {
-    auto* const at = static_cast<Cookie*>(opaque);
-    const std::lock_guard inner(*at->mutex);
-    const std::size_t taken = at->entry->bytes.copy(buffer, size, std::min(at->position, at->entry->bytes.size()));
-    at->position += taken;
-    return static_cast<ssize_t>(taken);
-  };
-  functions.write = [](void* opaque, const char* buffer, std::size_t size) -> ssize_t {
-    auto* const at = static_cast<Cookie*>(opaque);
-    const std::lock_guard inner(*at->mutex);
-    if (at->entry->bytes.size() < at->position + size) at->entry->bytes.resize(at->position + size);
-    std::memcpy(at->entry->bytes.data() + at->position, buffer, size);
-    at->position += size;
-    return static_cast<ssize_t>(size);
-  };
-  functions.seek = [](void* opaque, off64_t* offset, int whence) -> int {
-    auto* const at = static_cast<Cookie*>(opaque);
-    const std::lock_guard inner(*at->mutex);
-    const auto size = static_cast<off64_t>(at->entry->bytes.size());
-    const auto base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? static_cast<off64_t>(at->position) : size;
-    if (base + *offset < 0) return -1;
-    *offset += base;
-    at->position = static_cast<std::size_t>(*offset);
-    return 0;
-  };
-  functions.close = [](void* opaque) -> int {
-    delete static_cast<Cookie*>(opaque);
-    return 0;
-  };
-  return fopencookie(cookie, mode, functions);
+  return OpenByteStream({entry, &entry->bytes, &mutex_}, mode, &entry->copy);
 }
 
 HANDLE FakeFiles::FindFirstFileW(const char16_t* pattern, platform::WIN32_FIND_DATAW* data) {
