@@ -50,8 +50,15 @@ function(varnel_test name)
   endif()
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE varnel_options ${ARG_DEPENDS} varnel_test_main)
-  # Real files of other systems; they stand beside the tree, and a test without them says that it was skipped.
-  target_compile_definitions(${name} PRIVATE VARNEL_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/../shared/samples")
+  # Real files of other systems; they stand beside the tree, and a test without them says that it was skipped. Only the
+  # sources that name them are told where, so that the others compile to the same in every checkout (ccache).
+  foreach(source ${ARG_SOURCES})
+    file(STRINGS ${source} names_samples REGEX "VARNEL_SAMPLES_DIR" LIMIT_COUNT 1)
+    if(names_samples)
+      set_property(SOURCE ${source} APPEND PROPERTY COMPILE_DEFINITIONS
+        VARNEL_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/../shared/samples")
+    endif()
+  endforeach()
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT ${ARG_TIMEOUT})
 endfunction()
 
