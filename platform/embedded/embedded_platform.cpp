@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "platform/embedded/core/attachment.h"
+#include "platform/embedded/eventlog/embedded_event_log.h"
 #include "platform/embedded/null_ports.h"
 #include "platform/embedded/registry/lmdb_registry.h"
 #include "platform/embedded/tdh/embedded_tdh.h"
@@ -58,14 +59,15 @@ EmbeddedPlatform::EmbeddedPlatform(std::shared_ptr<Machine> machine)
     registry_ = std::make_unique<LmdbRegistry>(machine_->RegistryPath());
     tdh_ = std::make_unique<EmbeddedTdh>(ReadThrough(&files_, &system_));
     trace_ = std::make_unique<EmbeddedTrace>(TraceOptionsOf(machine_));
+    event_log_ = std::make_unique<EmbeddedEventLog>(machine_);
     files_.set_in_use_elsewhere(
         [machine = machine_](dev_t device, ino_t inode) { return InUseBySession(*machine, device, inode); });
   } else {
     registry_ = std::make_unique<NullRegistry>();
     tdh_ = std::make_unique<NullTdh>();
     trace_ = std::make_unique<NullTrace>();
+    event_log_ = std::make_unique<NullEventLog>();
   }
-  event_log_ = std::make_unique<NullEventLog>();
   record_ = {registry_.get(), &files_, &threads_, trace_.get(), tdh_.get(), &crypto_, &system_, event_log_.get()};
 }
 

@@ -1,6 +1,6 @@
 // The one table of handles of a process on the embedded platform. Every kind of object stands in it: events, threads,
-// files, finds, registry keys, crypto hashes. Values are multiples of four and are never used again within a process,
-// so that a stale handle answers 6 and never reaches another's object. Any thread may call.
+// files, finds, registry keys, crypto hashes, results of the event log. Values are multiples of four and are never used
+// again within a process, so that a stale handle answers 6 and never reaches another's object. Any thread may call.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,19 @@ namespace varnel::embedded {
 /// handle was closed.
 class Object {
  public:
-  enum class Kind { kEvent, kThread, kFile, kFind, kRegistryKey, kCryptProvider, kCryptHash, kModule, kOther };
+  enum class Kind {
+    kEvent,
+    kThread,
+    kFile,
+    kFind,
+    kRegistryKey,
+    kCryptProvider,
+    kCryptHash,
+    kModule,
+    kLogResultSet,
+    kLogEvent,
+    kOther
+  };
 
   explicit Object(Kind kind) : kind_(kind) {}
   virtual ~Object() = default;
