@@ -122,7 +122,9 @@ std::uint32_t FileOpener::Make(const HostPath& place, const Request& request, st
   if (fd < 0) return errno == EEXIST ? kLookAgain : Win32Error(errno);
   struct stat made {};
   ShareLock lock;
-  const std::uint32_t error = ::fstat(fd, &made) != 0 ? Win32Error(errno) : TakeShare(made, SharingOf(request), &lock);
+  std::uint32_t error = ::fstat(fd, &made) != 0 ? Win32Error(errno) : TakeShare(made, SharingOf(request), &lock);
+  // Before the lock was taken, another process could find the new file and delete it.
+  if (error == 0 && (::fstat(fd, &made) != 0 || made.st_nlink == 0)) error = kLookAgain;
   if (error != 0) {
     ::close(fd);
     return error;

@@ -101,14 +101,14 @@ TEST_F(ShareLocks, OneOfADeletedFileIsNotTakenForTheNextFilesOfItsNumber) {
 TEST_F(ShareLocks, AFileThatProcessesMakeAndDeleteBelongsToOneOfThemAtATime) {
   std::vector<std::thread> threads;
   std::atomic<int> good{0};
-  for (int i = 0; i < 3; ++i) {
+  for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
-      HelperProcess helper(machine_->root(), {"contend", "C:\\contended", folder_ + "/witness", "2000"});
+      HelperProcess helper(machine_->root(), {"contend", "C:\\contended", folder_ + "/witness", "4000"});
       if (helper.ready() && helper.Finish() == 0) ++good;
     });
   }
   for (auto& thread : threads) thread.join();
-  EXPECT_EQ(good, 3);
+  EXPECT_EQ(good, 4);
 }
 
 TEST_F(ShareLocks, TwoThatNeedBothGatesDoNotWaitForEachOther) {
