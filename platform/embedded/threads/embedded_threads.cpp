@@ -1,8 +1,10 @@
 #include "platform/embedded/threads/embedded_threads.h"
 
 #include <sched.h>
+#include <time.h>
 
 #include <array>
+#include <chrono>
 #include <mutex>
 #include <new>
 
@@ -65,8 +67,10 @@ class WaitSet {
   std::size_t count_ = 0;
 };
 
-/// About ten to twenty microseconds on current processors.
-constexpr int kLooksBeforeBlocking = 400;
+constexpr int kLooksAtOnce = 200;  // five to ten microseconds on current processors
+constexpr int kNaps = 8;           // each some 70 us with the system's usual slack
+constexpr timespec kNap{0, 20'000};
+constexpr std::chrono::milliseconds kNear{1};
 
 void PauseBriefly() noexcept {
 #if defined(__x86_64__)
@@ -74,19 +78,46 @@ void PauseBriefly() noexcept {
 #endif
 }
 
+/// The index of the first object that can be taken now, `Waiter::kMost` when there is none.
+std::uint32_t TryTakeOne(std::span<Waitable* const> objects) {
+  for (std::uint32_t i = 0; i < objects.size(); ++i) {
+    if (objects[i]->TryTake()) return i;
+  }
+  return Waiter::kMost;
+}
+
+// A queue's consumer is mostly faster than what fills the queue, and its next signal a few microseconds away. Waiting
+// beside the lock for so long spares both sides a system call for each event: first by looking, then in short naps, in
+// which the queue grows and whoever signals has nobody to wake. Until it blocks, the thread is to others like one that
+// has not come to its wait yet.
+std::uint32_t WaitBesideLock(std::span<Waitable* const> objects) {
+  for (int nap = 0;; ++nap) {
+    for (int look = 0; look < kLooksAtOnce; ++look) {
+      if (const std::uint32_t taken = TryTakeOne(objects); taken != Waiter::kMost) return taken;
+      PauseBriefly();
+    }
+    if (ThreadObject::CurrentWasEnded()) return Waiter::kInterrupted;
+    if (nap == kNaps) return Waiter::kMost;
+    ::nanosleep(&kNap, nullptr);
+  }
+}
+
 std::uint32_t WaitForSeveral(std::uint32_t count, const HANDLE* handles, bool wait_all, std::uint32_t timeout_ms) {
+  // Whether this thread's signals came one soon after the other of late: a thread whose next signal is far does not
+  // nap.
+  thread_local bool signals_are_near = true;
   WaitSet set;
   if (const std::uint32_t error = set.Fill(count, handles, wait_all); error != 0) return WaitFails(error);
   if (ThreadObject::CurrentWasEnded()) return Waiter::kInterrupted;
-  // A queue's consumer is mostly faster than what fills the queue, and its next signal a few microseconds away: looking
-  // for that long spares both sides a system call for each event.
-  for (int look = 0; !wait_all && look < (timeout_ms == 0 ? 1 : kLooksBeforeBlocking); ++look) {
-    for (std::uint32_t i = 0; i < count; ++i) {
-      if (set.objects()[i]->TryTake()) return i;
-    }
-    PauseBriefly();
+  if (!wait_all) {
+    const bool nap = signals_are_near && timeout_ms == platform::kInfinite;
+    const std::uint32_t taken = nap ? WaitBesideLock(set.objects()) : TryTakeOne(set.objects());
+    if (taken != Waiter::kMost) return taken;
   }
-  return ThreadObject::Wait(set.objects(), wait_all, timeout_ms);
+  const auto begin = std::chrono::steady_clock::now();
+  const std::uint32_t result = ThreadObject::Wait(set.objects(), wait_all, timeout_ms);
+  signals_are_near = std::chrono::steady_clock::now() - begin < kNear;
+  return result;
 }
 
 std::uint32_t SleepFor(std::uint32_t milliseconds) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 #include <vector>
 
@@ -74,6 +75,31 @@ TEST(ThreadsPort, AThreadThatEndsItselfByItsHandleGoesNoFurther) {
   EXPECT_EQ(code, 12u);
   EXPECT_FALSE(shared.passed.load());
   Handles().Remove(thread);
+}
+
+TEST(ThreadsPort, ASignalIsMetWhetherTheWaiterLooksNapsOrBlocks) {
+  EmbeddedThreads threads;
+  const platform::HANDLE work = threads.CreateEventW(false, false);
+  const platform::HANDLE stop = threads.CreateEventW(true, false);
+  std::atomic<int> met{0};
+  std::thread waiter([&] {
+    const platform::HANDLE handles[] = {work, stop};
+    while (threads.WaitForMultipleObjects(2, handles, false, kForever) == platform::kWaitObject0) ++met;
+  });
+  int signalled = 0;
+  for (const int pause_us : {0, 5, 50, 300, 3000}) {
+    for (int round = 0; round < 40; ++round) {
+      std::this_thread::sleep_for(std::chrono::microseconds(pause_us));
+      EXPECT_TRUE(threads.SetEvent(work));
+      ++signalled;
+      while (met.load() < signalled) std::this_thread::yield();
+    }
+  }
+  EXPECT_TRUE(threads.SetEvent(stop));
+  waiter.join();
+  EXPECT_EQ(met.load(), signalled);
+  Handles().Remove(work);
+  Handles().Remove(stop);
 }
 
 TEST(ThreadsPort, AThreadThatIsEndedAmongSeveralObjectsLeavesNoWaitBehind) {
