@@ -1,8 +1,7 @@
 #include "pipeline/json_texts.h"
 
-#include <cjson/cJSON.h>
-
 #include <cstring>
+#include <functional>
 
 namespace varnel {
 namespace {
@@ -14,7 +13,33 @@ constexpr std::size_t kUsualTextSize = 4096;
 JsonTexts::JsonTexts() : json_(cJSON_CreateObject()) {}
 
 JsonTexts::~JsonTexts() {
+  if (json_ == nullptr) return;
+  // What is left in the object when it is deleted is what cJSON allocated.
+  cJSON* last = nullptr;
+  cJSON* next = json_->child;
+  json_->child = nullptr;
+  while (next != nullptr) {
+    cJSON* const item = next;
+    next = item->next;
+    if (IsOwn(item)) continue;
+    item->next = nullptr;
+    (last != nullptr ? last->next : json_->child) = item;
+    last = item;
+  }
   cJSON_Delete(json_);
+}
+
+bool JsonTexts::IsOwn(const cJSON* item) const {
+  return !std::less<>()(item, items_.data()) && std::less<>()(item, items_.data() + items_.size());
+}
+
+cJSON* JsonTexts::Refer(const char* text) {
+  if (items_used_ == items_.size()) return cJSON_CreateStringReference(text);
+  cJSON* item = &items_[items_used_++];
+  *item = cJSON{};
+  item->type = cJSON_String | cJSON_IsReference;
+  item->valuestring = const_cast<char*>(text);  // cJSON writes to no text that an item only refers to
+  return item;
 }
 
 const char* JsonTexts::Keep(std::string_view text) {
@@ -27,7 +52,7 @@ const char* JsonTexts::Keep(std::string_view text) {
 }
 
 void JsonTexts::AddConstant(const char* constant_key, const char* constant_text) {
-  cJSON_AddItemToObjectCS(json_, constant_key, cJSON_CreateStringReference(constant_text));
+  cJSON_AddItemToObjectCS(json_, constant_key, Refer(constant_text));
 }
 
 void JsonTexts::AddUnderConstantKey(const char* constant_key, std::string_view text) {

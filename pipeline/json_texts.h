@@ -1,13 +1,14 @@
 // JsonTexts: one flat JSON object of texts, built for a single print. cJSON copies neither keys nor values: short ones
 // stand in a buffer of this object, which therefore lives on the stack of whoever builds it, and long ones are given to
-// cJSON to copy. Not synchronised.
+// cJSON to copy. The items of short texts stand here too, so that a usual event costs no block for each of its keys.
+// Not synchronised.
 #pragma once
+
+#include <cjson/cJSON.h>
 
 #include <array>
 #include <cstddef>
 #include <string_view>
-
-struct cJSON;
 
 namespace varnel {
 
@@ -35,10 +36,15 @@ class JsonTexts {
  private:
   /// A NUL-terminated copy in the buffer; null when there is no room.
   const char* Keep(std::string_view text);
+  /// An item that refers to a text which outlives this object; null when memory runs out.
+  cJSON* Refer(const char* text);
+  bool IsOwn(const cJSON* item) const;
 
   // Room for the texts of nearly every event; what does not fit costs two copies more.
   std::array<char, 2048> buffer_;
   std::size_t used_ = 0;
+  std::array<cJSON, 24> items_;  // those in use hang in json_ and are no blocks of cJSON's
+  std::size_t items_used_ = 0;
   cJSON* json_;
 };
 

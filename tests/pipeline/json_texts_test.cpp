@@ -70,7 +70,7 @@ TEST_F(JsonTextsTest, WithoutMemoryAKeyIsLeftOutOrNothingIsPrinted) {
   JsonTexts json;
   {
     const testing::CJsonAllocationFaults failing(1);
-    json.Add("lost", "text");
+    json.Add("lost", std::string(5000, 'x'));
   }
   json.Add("kept", "text");
   {
@@ -78,6 +78,21 @@ TEST_F(JsonTextsTest, WithoutMemoryAKeyIsLeftOutOrNothingIsPrinted) {
     EXPECT_EQ(Printed(json), "(no text)");
   }
   EXPECT_EQ(Printed(json), R"({"kept":"text"})");
+}
+
+TEST_F(JsonTextsTest, WithoutMemoryTheKeysBehindTheFirstDozensAreLeftOut) {
+  JsonTexts json;
+  std::string expected = "{";
+  for (int i = 0; i < 24; ++i) {
+    json.AddConstant("k", "v");
+    expected += R"("k":"v",)";
+  }
+  {
+    const testing::CJsonAllocationFaults failing(1);
+    json.AddConstant("lost", "v");
+  }
+  json.AddConstant("kept", "v");
+  EXPECT_EQ(Printed(json), expected + R"("kept":"v"})");
 }
 
 TEST_F(JsonTextsTest, AnEmptyObjectHasNoKeys) {
