@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "base/format.h"
+#include "base/key_chain.h"
 #include "base/text.h"
 #include "interfaces/wardlet_tool.h"
 #include "pipeline/wide_number.h"
@@ -16,38 +17,8 @@ namespace {
 
 using platform::HKEY;
 
-constexpr std::uint32_t kReadAndWrite = 0x2001F;
 constexpr std::size_t kGuidCapacity = 64;
 constexpr std::size_t kValueNameCapacity = 256;
-
-// The keys from "SOFTWARE\KelvoCLSID" down to "KeyWords", each opened from the one before. Closes the deepest first.
-class KeyChain {
- public:
-  KeyChain() = default;
-  KeyChain(const KeyChain&) = delete;
-  KeyChain& operator=(const KeyChain&) = delete;
-  ~KeyChain() {
-    while (depth_ > 0) platform::RegistryPort().RegCloseKey(keys_[--depth_]);
-  }
-
-  std::uint32_t Descend(const char16_t* name) {
-    platform::Registry& registry = platform::RegistryPort();
-    HKEY key = nullptr;
-    if (registry.RegOpenKeyExW(deepest(), name, 0, kReadAndWrite, &key) != platform::kErrorSuccess) {
-      const std::uint32_t error =
-          registry.RegCreateKeyExW(deepest(), name, platform::kRegOptionNonVolatile, kReadAndWrite, &key, nullptr);
-      if (error != platform::kErrorSuccess) return error;
-    }
-    keys_[depth_++] = key;
-    return platform::kErrorSuccess;
-  }
-
-  HKEY deepest() const { return depth_ == 0 ? platform::kHkeyLocalMachine : keys_[depth_ - 1]; }
-
- private:
-  std::array<HKEY, 5> keys_{};
-  std::size_t depth_ = 0;
-};
 
 std::uint32_t OpenKeyWords(const GUID& provider, KeyChain* chain) {
   std::array<char16_t, kGuidCapacity> module_text{};
