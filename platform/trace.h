@@ -216,6 +216,34 @@ static_assert(sizeof(EVENT_TRACE_LOGFILEW) == 448 && offsetof(EVENT_TRACE_LOGFIL
 inline constexpr std::uint32_t kTraceGuidQueryList = 0;
 inline constexpr std::uint32_t kTraceGuidQueryInfo = 1;
 
+// What kTraceGuidQueryInfo answers with: one TRACE_GUID_INFO, then its instances, each one TRACE_PROVIDER_INSTANCE_INFO
+// with its TRACE_ENABLE_INFO entries behind it.
+struct TRACE_GUID_INFO {
+  std::uint32_t InstanceCount;
+  std::uint32_t Reserved;
+};
+static_assert(sizeof(TRACE_GUID_INFO) == 8);
+
+struct TRACE_PROVIDER_INSTANCE_INFO {
+  std::uint32_t NextOffset;  // bytes from this instance to the next; 0 in the last
+  std::uint32_t EnableCount;
+  std::uint32_t Pid;
+  std::uint32_t Flags;
+};
+static_assert(sizeof(TRACE_PROVIDER_INSTANCE_INFO) == 16);
+
+struct TRACE_ENABLE_INFO {
+  std::uint32_t IsEnabled;
+  std::uint8_t Level;
+  std::uint8_t Reserved1;
+  std::uint16_t LoggerId;
+  std::uint32_t EnableProperty;
+  std::uint32_t Reserved2;
+  std::uint64_t MatchAnyKeyword;
+  std::uint64_t MatchAllKeyword;
+};
+static_assert(sizeof(TRACE_ENABLE_INFO) == 32 && offsetof(TRACE_ENABLE_INFO, LoggerId) == 6);
+
 /// All results but OpenTraceW's are Win32 error numbers, 0 for success. A session outlives the process that started it.
 class Trace {
  public:

@@ -1,0 +1,41 @@
+#include "tests/support/scripted_analyzer.h"
+
+namespace varnel {
+namespace testing {
+
+AnalyzerScript& Analyzer() {
+  static AnalyzerScript script;
+  return script;
+}
+
+}  // namespace testing
+
+std::int32_t InitBsodAnalyzer(const char16_t* productGuid) {
+  testing::AnalyzerScript& script = testing::Analyzer();
+  script.calls.emplace_back("init");
+  script.product_guid = productGuid;
+  return script.init_result;
+}
+
+std::int32_t StartBsodAnalyzer(BsodDumpCallBackFunction callbackNoSymbol, void* contextNoSymbol,
+                               BsodDumpCallBackFunction callbackWithSymbol, void* contextWithSymbol) {
+  testing::AnalyzerScript& script = testing::Analyzer();
+  script.calls.emplace_back("start");
+  if (!script.on_start) return 0;
+  return script.on_start({callbackNoSymbol, contextNoSymbol, callbackWithSymbol, contextWithSymbol});
+}
+
+std::uint32_t StopBsodAnalyzer(std::uint32_t timeoutMs) {
+  testing::AnalyzerScript& script = testing::Analyzer();
+  script.calls.emplace_back("stop");
+  script.stop_timeout_ms = timeoutMs;
+  return script.stop_result;
+}
+
+std::int32_t UninitBsodAnalyzer() {
+  testing::AnalyzerScript& script = testing::Analyzer();
+  script.calls.emplace_back("uninit");
+  return script.uninit_result;
+}
+
+}  // namespace varnel
