@@ -10,7 +10,7 @@
 #include <limits>
 #include <new>
 
-#include "pipeline/heap_block.h"
+#include "base/heap_block.h"
 #include "platform/platform.h"
 
 namespace varnel {
@@ -40,7 +40,7 @@ bool ParseWide(const char16_t* xml, XMLDocument* document) {
   const std::int32_t size = system.WideCharToMultiByte(platform::kCpUtf8, 0, xml, -1, nullptr, 0);
   if (size <= 0) return false;
   const HeapBlock text(static_cast<std::size_t>(size));
-  if (text.data() == nullptr) return false;
+  if (text.get() == nullptr) return false;
   if (system.WideCharToMultiByte(platform::kCpUtf8, 0, xml, -1, text.as<char>(), size) <= 0) return false;
   return document->Parse(text.as<char>()) == tinyxml2::XML_SUCCESS;
 }

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <span>
 
+#include "base/heap_block.h"
 #include "base/text.h"
-#include "pipeline/heap_block.h"
 #include "platform/platform.h"
 
 namespace varnel {
@@ -81,10 +81,10 @@ std::uint32_t CheckProviderInSession(const GUID* providerGuid) {
       trace.EnumerateTraceGuidsEx(platform::kTraceGuidQueryInfo, providerGuid, sizeof *providerGuid, nullptr, 0, &size);
   if (asked != platform::kErrorSuccess && asked != platform::kErrorInsufficientBuffer) return 0;
   const HeapBlock block(size);
-  if (block.data() == nullptr) return 0;
-  std::memset(block.data(), 0, size);
+  if (block.get() == nullptr) return 0;
+  std::memset(block.get(), 0, size);
   std::uint32_t needed = 0;
-  if (trace.EnumerateTraceGuidsEx(platform::kTraceGuidQueryInfo, providerGuid, sizeof *providerGuid, block.data(), size,
+  if (trace.EnumerateTraceGuidsEx(platform::kTraceGuidQueryInfo, providerGuid, sizeof *providerGuid, block.get(), size,
                                   &needed) != platform::kErrorSuccess) {
     return 0;
   }

@@ -1,9 +1,9 @@
 #include "crash/system_log_query.h"
 
+#include "base/heap_block.h"
 #include "crash/crash_event_record.h"
 #include "crash/crash_event_xml.h"
 #include "crash/event_time_mark.h"
-#include "pipeline/heap_block.h"
 #include "platform/platform.h"
 
 namespace varnel {
@@ -65,9 +65,9 @@ void TakeEvent(EVT_HANDLE event, Reading* reading) {
   std::uint32_t size = SizeOfXml(event);
   if (size == 0) return;
   const HeapBlock xml(size);
-  if (xml.data() == nullptr) return;
+  if (xml.get() == nullptr) return;
   std::uint32_t properties = 0;
-  if (!platform::EventLogPort().EvtRender(nullptr, event, platform::kEvtRenderEventXml, size, xml.data(), &size,
+  if (!platform::EventLogPort().EvtRender(nullptr, event, platform::kEvtRenderEventXml, size, xml.get(), &size,
                                           &properties)) {
     return;
   }

@@ -5,9 +5,9 @@
 #include <string_view>
 
 #include "base/event_text.h"
+#include "base/heap_block.h"
 #include "base/log.h"
 #include "base/text.h"
-#include "pipeline/heap_block.h"
 #include "pipeline/json_texts.h"
 #include "pipeline/module_name.h"
 #include "pipeline/number_text.h"

@@ -4,8 +4,8 @@
 #include <array>
 #include <cstring>
 
+#include "base/heap_block.h"
 #include "base/text.h"
-#include "pipeline/heap_block.h"
 #include "pipeline/json_texts.h"
 #include "pipeline/number_text.h"
 #include "platform/platform.h"
@@ -29,14 +29,14 @@ void AddWideString(JsonTexts* json, const PropertyValue& property) {
   const std::int32_t size = system.WideCharToMultiByte(platform::kCpUtf8, 0, wide, -1, nullptr, 0);
   if (size <= 0) return;
   const HeapBlock text(static_cast<std::size_t>(size));
-  if (text.data() == nullptr) return;
+  if (text.get() == nullptr) return;
   if (system.WideCharToMultiByte(platform::kCpUtf8, 0, wide, -1, text.as<char>(), size) <= 0) return;
   json->Add(property.name, text.as<char>());
 }
 
 void AddByteList(JsonTexts* json, const PropertyValue& property, std::size_t limit) {
   const HeapBlock text(ByteListCapacity(property.size));
-  if (text.data() == nullptr) return;
+  if (text.get() == nullptr) return;
   WriteByteList({property.data, std::min<std::size_t>(property.size, limit)}, text.as<char>());
   json->Add(property.name, text.as<char>());
 }
