@@ -192,39 +192,6 @@ TEST_F(SessionFileTest, AFileThatTookThePathIsNotWrittenTo) {
   EXPECT_EQ(ReadPlace(*session->map()).events_lost, 100u);
 }
 
-TEST_F(SessionFileTest, APlaceIsReadWholeAndTheCopyInUseIsNotTouchedByTheNext) {
-  const auto session = machine_.Start(machine_.Parameters("s"));
-  FilePlace place = ReadPlace(*session->map());
-  EXPECT_EQ(place.next_sequence, 1u);
-  const std::uint64_t version = session->map()->words().place_version.load();
-  place.next_sequence = 9;
-  place.events_lost = 3;
-  StorePlace(*session->map(), place);
-  EXPECT_EQ(ReadPlace(*session->map()).next_sequence, 9u);
-  EXPECT_EQ(ReadPlace(*session->map()).events_lost, 3u);
-  EXPECT_EQ(session->map()->words().places[version & 1].next_sequence.load(), 1u);
-}
-
-TEST_F(SessionFileTest, AShapeTellsWhereBuffersStand) {
-  SessionConstants constants{};
-  constants.buffer_size = 65536;
-  constants.log_file_mode = 2;
-  constants.maximum_file_size = 1;
-  const auto circle = FileShape::Of(constants);
-  EXPECT_EQ(circle.capacity, 16u);
-  EXPECT_EQ(circle.OffsetAfter(0), 65536u);
-  EXPECT_EQ(circle.OffsetAfter(14), 15u * 65536);
-  EXPECT_EQ(circle.OffsetAfter(15), 65536u) << "behind the header buffer again";
-  EXPECT_FALSE(circle.IsFull(1000));
-  EXPECT_EQ(circle.BuffersInFile(1000), 16u);
-  constants.log_file_mode = 1;
-  const auto line = FileShape::Of(constants);
-  EXPECT_FALSE(line.IsFull(14));
-  EXPECT_TRUE(line.IsFull(15));
-  constants.maximum_file_size = 0;
-  EXPECT_FALSE(FileShape::Of(constants).IsFull(1'000'000)) << "no limit";
-}
-
 TEST_F(SessionFileTest, WhileAStoppedProcessHoldsTheLockWhatStandsInTheFileIsStillRead) {
   auto parameters = machine_.Parameters("s");
   parameters.log_file_mode = 0x10002002;
