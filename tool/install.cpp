@@ -2,11 +2,11 @@
 
 #include <array>
 
+#include "analyzer/bsod_install_config.h"
 #include "base/file_services.h"
 #include "base/log.h"
 #include "base/registry_services.h"
 #include "base/text.h"
-#include "crash/bsod_install_config.h"
 #include "interfaces/wardlet_tool.h"
 #include "platform/types.h"
 #include "session/autologger.h"

@@ -36,6 +36,10 @@ class FaultPlan {
   /// Records one call. The code with which it has to fail, if it has to. Faults count from when they were added.
   virtual std::optional<std::uint32_t> Called(const char* operation);
 
+  /// Stand around each call, what the port below does included.
+  virtual void Enter() {}
+  virtual void Leave() {}
+
   unsigned CountOf(const std::string& operation) const;
   /// How often each operation was called.
   std::map<std::string, unsigned> Counts() const;

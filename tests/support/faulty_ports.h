@@ -11,6 +11,18 @@
 
 namespace varnel::testing {
 
+/// Tells the plan that a call is under way.
+class PortCallScope {
+ public:
+  explicit PortCallScope(FaultPlan* plan) : plan_(plan) { plan_->Enter(); }
+  ~PortCallScope() { plan_->Leave(); }
+  PortCallScope(const PortCallScope&) = delete;
+  PortCallScope& operator=(const PortCallScope&) = delete;
+
+ private:
+  FaultPlan* const plan_;
+};
+
 /// What the decorators have in common. Borrows both.
 template <typename Port>
 class FaultyPort : public Port {
@@ -21,12 +33,14 @@ class FaultyPort : public Port {
   /// The result is an error number.
   template <typename Call>
   auto Coded(const char* operation, const Call& call) -> decltype(call()) {
+    const PortCallScope under_way(plan_);
     const auto code = plan_->Called(operation);
     return code ? static_cast<decltype(call())>(*code) : call();
   }
   /// The result is `failure` when the call fails; the code becomes the last error.
   template <typename Call>
   auto Told(const char* operation, decltype(std::declval<Call>()()) failure, const Call& call) -> decltype(call()) {
+    const PortCallScope under_way(plan_);
     const auto code = plan_->Called(operation);
     if (!code) return call();
     FailWith(*code);
@@ -222,6 +236,7 @@ class FaultyThreads : public FaultyPort<platform::Threads> {
                 [&] { return port_->WaitForMultipleObjects(count, objects, wait_all, timeout_ms); });
   }
   void Sleep(std::uint32_t milliseconds) override {
+    const PortCallScope under_way(plan_);
     if (!plan_->Called("Sleep")) port_->Sleep(milliseconds);
   }
   bool InitializeCriticalSection() override {
@@ -359,9 +374,11 @@ class FaultySystem : public FaultyPort<platform::System> {
     return Told("SetErrorMode", 0, [&] { return port_->SetErrorMode(mode); });
   }
   void GetSystemTimeAsFileTime(platform::FILETIME* time) override {
+    const PortCallScope under_way(plan_);
     if (!plan_->Called("GetSystemTimeAsFileTime")) port_->GetSystemTimeAsFileTime(time);
   }
   void GetSystemTimePreciseAsFileTime(platform::FILETIME* time) override {
+    const PortCallScope under_way(plan_);
     if (!plan_->Called("GetSystemTimePreciseAsFileTime")) port_->GetSystemTimePreciseAsFileTime(time);
   }
   bool FileTimeToSystemTime(const platform::FILETIME* time, platform::SYSTEMTIME* result) override {
@@ -376,6 +393,7 @@ class FaultySystem : public FaultyPort<platform::System> {
                 [&] { return port_->SystemTimeToTzSpecificLocalTime(zone, universal, local); });
   }
   void GetLocalTime(platform::SYSTEMTIME* time) override {
+    const PortCallScope under_way(plan_);
     if (!plan_->Called("GetLocalTime")) port_->GetLocalTime(time);
   }
   std::int32_t CoCreateGuid(GUID* guid) override {
@@ -402,6 +420,7 @@ class FaultySystem : public FaultyPort<platform::System> {
     return Coded("CoInitializeEx", [&] { return port_->CoInitializeEx(concurrency_model); });
   }
   void CoUninitialize() override {
+    const PortCallScope under_way(plan_);
     if (!plan_->Called("CoUninitialize")) port_->CoUninitialize();
   }
   std::int32_t MultiByteToWideChar(std::uint32_t code_page, std::uint32_t flags, const char* text, std::int32_t length,
@@ -415,15 +434,18 @@ class FaultySystem : public FaultyPort<platform::System> {
                 [&] { return port_->WideCharToMultiByte(code_page, flags, text, length, buffer, capacity); });
   }
   void OutputDebugStringW(const char16_t* text) override {
+    const PortCallScope under_way(plan_);
     if (!plan_->Called("OutputDebugStringW")) port_->OutputDebugStringW(text);
   }
   void OutputDebugStringA(const char* text) override {
+    const PortCallScope under_way(plan_);
     if (!plan_->Called("OutputDebugStringA")) port_->OutputDebugStringA(text);
   }
   void* HeapAlloc(std::size_t size) override {
     return Told("HeapAlloc", nullptr, [&] { return port_->HeapAlloc(size); });
   }
   void HeapFree(void* block) override {
+    const PortCallScope under_way(plan_);
     if (!plan_->Called("HeapFree")) port_->HeapFree(block);
   }
   std::uint32_t GuardedCall(platform::GuardedFunction function, void* parameter) override {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "crash/bsod_install_config.h"
+#include "analyzer/bsod_install_config.h"
 #include "tests/tool/tool_fixture.h"
 #include "tool/install.h"
 
@@ -15,8 +15,8 @@ std::u16string g_product;
 
 }  // namespace
 
-std::int32_t SetBsodInstallConfig(const char16_t* productGuid) {
-  g_product = productGuid;
+std::int32_t SetBsodInstallConfig(const char16_t* productGuid) noexcept {
+  g_product.assign(productGuid);
   return static_cast<std::int32_t>(0x80070005);
 }
 
