@@ -41,6 +41,7 @@ std::int32_t DebugEngineSession::OpenDumpNoSymbols(const std::u16string& path) {
 
 /// For an engine that takes no wide path: the path in the system's code page.
 std::int32_t DebugEngineSession::OpenDumpFileNarrow(const std::u16string& path, bool logs) {
+  if (client == nullptr) return kHresultFail;
   platform::System& system = platform::SystemPort();
   const std::int32_t size = system.WideCharToMultiByte(platform::kCpAcp, 0, path.c_str(), -1, nullptr, 0);
   if (size < 1) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <thread>
 
 #include "tests/analyzer/engine_fixture.h"
 
@@ -24,6 +25,11 @@ class Wait : public EngineFixture {
     return result;
   }
 
+  /// A thread that has ended may still be on its way out.
+  void AwaitNoThreads() const {
+    while (platform_.threads.running_count() != 0) std::this_thread::yield();
+  }
+
   std::int32_t stop_result_ = -1;
 
  private:
@@ -41,7 +47,7 @@ class Wait : public EngineFixture {
 TEST_F(Wait, GivesItsHandlesAndMemoryBackWhenTheEngineAnswers) {
   const auto session = Make();
   EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
-  EXPECT_EQ(platform_.threads.running_count(), 0u);
+  AwaitNoThreads();
   EXPECT_EQ(platform_.handles.open_count(), handles_before_);
   EXPECT_EQ(plan_.CountOf("TerminateThread"), 0u);
 }
@@ -51,7 +57,7 @@ TEST_F(Wait, ThatNeverEndsIsEndedByForceAtItsLimit) {
   const auto session = Make();
   EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
   EXPECT_EQ(plan_.CountOf("TerminateThread"), 1u);
-  EXPECT_EQ(platform_.threads.running_count(), 0u);
+  AwaitNoThreads();
   EXPECT_EQ(platform_.handles.open_count(), handles_before_);
 }
 
@@ -134,7 +140,7 @@ TEST_F(Wait, LeavesItsMemoryToAWorkerThatCannotBeEnded) {
     // The worker comes back from the engine at last and writes into what was left to it.
     debugger_.Release();
     platform_.time.Settle();
-    EXPECT_EQ(platform_.threads.running_count(), 0u);
+    AwaitNoThreads();
     EXPECT_EQ(platform_.handles.open_count(), handles_before_ + 1);  // the event, until the session ends
   }
   EXPECT_EQ(platform_.handles.open_count(), handles_before_);

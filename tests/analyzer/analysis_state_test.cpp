@@ -1,0 +1,97 @@
+#include "analyzer/analysis_state.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/analyzer/run_fixture.h"
+
+namespace varnel {
+namespace {
+
+using namespace testing;  // the fixture's short names
+
+using State = RunFixture;
+
+TEST_F(State, KnowsItsPlacesAndNames) {
+  const AnalysisState state(kProduct);
+  EXPECT_TRUE(state.initOk);
+  EXPECT_EQ(state.initResult, 0);
+  EXPECT_EQ(state.productDataPath, kProductData);
+  EXPECT_EQ(state.symbolCachePath, kHostFolder + u"\\sym");
+  EXPECT_EQ(state.markerNameNoSymbol, kMarkerNoSymbol);
+  EXPECT_EQ(state.markerNameWithSymbol, kMarkerWithSymbol);
+  EXPECT_EQ(state.session, nullptr);
+  EXPECT_FALSE(state.stopRequested);
+  EXPECT_FALSE(state.firstRunNoSymbol);
+  EXPECT_FALSE(state.firstRunWithSymbol);
+  EXPECT_EQ(state.installConfigFound, 0);
+  EXPECT_EQ(machine.threads.WaitForSingleObject(state.completionEvent, 0), 258u);
+}
+
+TEST_F(State, GivesItsEventBack) {
+  const std::size_t before = machine.handles.open_count();
+  {
+    const AnalysisState state(kProduct);
+    EXPECT_EQ(machine.handles.open_count(), before + 1);
+  }
+  EXPECT_EQ(machine.handles.open_count(), before);
+}
+
+TEST_F(State, FailsWithoutAnEvent) {
+  plan.Fail("CreateEventW", 1450);
+  const AnalysisState state(kProduct);
+  EXPECT_FALSE(state.initOk);
+  EXPECT_EQ(state.initResult, HrOf(1450));
+  EXPECT_TRUE(Logged("[Error] Failed to create completion event: 0x000005AA\n"));
+  EXPECT_EQ(state.productDataPath, u"");
+}
+
+TEST_F(State, FailsWithoutProgramData) {
+  machine.system.environment.erase(u"ProgramData");
+  const AnalysisState state(kProduct);
+  EXPECT_FALSE(state.initOk);
+  EXPECT_EQ(state.initResult, HrOf(203));
+  EXPECT_TRUE(Logged("[Error] Failed to get ProgramData environment variable: 0x000000CB\n"));
+  EXPECT_EQ(state.symbolCachePath, u"");
+}
+
+TEST_F(State, FailsWithProgramDataOf260Characters) {
+  machine.system.environment[u"ProgramData"] = std::u16string(260, u'd');
+  const AnalysisState state(kProduct);
+  EXPECT_FALSE(state.initOk);
+  EXPECT_EQ(state.initResult, HrOf(122));
+  EXPECT_TRUE(Logged("[Error] ProgramData path too long: requires 262 characters, buffer size is 260\n"));
+}
+
+TEST_F(State, TakesProgramDataOf259Characters) {
+  machine.system.environment[u"ProgramData"] = std::u16string(259, u'd');
+  const AnalysisState state(kProduct);
+  EXPECT_TRUE(state.initOk);
+}
+
+TEST_F(State, FailsWithoutTheHostsPath) {
+  plan.Fail("GetModuleFileNameW", 5);
+  const AnalysisState state(kProduct);
+  EXPECT_FALSE(state.initOk);
+  EXPECT_EQ(state.initResult, HrOf(5));
+  EXPECT_TRUE(Logged("[Error] Failed to get module file name: 0x00000005\n"));
+}
+
+TEST_F(State, FailsWithAHostsPathThatIsTooLong) {
+  machine.system.host_path = u"C:\\" + std::u16string(300, u'h');
+  const AnalysisState state(kProduct);
+  EXPECT_FALSE(state.initOk);
+  EXPECT_EQ(state.initResult, HrOf(122));
+  EXPECT_TRUE(Logged("[Error] Module file path too long (truncated)\n"));
+}
+
+TEST_F(State, FailsWithAHostsPathWithoutAFolder) {
+  machine.system.host_path = u"wardlet.exe";
+  const AnalysisState state(kProduct);
+  EXPECT_FALSE(state.initOk);
+  EXPECT_EQ(state.initResult, kEFail);
+  EXPECT_TRUE(Logged("[Error] Invalid module file path: no directory separator found\n"));
+  EXPECT_EQ(state.markerNameNoSymbol, u"");
+}
+
+}  // namespace
+}  // namespace varnel

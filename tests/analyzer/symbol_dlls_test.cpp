@@ -1,0 +1,202 @@
+#include "analyzer/symbol_dlls.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/analyzer/run_fixture.h"
+
+namespace varnel {
+namespace {
+
+using namespace testing;  // the fixture's short names
+
+class SymbolDlls : public RunFixture {
+ protected:
+  SymbolDlls() {
+    EXPECT_EQ(StaticInitialize(kProductData), 0);
+    plan.Clear();
+  }
+  bool Has(const std::u16string& name) const { return machine.files.Exists(kHostFolder + u"\\" + name); }
+};
+
+TEST_F(SymbolDlls, StandInTheHostsFolderWhileTheyAreUsed) {
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  EXPECT_EQ(machine.files.Contents(kHostFolder + u"\\dbghelp.dll"), "helper");
+  EXPECT_EQ(machine.files.Contents(kHostFolder + u"\\dbgeng.dll"), "engine");
+  EXPECT_EQ(machine.files.Contents(kHostFolder + u"\\symsrv.dll"), "server");
+  EXPECT_TRUE(Has(u"symsrv.yes"));
+  EXPECT_EQ(machine.files.Contents(kHostFolder + u"\\symsrv.yes"), "");
+  ReleaseSymbolDlls();
+  EXPECT_FALSE(HasCopies());
+}
+
+TEST_F(SymbolDlls, OfASecondUserAreTheSameAndStayUntilTheLast) {
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  plan.Clear();
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  EXPECT_EQ(plan.CountOf("CopyFileW"), 0u);
+  EXPECT_EQ(plan.CountOf("GetFileAttributesW"), 0u);
+  ReleaseSymbolDlls();
+  EXPECT_EQ(plan.CountOf("DeleteFileW"), 0u);
+  EXPECT_TRUE(Has(u"dbgeng.dll"));
+  ReleaseSymbolDlls();
+  EXPECT_FALSE(HasCopies());
+}
+
+TEST_F(SymbolDlls, AreDeletedByAReleaseThatNobodyAcquired) {
+  machine.files.AddFile(kHostFolder + u"\\dbgeng.dll", "left");
+  ReleaseSymbolDlls();
+  EXPECT_FALSE(HasCopies());
+  EXPECT_EQ(AcquireSymbolDlls(), 0);  // the count did not fall below 0
+  EXPECT_TRUE(Has(u"dbgeng.dll"));
+  ReleaseSymbolDlls();
+  EXPECT_FALSE(HasCopies());
+}
+
+TEST_F(SymbolDlls, LeftByADeadProcessGoAtTheStart) {
+  for (const char16_t* name : {u"\\dbghelp.dll", u"\\dbgeng.dll", u"\\symsrv.dll", u"\\symsrv.yes"}) {
+    machine.files.AddFile(kHostFolder + name, "left");
+  }
+  EXPECT_EQ(StaticInitialize(kProductData), 0);
+  EXPECT_FALSE(HasCopies());
+  EXPECT_EQ(machine.system.DebugText(), "");
+}
+
+TEST_F(SymbolDlls, ThatCannotBeDeletedAreNamedAndTheOthersGo) {
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  machine.files.SetInUse(kHostFolder + u"\\dbghelp.dll", true);
+  ReleaseSymbolDlls();
+  EXPECT_TRUE(Logged("[Error] Failed to delete dbghelp.dll: 0x00000020\n"));
+  EXPECT_TRUE(Has(u"dbghelp.dll"));
+  EXPECT_FALSE(Has(u"dbgeng.dll"));
+  EXPECT_FALSE(Has(u"symsrv.yes"));
+  machine.files.SetInUse(kHostFolder + u"\\dbghelp.dll", false);
+  EXPECT_EQ(StaticInitialize(kProductData), 0);
+  EXPECT_FALSE(HasCopies());
+}
+
+TEST_F(SymbolDlls, NeedTheHostsPathAtTheStart) {
+  plan.Fail("GetModuleFileNameW", 5);
+  EXPECT_EQ(StaticInitialize(kProductData), HrOf(5));
+}
+
+class CopiesInUse : public SymbolDlls, public ::testing::WithParamInterface<std::uint32_t> {};
+TEST_P(CopiesInUse, CountAsCopied) {
+  plan.FailForEver("CopyFileW", GetParam());
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  EXPECT_TRUE(Has(u"symsrv.yes"));
+  ReleaseSymbolDlls();
+}
+INSTANTIATE_TEST_SUITE_P(SharingViolationAndAccessDenied, CopiesInUse, ::testing::Values(32u, 5u));
+
+TEST_F(SymbolDlls, AreEnoughWithoutTheServersClient) {
+  machine.files.Remove(kProductData + u"\\symsrv.dll");
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  EXPECT_TRUE(Has(u"dbghelp.dll"));
+  EXPECT_TRUE(Has(u"dbgeng.dll"));
+  EXPECT_FALSE(Has(u"symsrv.dll"));
+  EXPECT_TRUE(Has(u"symsrv.yes"));
+  ReleaseSymbolDlls();
+}
+
+TEST_F(SymbolDlls, AreTooFewWithoutBothOfTheSystemFolder) {
+  machine.files.Remove(kSystemFolder + u"\\dbghelp.dll");
+  machine.files.Remove(kSystemFolder + u"\\dbgeng.dll");
+  EXPECT_EQ(AcquireSymbolDlls(), HrOf(2));
+  EXPECT_TRUE(Has(u"symsrv.yes"));  // one copy was made
+  machine.files.AddFile(kSystemFolder + u"\\dbghelp.dll", "helper");
+  plan.Clear();
+  EXPECT_EQ(AcquireSymbolDlls(), 0);  // the count is back where it was, so that copies are made
+  EXPECT_EQ(plan.CountOf("CopyFileW"), 2u);
+  ReleaseSymbolDlls();
+}
+
+TEST_F(SymbolDlls, GiveTheLastFailureOfTooFewCopies) {
+  plan.FailForEver("CopyFileW", 112);
+  EXPECT_EQ(AcquireSymbolDlls(), HrOf(112));
+  EXPECT_FALSE(HasCopies());
+}
+
+TEST_F(SymbolDlls, DoWithoutTheSwitchFile) {
+  plan.FailForEver("CreateFileW", 5);
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  EXPECT_FALSE(Has(u"symsrv.yes"));
+  ReleaseSymbolDlls();
+}
+
+TEST_F(SymbolDlls, NeedASourceFolder) {
+  EXPECT_EQ(StaticInitialize(u""), 0);
+  EXPECT_EQ(AcquireSymbolDlls(), kEFail);
+  EXPECT_TRUE(Logged("[Error] DLL source directory not set, please call StaticInitialize first\n"));
+  EXPECT_EQ(StaticInitialize(kProductData), 0);
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  EXPECT_TRUE(HasCopies());  // the failed acquire counted nothing
+  ReleaseSymbolDlls();
+}
+
+TEST_F(SymbolDlls, NeedTheSystemFolder) {
+  plan.Fail("GetSystemDirectoryW", 5);
+  EXPECT_EQ(AcquireSymbolDlls(), HrOf(5));
+  EXPECT_TRUE(Logged("[Error] Cannot get System32 directory\n"));
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  EXPECT_TRUE(HasCopies());
+  ReleaseSymbolDlls();
+}
+
+TEST_F(SymbolDlls, NeedTheirLock) {
+  plan.FailForEver("InitializeCriticalSection", 8);
+  CleanupSymbolFiles(nullptr);  // the next use creates the lock again
+  EXPECT_EQ(AcquireSymbolDlls(), kEFail);
+  EXPECT_TRUE(Logged("[Error] Cannot initialize critical section lock\n"));
+  machine.system.ClearDebug();
+  ReleaseSymbolDlls();
+  EXPECT_TRUE(Logged("[Error] Cannot initialize critical section lock\n"));
+  EXPECT_FALSE(HasCopies());
+}
+
+TEST_F(SymbolDlls, AreNotReleasedWithoutTheHostsPath) {
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  plan.Fail("GetModuleFileNameW", 5);
+  ReleaseSymbolDlls();
+  EXPECT_TRUE(Logged("[Error] Cannot get current process directory\n"));
+  EXPECT_TRUE(HasCopies());
+}
+
+TEST_F(SymbolDlls, AreDeletedWhoeverUsesThem) {
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  DeleteSymbolDlls();
+  EXPECT_FALSE(HasCopies());
+  plan.Fail("GetModuleFileNameW", 5);
+  machine.system.ClearDebug();
+  DeleteSymbolDlls();
+  EXPECT_EQ(machine.system.DebugText(), "");
+  ReleaseSymbolDlls();
+  ReleaseSymbolDlls();
+}
+
+TEST_F(SymbolDlls, TheirCacheGoesWithAllThatItHolds) {
+  const AnalysisState state(kProduct);
+  machine.files.AddFile(kHostFolder + u"\\sym\\ntkrnlmp.pdb\\1\\ntkrnlmp.pdb", "pdb");
+  DeleteSymbolCacheDir(&state);
+  EXPECT_FALSE(machine.files.Exists(kHostFolder + u"\\sym"));
+  EXPECT_TRUE(Logged("[Info] Symbol cache directory deleted successfully\n"));
+  machine.system.ClearDebug();
+  DeleteSymbolCacheDir(&state);
+  DeleteSymbolCacheDir(nullptr);
+  EXPECT_EQ(machine.system.DebugText(), "");
+}
+
+TEST_F(SymbolDlls, TheirCacheIsLeftWhenItCannotBeAskedForOrRemoved) {
+  const AnalysisState state(kProduct);
+  machine.files.AddFolder(kHostFolder + u"\\sym");
+  plan.Fail("GetFileAttributesW", 5);
+  DeleteSymbolCacheDir(&state);
+  EXPECT_TRUE(Logged("[Error] Failed to check symbol cache directory: error code 5\n"));
+  plan.Fail("RemoveFolders", 32);
+  DeleteSymbolCacheDir(&state);
+  EXPECT_TRUE(Logged("[Error] Failed to delete symbol cache directory error code: 32\n"));
+  EXPECT_TRUE(machine.files.Exists(kHostFolder + u"\\sym"));
+}
+
+}  // namespace
+}  // namespace varnel
