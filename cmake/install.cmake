@@ -6,6 +6,7 @@ include(GNUInstallDirs)
 set(VARNEL_INCLUDE_DIR ${CMAKE_INSTALL_INCLUDEDIR}/varnel-wardlet)
 
 install(TARGETS wardlet RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS varnel_evtx RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/varnel-wardlet)
 install(TARGETS VarnelWardlet LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS varnel_provider_shared LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES interfaces/guid.h interfaces/wardlet_status.h interfaces/wardlet_tool.h
@@ -35,4 +36,4 @@ foreach(name varnel-provider varnel-wardlet)
   install(FILES ${PROJECT_BINARY_DIR}/package/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()
 
-add_custom_target(varnel_package DEPENDS wardlet VarnelWardlet varnel_provider_shared varnel_provider_archive)
+add_custom_target(varnel_package DEPENDS wardlet VarnelWardlet varnel_evtx varnel_provider_shared varnel_provider_archive)

@@ -77,6 +77,7 @@ std::string EvtxHelperPath() {
   if (named != nullptr && *named != '\0') return named;
   const std::string folder = OwnFolder();
   for (const std::string& path : {folder + "/" + kProgram, folder + "/../libexec/varnel-wardlet/" + kProgram,
+                                  folder + "/../../libexec/varnel-wardlet/" + kProgram,  // from lib/TRIPLET
                                   std::string(VARNEL_EVTX_HELPER_BUILT)}) {
     if (IsProgram(path)) return path;
   }

@@ -25,8 +25,8 @@ struct EvtxHelperOptions {
 };
 
 /// Where the helper program is: VARNEL_EVTX_HELPER in the environment names it; else it stands beside the library or
-/// program that this code is in, in ../libexec/varnel-wardlet from there, or where the build put it. Empty when it is
-/// nowhere.
+/// program that this code is in, in libexec/varnel-wardlet of the same prefix, or where the build put it. Empty when it
+/// is nowhere.
 std::string EvtxHelperPath();
 
 class EvtxHelper {
