@@ -19,7 +19,7 @@
 
 #include "formats/etl_reader.h"
 #include "formats/etl_writer.h"
-#include "platform/embedded/unpack.h"
+#include "platform/unpack.h"
 
 namespace {
 
@@ -184,7 +184,7 @@ Bytes PackFile(const Bytes& plain) {
 void ReadAll(const Bytes& file) {
   EtlMemorySource source(file);
   EtlReadOptions options;
-  options.unpack = embedded::Unpack;
+  options.unpack = platform::Unpack;
   auto reader = EtlReader::Open(source, std::move(options));
   Require(reader.ok());
   std::int64_t last = 0;
@@ -210,7 +210,7 @@ void UnpackAll(const Bytes& file) {
   for (std::size_t at = At<std::uint32_t>(file, 0); at < file.size();) {
     const auto size = At<std::uint32_t>(file, at);
     const std::size_t wanted = At<std::uint32_t>(file, at + 0x30) - 72;
-    Require(embedded::Unpack(kEtlPackingXpress, std::span(file).subspan(at + 72, size - 72),
+    Require(platform::Unpack(kEtlPackingXpress, std::span(file).subspan(at + 72, size - 72),
                              std::span(room).first(wanted)));
     at += size;
   }

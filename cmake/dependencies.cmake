@@ -21,3 +21,4 @@ target_link_libraries(varnel_fwnt INTERFACE PkgConfig::FWNT)
 pkg_check_modules(EVTX REQUIRED IMPORTED_TARGET libevtx libbfio)
 add_library(varnel_evtx_library INTERFACE)
 target_link_libraries(varnel_evtx_library INTERFACE PkgConfig::EVTX)
+add_library(varnel_cli11 INTERFACE)  # headers alone, on the compiler's own path

@@ -15,3 +15,9 @@ file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include-roots/tinyxml2)
 file(CREATE_LINK ${varnel_sources}/tinyxml2/tinyxml2.h ${PROJECT_BINARY_DIR}/include-roots/tinyxml2/tinyxml2.h SYMBOLIC)
 add_library(varnel_tinyxml2 STATIC ${varnel_sources}/tinyxml2/tinyxml2.cpp)
 target_include_directories(varnel_tinyxml2 SYSTEM PUBLIC ${PROJECT_BINARY_DIR}/include-roots/tinyxml2)
+
+# Headers alone, which serve any target; a link to them, since the folder around them is the build machine's.
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include-roots/cli11)
+file(CREATE_LINK /usr/include/CLI ${PROJECT_BINARY_DIR}/include-roots/cli11/CLI SYMBOLIC)
+add_library(varnel_cli11 INTERFACE)
+target_include_directories(varnel_cli11 SYSTEM INTERFACE ${PROJECT_BINARY_DIR}/include-roots/cli11)

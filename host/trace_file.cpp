@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "formats/text_encoding.h"
-#include "platform/embedded/unpack.h"
+#include "platform/unpack.h"
 
 namespace varnel::host {
 namespace {
@@ -69,7 +69,7 @@ std::unique_ptr<TraceFile> OpenTraceFile(const std::string& path, std::string_vi
     return nullptr;
   }
   formats::EtlReadOptions options;
-  options.unpack = embedded::Unpack;
+  options.unpack = platform::Unpack;
   auto reader = formats::EtlReader::Open(*source, std::move(options));
   if (!reader.ok()) {
     TellTrace(err, command, path + ": " + PlaceAndReason(reader.error()));

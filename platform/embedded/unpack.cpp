@@ -1,4 +1,4 @@
-#include "platform/embedded/unpack.h"
+#include "platform/unpack.h"
 
 #include <libfwnt.h>
 
@@ -8,7 +8,7 @@
 
 #include "platform/embedded/unpack_lznt1.h"
 
-namespace varnel::embedded {
+namespace varnel::platform {
 namespace {
 
 using Bytes = std::span<const std::byte>;
@@ -67,7 +67,7 @@ std::optional<std::size_t> UnpackUpTo(std::uint16_t format, std::span<const std:
   if (in.empty() || out.empty()) return std::nullopt;
   switch (format) {
     case kLznt1:
-      return UnpackLznt1UpTo(in, out);
+      return embedded::UnpackLznt1UpTo(in, out);
     case kXpress:
       return Call(libfwnt_lzxpress_decompress, in, out);
     case kXpressHuffman:
@@ -80,4 +80,4 @@ std::optional<std::size_t> UnpackUpTo(std::uint16_t format, std::span<const std:
   }
 }
 
-}  // namespace varnel::embedded
+}  // namespace varnel::platform

@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "formats/etl_reader.h"
-#include "platform/embedded/unpack.h"
+#include "platform/unpack.h"
 
 namespace {
 
@@ -184,7 +184,7 @@ class CopyingSource final : public EtlSource {
 
 void Drain(EtlSource& source, const Bytes& bytes) {
   EtlReadOptions options;
-  options.unpack = embedded::Unpack;
+  options.unpack = platform::Unpack;
   auto opened = EtlReader::Open(source, std::move(options));
   if (!opened.ok()) {
     EXPECT_FALSE(opened.error().message.empty());

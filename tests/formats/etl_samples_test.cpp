@@ -17,7 +17,7 @@
 #include "formats/etl_reader.h"
 #include "formats/guid_text.h"
 #include "formats/text_encoding.h"
-#include "platform/embedded/unpack.h"
+#include "platform/unpack.h"
 
 namespace varnel::formats {
 namespace {
@@ -108,7 +108,7 @@ class EtlSample : public testing::TestWithParam<const char*> {
     ASSERT_NE(facts_, nullptr);
     source_ = std::make_unique<EtlMemorySource>(std::as_bytes(std::span(bytes_)));
     EtlReadOptions options;
-    options.unpack = embedded::Unpack;
+    options.unpack = platform::Unpack;
     options.buffer_done = [this](const EtlBufferEntry&) { return ++hook_calls_ > 0; };
     auto reader = EtlReader::Open(*source_, options);
     ASSERT_TRUE(reader.ok()) << reader.error().message;
@@ -122,7 +122,7 @@ class EtlSample : public testing::TestWithParam<const char*> {
     if (!entry.info.packed()) return plain;
     plain.resize(entry.info.valid_end);
     const auto packing = static_cast<std::uint16_t>(reader_->index().entries.front().info.state);
-    EXPECT_TRUE(embedded::Unpack(packing, view.subspan(72), std::span(plain).subspan(72)));
+    EXPECT_TRUE(platform::Unpack(packing, view.subspan(72), std::span(plain).subspan(72)));
     return plain;
   }
 

@@ -14,7 +14,7 @@
 #include "formats/manifest_reader.h"
 #include "formats/payload_decoder.h"
 #include "manifest_text.h"
-#include "platform/embedded/unpack.h"
+#include "platform/unpack.h"
 
 namespace varnel::formats {
 namespace {
@@ -28,7 +28,7 @@ class SampleTrace {
       : bytes_(ReadSample(VARNEL_SAMPLES_DIR, "etl/" + name)), source_(bytes_) {
     if (bytes_.empty()) return;
     EtlReadOptions options;
-    options.unpack = embedded::Unpack;
+    options.unpack = platform::Unpack;
     auto reader = EtlReader::Open(source_, options);
     EXPECT_TRUE(reader.ok());
     if (reader.ok()) reader_ = std::move(reader).value();

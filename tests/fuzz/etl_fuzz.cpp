@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "formats/etl_reader.h"
-#include "platform/embedded/unpack.h"
+#include "platform/unpack.h"
 
 namespace {
 
@@ -29,7 +29,7 @@ void Require(bool condition) {
 
 void ReadAll(formats::EtlSource& source, std::size_t size) {
   formats::EtlReadOptions options;
-  options.unpack = embedded::Unpack;
+  options.unpack = platform::Unpack;
   std::uint64_t buffers = 0;
   options.buffer_done = [&buffers](const formats::EtlBufferEntry&) { return ++buffers > 0; };
   auto opened = formats::EtlReader::Open(source, std::move(options));

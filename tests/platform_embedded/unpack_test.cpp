@@ -1,4 +1,4 @@
-#include "platform/embedded/unpack.h"
+#include "platform/unpack.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 
 #include "tests/support/etl_bytes.h"
 
-namespace varnel::embedded {
+namespace varnel::platform {
 namespace {
 
 using support::Blob;
@@ -99,4 +99,4 @@ TEST(Unpack, RefusesWhatItCannotFillExactly) {
 }
 
 }  // namespace
-}  // namespace varnel::embedded
+}  // namespace varnel::platform

@@ -17,7 +17,7 @@
 #include "platform/embedded/system/guarded_call.h"
 #include "platform/embedded/system/text_conversion.h"
 #include "platform/embedded/system/time_conversion.h"
-#include "platform/embedded/unpack.h"
+#include "platform/unpack.h"
 
 namespace varnel::embedded {
 namespace {
@@ -305,8 +305,8 @@ std::uint32_t EmbeddedSystem::RtlDecompressBuffer(std::uint16_t format, void* ou
                                                   const void* in, std::uint32_t in_size, std::uint32_t* final_size) {
   if (format < 2) return kStatusInvalidParameter;
   if (format > 4) return kStatusUnsupportedCompression;
-  const auto size =
-      UnpackUpTo(format, {static_cast<const std::byte*>(in), in_size}, {static_cast<std::byte*>(out), out_size});
+  const auto size = platform::UnpackUpTo(format, {static_cast<const std::byte*>(in), in_size},
+                                         {static_cast<std::byte*>(out), out_size});
   if (!size) return kStatusBadCompressionBuffer;
   *final_size = static_cast<std::uint32_t>(*size);
   return 0;

@@ -7,7 +7,7 @@
 #include "platform/embedded/ring/ring.h"
 #include "platform/embedded/ring/session_store.h"
 #include "platform/embedded/trace/session_control.h"
-#include "platform/embedded/unpack.h"
+#include "platform/unpack.h"
 
 namespace varnel::embedded {
 namespace {
@@ -126,7 +126,7 @@ TraceOptions TraceOptionsOf(const std::shared_ptr<Machine>& machine) {
     *host = std::move(resolved.path);
     return error;
   };
-  options.unpack = Unpack;
+  options.unpack = platform::Unpack;
   return options;
 }
 

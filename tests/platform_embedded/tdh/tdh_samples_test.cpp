@@ -5,7 +5,7 @@
 #include "formats/etl_event_input.h"
 #include "formats/etl_reader.h"
 #include "formats/payload_decoder.h"
-#include "platform/embedded/unpack.h"
+#include "platform/unpack.h"
 #include "tdh_fixture.h"
 
 namespace varnel::embedded {
@@ -49,7 +49,7 @@ TEST_P(TdhSamples, EveryPropertyOfEveryKnownEventIsFound) {
   ASSERT_EQ(tdh_.TdhLoadManifest(u"C:\\m.man"), 0u);
   formats::EtlMemorySource source(trace);
   formats::EtlReadOptions options;
-  options.unpack = Unpack;
+  options.unpack = platform::Unpack;
   auto reader = formats::EtlReader::Open(source, options);
   ASSERT_TRUE(reader.ok());
   int events = 0;

@@ -8,7 +8,7 @@
 
 #include "platform/embedded/core/handle_table.h"
 #include "platform/embedded/trace/machine_sessions.h"
-#include "platform/embedded/unpack.h"
+#include "platform/unpack.h"
 #include "tests/support/trace_port_fixture.h"
 
 namespace {
@@ -155,7 +155,7 @@ TEST_F(FileTraceTest, RealFilesGiveAsManyEventsAsTheirReaderAndInTimeOrder) {
     varnel::embedded::HostFileSource source(
         varnel::embedded::ring::UniqueFd(::open(entry.path().c_str(), O_RDONLY | O_CLOEXEC)));
     varnel::formats::EtlReadOptions options;
-    options.unpack = varnel::embedded::Unpack;
+    options.unpack = varnel::platform::Unpack;
     auto reader = varnel::formats::EtlReader::Open(source, options);
     ASSERT_TRUE(reader.ok()) << entry.path();
     while (reader.value()->Next() != nullptr) {
