@@ -7,9 +7,9 @@
 #include "formats/text_encoding.h"
 #include "host/exit_code.h"
 #include "host/loaded_module.h"
-#include "host/machine_choice.h"
 #include "host/program.h"
 #include "host/report.h"
+#include "host/surroundings.h"
 
 namespace varnel::host {
 namespace {
@@ -21,8 +21,8 @@ struct InstallOptions {
 
 // Loads the module on a machine, does one call, and tells a status that is no success.
 int WithModule(const std::string& asked_machine, const std::function<std::uint32_t(LoadedModule&)>& call) {
-  const auto machine = EnterMachine(asked_machine);
-  if (!machine.ok()) return Fail(machine.error().message);
+  const auto surroundings = Surroundings::Enter(asked_machine);
+  if (!surroundings.ok()) return Fail(surroundings.error().message);
   const auto module = LoadedModule::Load(FindModule());
   if (!module.ok()) return Fail(module.error().message);
   const std::uint32_t status = call(*module.value());
@@ -32,8 +32,9 @@ int WithModule(const std::string& asked_machine, const std::function<std::uint32
 
 int Install(const InstallOptions& options) {
   const std::u16string source = formats::Utf8ToUtf16(options.source);
+  const auto* folder = reinterpret_cast<const VarnelWideChar*>(source.c_str());
   return WithModule(options.machine,
-                    [&source](LoadedModule& module) { return module.defaults()->InstallVarnel(source.c_str()); });
+                    [folder](LoadedModule& module) { return module.defaults()->InstallVarnel(folder); });
 }
 
 int Uninstall(const InstallOptions& options) {
@@ -57,7 +58,7 @@ int Version() {
 void AddInstall(CLI::App* program, Choice* choice) {
   auto options = std::make_shared<InstallOptions>();
   CLI::App* install = program->add_subcommand("install", "Registers the module's trace session with a machine");
-  AddMachineOption(install, &options->machine);
+  Surroundings::AddOption(install, &options->machine);
   install
       ->add_option("SOURCE", options->source,
                    "The machine's folder that holds symsrv.dll and symsrv.yes, as a Windows path")
@@ -67,20 +68,21 @@ void AddInstall(CLI::App* program, Choice* choice) {
       "does, which is started now. A second installation is harmless.\n"
       "\n"
       "Examples:\n"
-      "  wardlet install --machine m\n"
-      "  wardlet install --machine m 'C:\\Setup'");
+      "  wardlet install" +
+      ExampleChoice() + "\n  wardlet install" + ExampleChoice() + " 'C:\\Setup'");
   SetAction(install, choice, [options] { return Install(*options); });
 }
 
 void AddUninstall(CLI::App* program, Choice* choice) {
   auto options = std::make_shared<InstallOptions>();
   CLI::App* uninstall = program->add_subcommand("uninstall", "Removes that registration");
-  AddMachineOption(uninstall, &options->machine);
+  Surroundings::AddOption(uninstall, &options->machine);
   uninstall->footer(
       "A session that runs goes on until the next boot; trace files and the positions of the consumers stay.\n"
       "\n"
       "Examples:\n"
-      "  wardlet uninstall --machine m");
+      "  wardlet uninstall" +
+      ExampleChoice());
   SetAction(uninstall, choice, [options] { return Uninstall(*options); });
 }
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -12,15 +13,14 @@
 #include "host/exit_code.h"
 #include "host/idle_rule.h"
 #include "host/loaded_module.h"
-#include "host/machine_choice.h"
+#include "host/process.h"
 #include "host/program.h"
 #include "host/progress_line.h"
 #include "host/report.h"
-#include "host/session_losses.h"
 #include "host/stop_signals.h"
+#include "host/surroundings.h"
 #include "host/text_counts.h"
 #include "host/text_output.h"
-#include "platform/embedded/core/machine.h"
 
 namespace varnel::host {
 namespace {
@@ -56,7 +56,7 @@ std::uint32_t OnText(void* context, const char* json_text) {
   auto* sink = static_cast<Sink*>(context);
   if (!sink->output->Write(json_text)) {
     Tell(sink->output->name() + ": " + std::strerror(errno) + "; ends here, before the text counts as delivered");
-    ::_exit(kExitFailed);
+    std::_Exit(kExitFailed);
   }
   sink->counts->Add(json_text);
   return 0;
@@ -82,7 +82,7 @@ void WaitForTheEnd(const RunOptions& options, const StopSignals& signals, const 
   const auto start = Clock::now();
   IdleRule idle(Milliseconds(options.idle_exit_s));
   // On one terminal the texts and a line that is written over would spoil each other.
-  const bool texts_go_elsewhere = !PrintsTexts(options) || ::isatty(STDOUT_FILENO) != 1;
+  const bool texts_go_elsewhere = !PrintsTexts(options) || !IsTerminal(STDOUT_FILENO);
   ProgressLine progress(!options.quiet && texts_go_elsewhere);
   while (true) {
     const auto now = Clock::now();
@@ -120,13 +120,11 @@ void TellCounts(const TextCounts& counts, const TextOutput& output, const Sessio
 }
 
 int Run(const RunOptions& options) {
-  const auto folder = EnterMachine(options.machine);
-  if (!folder.ok()) return Fail(folder.error().message);
-  const auto machine = embedded::Machine::Open(folder.value());
-  if (!machine.ok()) return Fail(machine.error().message);
+  const auto surroundings = Surroundings::Enter(options.machine);
+  if (!surroundings.ok()) return Fail(surroundings.error().message);
   const auto output = OpenOutput(options);
   if (!output.ok()) return Fail(output.error().message);
-  const LossesBySession before = ReadSessionLosses(*machine.value());
+  const LossesBySession before = surroundings.value()->ReadSessionLosses();
 
   const StopSignals signals;
   const auto start = Clock::now();
@@ -143,7 +141,7 @@ int Run(const RunOptions& options) {
     if (stopped != VNSTAT_SUCCESS) return Fail("the module did not stop (" + StatusText(stopped) + ")");
   }
   if (!options.quiet) {
-    const SessionLosses lost = LostBetween(before, ReadSessionLosses(*machine.value()));
+    const SessionLosses lost = LostBetween(before, surroundings.value()->ReadSessionLosses());
     TellCounts(counts, *output.value(), lost, Clock::now() - start);
   }
   return kExitGood;
@@ -154,7 +152,7 @@ int Run(const RunOptions& options) {
 void AddRunCommand(CLI::App* program, Choice* choice) {
   auto options = std::make_shared<RunOptions>();
   CLI::App* run = program->add_subcommand("run", "Runs the module and prints each text as one line of JSON");
-  AddMachineOption(run, &options->machine);
+  Surroundings::AddOption(run, &options->machine);
   run->add_option(
          "-o,--output", options->output_file,
          "Appends the texts to FILE ('-': prints them, as without it); a last line that was cut is ended first")
@@ -171,14 +169,15 @@ void AddRunCommand(CLI::App* program, Choice* choice) {
       ->type_name("N")
       ->capture_default_str();
   run->add_flag("-q,--quiet", options->quiet, "Shows neither progress nor counts on standard error");
-  run->footer(
-      "Runs until SIGINT or SIGTERM; a second signal ends it at once. What was printed is not printed again by the\n"
-      "next run on the same machine.\n"
-      "\n"
-      "Examples:\n"
-      "  wardlet run --machine m                            until Ctrl-C\n"
-      "  wardlet run --machine m --idle-exit 2 -o texts     takes what there is, appends it to a file\n"
-      "  wardlet run --machine m | jq -r .Function          each text goes on as soon as it comes");
+  const std::string on = "  wardlet run" + ExampleChoice();
+  run->footer("Runs until " + StopWords() +
+              " ends it at once. What was printed is not printed again by the\n"
+              "next run on the same machine.\n"
+              "\n"
+              "Examples:\n" +
+              on + "                            until Ctrl-C\n" + on +
+              " --idle-exit 2 -o texts     takes what there is, appends it to a file\n" + on +
+              " | jq -r .Function          each text goes on as soon as it comes");
   SetAction(run, choice, [options] { return Run(*options); });
 }
 

@@ -1,24 +1,14 @@
 #include "host/loaded_module.h"
 
-#include <dlfcn.h>
-
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 
+#include "host/process.h"
+#include "host/shared_library.h"
+
 namespace varnel::host {
-namespace {
 
 namespace fs = std::filesystem;
-
-constexpr char kModuleFile[] = "libVarnelWardlet.so";
-
-std::string LastLoaderError() {
-  const char* text = ::dlerror();
-  return text != nullptr ? text : "the loader gives no reason";
-}
-
-}  // namespace
 
 std::string StatusText(std::uint32_t status) {
   char text[16];
@@ -27,20 +17,20 @@ std::string StatusText(std::uint32_t status) {
 }
 
 std::string FindModule() {
-  if (const char* named = std::getenv("VARNEL_MODULE"); named != nullptr && *named != '\0') return named;
+  if (std::string named = EnvironmentText("VARNEL_MODULE"); !named.empty()) return named;
+  const fs::path folder = fs::u8path(ProgramFolder());
   std::error_code error;
-  const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
-  for (const fs::path& place :
-       {folder / kModuleFile, folder / "../tool" / kModuleFile, folder / "../lib" / kModuleFile}) {
-    if (fs::exists(place, error)) return place.lexically_normal().string();
+  for (const char* place : kModulePlaces) {
+    const fs::path path = folder / place;
+    if (fs::exists(path, error)) return path.lexically_normal().string();
   }
-  return kModuleFile;  // left to the loader's own search
+  return kModulePlaces[0];  // left to the loader's own search
 }
 
 formats::Result<std::unique_ptr<LoadedModule>> LoadedModule::Load(const std::string& path) {
-  void* library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (library == nullptr) return formats::Error{"the module can't be loaded: " + LastLoaderError()};
-  std::unique_ptr<LoadedModule> module(new LoadedModule(library));
+  const auto library = OpenLibrary(path);
+  if (!library.ok()) return formats::Error{"the module can't be loaded: " + library.error().message};
+  std::unique_ptr<LoadedModule> module(new LoadedModule(library.value()));
   const auto made = module->MakeTool(path);
   if (!made.ok()) return made.error();
   return module;
@@ -48,7 +38,7 @@ formats::Result<std::unique_ptr<LoadedModule>> LoadedModule::Load(const std::str
 
 formats::Status LoadedModule::MakeTool(const std::string& path) {
   const auto get_class_object =
-      reinterpret_cast<WardletGetClassObjectFunction>(::dlsym(library_, WARDLET_EXPORT_GET_CLASS_OBJECT));
+      reinterpret_cast<WardletGetClassObjectFunction>(FindExport(library_, WARDLET_EXPORT_GET_CLASS_OBJECT));
   if (get_class_object == nullptr) return formats::Error{path + ": has no export " WARDLET_EXPORT_GET_CLASS_OBJECT};
   VarnelClassFactory* factory = nullptr;
   std::uint32_t status =
@@ -67,8 +57,8 @@ LoadedModule::~LoadedModule() {
   if (defaults_ != nullptr) defaults_->Release();
   if (tool_ != nullptr) tool_->Release();
   const auto can_unload =
-      reinterpret_cast<WardletCanUnloadNowFunction>(::dlsym(library_, WARDLET_EXPORT_CAN_UNLOAD_NOW));
-  if (can_unload != nullptr && can_unload() == 0) ::dlclose(library_);
+      reinterpret_cast<WardletCanUnloadNowFunction>(FindExport(library_, WARDLET_EXPORT_CAN_UNLOAD_NOW));
+  if (can_unload != nullptr && can_unload() == 0) CloseLibrary(library_);
 }
 
 }  // namespace varnel::host

@@ -3,33 +3,17 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <string>
 
 #include "CLI/CLI.hpp"
 #include "host/exit_code.h"
 #include "host/report.h"
+#include "host/surroundings.h"
 #include "host/text_output.h"
 
 namespace varnel::host {
 namespace {
-
-constexpr char kAbout[] =
-    "Runs the VarnelWardlet module as its host: collects the trace events of the framework's providers and prints\n"
-    "each as one line of JSON. Off Windows it works on a machine folder, which stands for a whole Windows machine.\n";
-
-constexpr char kExamples[] =
-    "Examples:\n"
-    "  wardlet demo                              everything at once, in a temporary folder\n"
-    "  wardlet machine new m                     a machine in the folder m\n"
-    "  wardlet install --machine m               registers the module's trace session\n"
-    "  wardlet run --machine m --idle-exit 2     prints what there is and ends\n"
-    "  wardlet trace info file.etl               what a trace file holds\n"
-    "\n"
-    "\"wardlet COMMAND --help\" tells more about each. The environment variable VARNEL_MACHINE names the machine "
-    "folder\n"
-    "where --machine is not given.";
 
 // "wardlet machine boot": the words of the command that was being understood.
 std::string NameOf(const CLI::App& app) {
@@ -83,12 +67,10 @@ void SetAction(CLI::App* command, Choice* choice, std::function<int()> action) {
 }
 
 int RunProgram(int argc, const char* const* argv) {
-  // A closed pipe is told as a failed write.
-  std::signal(SIGPIPE, SIG_IGN);
-  CLI::App app(kAbout, "wardlet");
+  CLI::App app(ProgramAbout(), "wardlet");
   Choice choice;
   app.set_version_flag("--version", "wardlet " VARNEL_VERSION, "Prints the version and ends");
-  app.footer(kExamples);
+  app.footer(ProgramExamples());
   app.require_subcommand(1);
   app.set_help_flag("-h,--help", "Prints this help and ends");
   app.get_formatter()->column_width(30);

@@ -23,9 +23,9 @@ void SetAction(CLI::App* command, Choice* choice, std::function<int()> action);
 
 void AddRunCommand(CLI::App* program, Choice* choice);
 void AddInstallCommands(CLI::App* program, Choice* choice);  // install, uninstall, version
-void AddMachineCommands(CLI::App* program, Choice* choice);
+void AddMachineCommands(CLI::App* program, Choice* choice);  // machine folders; nothing on Windows
 void AddEmitCommand(CLI::App* machine, Choice* choice);
 void AddTraceCommands(CLI::App* program, Choice* choice);
-void AddDemoCommand(CLI::App* program, Choice* choice);
+void AddDemoCommand(CLI::App* program, Choice* choice);  // likewise
 
 }  // namespace varnel::host

@@ -4,9 +4,11 @@
 
 #include <cstdio>
 
+#include "host/process.h"
+
 namespace varnel::host {
 
-ProgressLine::ProgressLine(bool wanted) : shown_(wanted && ::isatty(STDERR_FILENO) == 1) {}
+ProgressLine::ProgressLine(bool wanted) : shown_(wanted && IsTerminal(STDERR_FILENO)) {}
 
 ProgressLine::~ProgressLine() {
   if (dirty_) std::fputs("\r\033[K", stderr);

@@ -28,7 +28,7 @@ void Tell(std::string_view message) {
   line += message;
   line += '\n';
   // One write, so that lines of several threads or processes do not mix. Nobody is left to hear of a failure.
-  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
+  [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size());
 }
 
 int Fail(std::string_view message) {

@@ -1,16 +1,6 @@
 #include "host/session_losses.h"
 
-#include "platform/embedded/trace/machine_sessions.h"
-
 namespace varnel::host {
-
-LossesBySession ReadSessionLosses(const embedded::Machine& machine) {
-  LossesBySession losses;
-  for (const embedded::SessionSummary& session : embedded::ListSessions(machine)) {
-    losses[session.id] = {session.events_lost, session.buffers_lost};
-  }
-  return losses;
-}
 
 SessionLosses LostBetween(const LossesBySession& before, const LossesBySession& after) {
   SessionLosses sum;

@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <map>
 
-#include "platform/embedded/core/machine.h"
-
 namespace varnel::host {
 
 struct SessionLosses {
@@ -17,10 +15,6 @@ struct SessionLosses {
 
 /// By the session's number; a session that ended and began anew has another one.
 using LossesBySession = std::map<std::uint64_t, SessionLosses>;
-
-/// Asks every running session of a machine. Opens neither its registry nor its drive, so that it may be called in a
-/// process that has loaded the module.
-LossesBySession ReadSessionLosses(const embedded::Machine& machine);
 
 /// The sum of what was lost between two readings. A session that is in the second alone counts whole.
 SessionLosses LostBetween(const LossesBySession& before, const LossesBySession& after);

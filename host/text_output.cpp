@@ -1,7 +1,5 @@
 #include "host/text_output.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +7,7 @@
 #include <cstring>
 
 #include "formats/text_encoding.h"
+#include "host/output_file.h"
 
 namespace varnel::host {
 namespace {
@@ -28,19 +27,13 @@ bool IsAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-// Whether a file ends in the middle of a line.
-bool EndsInALine(int fd) {
-  struct stat status {};
-  if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size == 0) return false;
-  char last = '\n';
-  return ::pread(fd, &last, 1, status.st_size - 1) == 1 && last != '\n';
-}
-
 }  // namespace
 
 bool WriteWhole(int fd, std::string_view bytes) {
+  // No system takes more than this in one call, and one takes no larger number.
+  constexpr std::size_t kMost = 1u << 30;
   while (!bytes.empty()) {
-    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+    const auto written = ::write(fd, bytes.data(), std::min(bytes.size(), kMost));
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(written));
@@ -54,12 +47,11 @@ std::unique_ptr<TextOutput> TextOutput::ToStandardOutput() {
 
 formats::Result<std::unique_ptr<TextOutput>> TextOutput::AppendTo(const std::string& path) {
   const auto failure = [&path] { return formats::Error{path + ": " + std::strerror(errno)}; };
-  // Read access too, for the look at the last byte; what can only be written (a pipe, a device) has no last line.
-  int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, 0666);
-  if (fd < 0) fd = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | O_NOCTTY);
+  bool in_a_line = false;
+  const int fd = OpenForAppending(path, &in_a_line);
   if (fd < 0) return failure();
   std::unique_ptr<TextOutput> output(new TextOutput(fd, true, path));
-  if (EndsInALine(fd) && !WriteWhole(fd, "\n")) return failure();
+  if (in_a_line && !WriteWhole(fd, "\n")) return failure();
   return output;
 }
 

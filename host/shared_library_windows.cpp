@@ -1,0 +1,39 @@
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+
+#include <filesystem>
+#include <system_error>
+
+#include "formats/text_encoding.h"
+#include "host/shared_library.h"
+
+namespace varnel::host {
+
+namespace fs = std::filesystem;
+
+const char* const kModulePlaces[3] = {"VarnelWardlet.dll", "../Wardlet/VarnelWardlet.dll", "../tool/VarnelWardlet.dll"};
+
+formats::Result<void*> OpenLibrary(const std::string& path) {
+  std::error_code error;
+  const fs::path full = fs::absolute(fs::u8path(path), error);
+  HMODULE library = ::LoadLibraryExW(full.c_str(), nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+  if (library != nullptr) return static_cast<void*>(library);
+  const auto code = static_cast<int>(::GetLastError());
+  return formats::Error{path + ": " + std::system_category().message(code) + " (" + std::to_string(code) + ")"};
+}
+
+void* FindExport(void* library, const char* name) {
+  return reinterpret_cast<void*>(::GetProcAddress(static_cast<HMODULE>(library), name));
+}
+
+void CloseLibrary(void* library) {
+  ::FreeLibrary(static_cast<HMODULE>(library));
+}
+
+std::string ProgramFolder() {
+  std::wstring path(32768, L'\0');  // the longest path that there is
+  path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+  return formats::Utf16ToUtf8(fs::path(path).parent_path().u16string());
+}
+
+}  // namespace varnel::host
