@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "host/path_text.h"
 #include "host/process.h"
 #include "host/shared_library.h"
 
@@ -18,11 +19,11 @@ std::string StatusText(std::uint32_t status) {
 
 std::string FindModule() {
   if (std::string named = EnvironmentText("VARNEL_MODULE"); !named.empty()) return named;
-  const fs::path folder = fs::u8path(ProgramFolder());
+  const fs::path folder = PathOf(ProgramFolder());
   std::error_code error;
   for (const char* place : kModulePlaces) {
     const fs::path path = folder / place;
-    if (fs::exists(path, error)) return path.lexically_normal().string();
+    if (fs::exists(path, error)) return TextOf(path.lexically_normal());
   }
   return kModulePlaces[0];  // left to the loader's own search
 }

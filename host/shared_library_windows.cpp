@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "formats/text_encoding.h"
+#include "host/path_text.h"
 #include "host/shared_library.h"
 
 namespace varnel::host {
@@ -15,7 +15,7 @@ const char* const kModulePlaces[3] = {"VarnelWardlet.dll", "../Wardlet/VarnelWar
 
 formats::Result<void*> OpenLibrary(const std::string& path) {
   std::error_code error;
-  const fs::path full = fs::absolute(fs::u8path(path), error);
+  const fs::path full = fs::absolute(PathOf(path), error);
   HMODULE library = ::LoadLibraryExW(full.c_str(), nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
   if (library != nullptr) return static_cast<void*>(library);
   const auto code = static_cast<int>(::GetLastError());
@@ -33,7 +33,7 @@ void CloseLibrary(void* library) {
 std::string ProgramFolder() {
   std::wstring path(32768, L'\0');  // the longest path that there is
   path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-  return formats::Utf16ToUtf8(fs::path(path).parent_path().u16string());
+  return TextOf(fs::path(path).parent_path());
 }
 
 }  // namespace varnel::host

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "formats/text_encoding.h"
+#include "host/path_text.h"
 #include "platform/unpack.h"
 
 namespace varnel::host {
@@ -62,8 +63,8 @@ std::string PlaceAndReason(const formats::Error& error) {
 std::unique_ptr<TraceFile> OpenTraceFile(const std::string& path, std::string_view command, std::FILE* err) {
   auto file = std::make_unique<TraceFile>();
   file->path = path;
-  const std::string reason = WhyNoFile(path);
-  auto source = std::make_unique<FileSource>(path);
+  const std::string reason = WhyNoFile(PathOf(path));
+  auto source = std::make_unique<FileSource>(PathOf(path));
   if (!reason.empty() || !source->is_open()) {
     TellTrace(err, command, path + ": " + (reason.empty() ? std::string("can't be opened") : reason));
     return nullptr;
@@ -95,8 +96,8 @@ void TellDamage(const TraceFile& file, std::string_view command, std::FILE* err)
 }
 
 bool ReadWholeFile(const std::string& path, std::string_view command, std::string* out, std::FILE* err) {
-  const std::string reason = WhyNoFile(path);
-  std::ifstream in(path, std::ios::binary);
+  const std::string reason = WhyNoFile(PathOf(path));
+  std::ifstream in(PathOf(path), std::ios::binary);
   if (!reason.empty() || !in.is_open()) {
     TellTrace(err, command, path + ": " + (reason.empty() ? std::string("can't be opened") : reason));
     return false;

@@ -24,17 +24,25 @@ namespace {
 std::atomic<std::size_t> g_live{0};
 std::atomic<std::size_t> g_peak{0};
 
+std::size_t SizeOf(void* block) {
+#ifdef _WIN32
+  return ::_msize(block);
+#else
+  return ::malloc_usable_size(block);
+#endif
+}
+
 void* Counted(std::size_t size) {
   void* block = std::malloc(size == 0 ? 1 : size);
   if (block == nullptr) std::abort();
-  const std::size_t live = g_live += ::malloc_usable_size(block);
+  const std::size_t live = g_live += SizeOf(block);
   if (live > g_peak) g_peak = live;
   return block;
 }
 
 void Uncounted(void* block) noexcept {
   if (block == nullptr) return;
-  g_live -= ::malloc_usable_size(block);
+  g_live -= SizeOf(block);
   std::free(block);
 }
 

@@ -1,13 +1,12 @@
 // Runs a trace command over files that a test composes, and gives back what it printed.
 #pragma once
 
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -50,8 +49,10 @@ CommandResult RunCommand(int (*command)(const Options&, std::FILE*, std::FILE*),
 class TemporaryFolder {
  public:
   TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "trace-test-XXXXXX").string();
-    path_ = ::mkdtemp(name.data());
+    std::random_device random;
+    do {
+      path_ = std::filesystem::temp_directory_path() / ("trace-test-" + std::to_string(random()));
+    } while (!std::filesystem::create_directory(path_));
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
@@ -61,12 +62,12 @@ class TemporaryFolder {
   }
 
   std::string Put(const std::string& name, const std::vector<std::byte>& bytes) const {
-    const std::string path = (path_ / name).string();
+    const std::string path = PathOf(name);
     std::ofstream out(path, std::ios::binary);
     out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     return path;
   }
-  std::string PathOf(const std::string& name) const { return (path_ / name).string(); }
+  std::string PathOf(const std::string& name) const { return (path_ / name).generic_string(); }
 
  private:
   std::filesystem::path path_;

@@ -84,6 +84,9 @@ TEST(TraceInfo, ABadFileIsToldAndTheOthersAreStillRead) {
 }
 
 TEST(TraceInfo, NamesThatAreNoTextAreShownWithReplacements) {
+#ifdef _WIN32
+  GTEST_SKIP() << "names of files are text there";
+#endif
   TemporaryFolder folder;
   support::LogHeaderSpec header;
   header.logger_name = std::u16string(1, char16_t{0xD800});

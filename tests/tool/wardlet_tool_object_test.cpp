@@ -86,7 +86,8 @@ TEST_F(WardletToolObjectTest, StartAndStopLeadToTheModulesState) {
 
 TEST_F(WardletToolObjectTest, InstallAndUninstallLeadToTheModulesOwn) {
   VarnelDefaultInterface* plain = tool_;
-  EXPECT_EQ(plain->InstallVarnel(u"C:\\none"), 0x80004005u);
+  const VarnelWideChar nowhere[] = {'C', ':', '\\', 'n', 'o', 'n', 'e', 0};
+  EXPECT_EQ(plain->InstallVarnel(nowhere), 0x80004005u);
   EXPECT_TRUE(Logged("InstallVarnel func return(0x80004005).\r\n"));
   EXPECT_EQ(plain->UninstallVarnel(), 0u);
 }
