@@ -11,6 +11,17 @@ namespace {
 
 constexpr char16_t kSessionName[] = u"KelvoVarnelWardlet{4A234956-2B7D-4221-BADF-12593BD342A8}";
 
+bool IsElevated() {
+  platform::System& system = platform::SystemPort();
+  platform::HANDLE token = nullptr;
+  if (!system.OpenProcessToken(platform::kTokenQuery, &token)) return false;
+  std::uint32_t elevated = 0;
+  std::uint32_t needed = 0;
+  const bool known = system.GetTokenInformation(token, platform::kTokenElevation, &elevated, sizeof elevated, &needed);
+  system.CloseHandle(token);
+  return known && elevated != 0;
+}
+
 class ThisMachine final : public Surroundings {
  public:
   // The module has one session at a time, the boot-time one or the temporary one, of one name.
@@ -34,8 +45,7 @@ class ThisMachine final : public Surroundings {
 void Surroundings::AddOption(CLI::App* /*command*/, std::string* /*choice*/) {}
 
 formats::Result<std::unique_ptr<Surroundings>> Surroundings::Enter(const std::string& /*choice*/) {
-  bool elevated = false;
-  if (!platform::SystemPort().QueryTokenElevation(&elevated) || !elevated) {
+  if (!IsElevated()) {
     Tell("is not elevated; trace sessions and the machine's registry need an administrator's rights");
   }
   return std::unique_ptr<Surroundings>(new ThisMachine);

@@ -3,14 +3,17 @@
 #include <cstddef>
 
 #include "platform/crypto.h"
+#include "platform/eventlog.h"
 #include "platform/files.h"
 #include "platform/registry.h"
+#include "platform/system.h"
 #include "platform/tdh.h"
 #include "platform/threads.h"
 #include "platform/trace.h"
 #include "platform/windows/etw_headers.h"
 // After the system's own header.
 #include <wincrypt.h>
+#include <winevt.h>
 
 namespace varnel::windows {
 namespace {
@@ -375,6 +378,21 @@ static_assert(Same<platform::kErrorXmlParseError, ERROR_XML_PARSE_ERROR>());
 static_assert(Same<platform::kErrorWmiInstanceNotFound, ERROR_WMI_INSTANCE_NOT_FOUND>());
 static_assert(Same<platform::kErrorCtxClosePending, ERROR_CTX_CLOSE_PENDING>());
 static_assert(Same<platform::kErrorEvtInvalidEventData, ERROR_EVT_INVALID_EVENT_DATA>());
+static_assert(Same<platform::kErrorTimeout, ERROR_TIMEOUT>());
+static_assert(Same<platform::kErrorEvtInvalidQuery, ERROR_EVT_INVALID_QUERY>());
+static_assert(Same<platform::kErrorEvtChannelNotFound, ERROR_EVT_CHANNEL_NOT_FOUND>());
+static_assert(Same<platform::kTokenQuery, TOKEN_QUERY>());
+static_assert(Same<platform::kTokenElevation, TokenElevation>());
+static_assert(Same<platform::kCpAcp, CP_ACP>());
+static_assert(Same<platform::kCpUtf8, CP_UTF8>());
+static_assert(Same<platform::kEvtQueryChannelPath, EvtQueryChannelPath>());
+static_assert(Same<platform::kEvtQueryFilePath, EvtQueryFilePath>());
+static_assert(Same<platform::kEvtQueryForwardDirection, EvtQueryForwardDirection>());
+static_assert(Same<platform::kEvtQueryReverseDirection, EvtQueryReverseDirection>());
+static_assert(Same<platform::kEvtQueryTolerateQueryErrors, EvtQueryTolerateQueryErrors>());
+static_assert(Same<platform::kEvtRenderEventValues, EvtRenderEventValues>());
+static_assert(Same<platform::kEvtRenderEventXml, EvtRenderEventXml>());
+static_assert(Same<platform::kEvtRenderBookmark, EvtRenderBookmark>());
 static_assert(Same<platform::kWaitTimeout, WAIT_TIMEOUT>());
 
 }  // namespace

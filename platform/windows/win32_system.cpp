@@ -63,7 +63,12 @@ void Win32System::GetSystemTimeAsFileTime(FILETIME* time) {
 }
 
 void Win32System::GetSystemTimePreciseAsFileTime(FILETIME* time) {
-  ::GetSystemTimePreciseAsFileTime(Across<::FILETIME>(time));
+  // Systems before Windows 8 have the coarse one alone.
+  using Clock = void(WINAPI*)(::FILETIME*);
+  static const auto precise =
+      AsFunction<Clock>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "GetSystemTimePreciseAsFileTime"));
+  const Clock clock = precise != nullptr ? precise : &::GetSystemTimeAsFileTime;
+  clock(Across<::FILETIME>(time));
 }
 
 bool Win32System::FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* result) {
