@@ -104,7 +104,9 @@ EventTextScanner::Scan EventTextScanner::FindEnd(std::size_t* length) {
       ++at;
       continue;
     }
-    const std::size_t close = text.substr(0, kMaxTagBytes).find('>');
+    // A tag that another one begins in was cut.
+    std::size_t close = text.substr(0, kMaxTagBytes).find_first_of("<>", 1);
+    if (close != std::string_view::npos && text[close] == '<') close = std::string_view::npos;
     const std::size_t tag_length = close == std::string_view::npos ? kStart.size() : close + 1;
     const bool outermost = !ends && IsOutermost(text.substr(0, tag_length), text.substr(tag_length));
     if (close == std::string_view::npos || (outermost && at != at_)) {

@@ -5,6 +5,7 @@
 #include "formats/text_encoding.h"
 #include "host/trace_file.h"
 #include "platform/embedded/embedded_platform.h"
+#include "platform/embedded/tools/log_writer.h"
 #include "platform/embedded/trace/machine_sessions.h"
 
 namespace varnel::host {
@@ -35,6 +36,10 @@ formats::Result<embedded::BootReport> BootTheMachine(const std::string& folder) 
     return formats::Status(formats::Error{booted->SessionsPath() + ": a session can't be ended"});
   };
   hooks.delete_path = [&platform](const std::string& path) { return DeletePath(*platform.value(), path); };
+  hooks.log_boot = [](const std::shared_ptr<embedded::Machine>& booted, std::uint64_t boot_time) {
+    const auto logged = embedded::LogWriter(*booted).LogBoot(boot_time);
+    return logged.ok() ? formats::Ok() : formats::Status(logged.error());
+  };
   hooks.start_session = [options = embedded::TraceOptionsOf(machine)](const embedded::AutoLogger& session) {
     return embedded::StartSessionFromAutoLogger(options, session);
   };

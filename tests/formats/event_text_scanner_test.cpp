@@ -87,6 +87,14 @@ TEST(EventTextScanner, PassesOverAnEventThatIsCutAndCountsIt) {
   EXPECT_EQ(scanned.skipped, 1u);
 }
 
+TEST(EventTextScanner, FindsTheNextOneBehindATagThatIsCut) {
+  const std::string whole = EventOf(1);
+  for (std::size_t cut = 6; cut < whole.find('>'); cut += 5) {
+    const Scanned scanned = ScanAll(whole.substr(0, cut) + "\r\n" + EventOf(2));
+    ASSERT_EQ(scanned.events, std::vector<std::string>{EventOf(2)}) << cut;
+  }
+}
+
 TEST(EventTextScanner, FindsTheNextOneBehindACutEventWithoutANamespace) {
   const std::string good = "<Event>\n<System><EventRecordID>2</EventRecordID></System></Event>";
   const Scanned scanned = ScanAll("<Event><System><EventRecordID>1</Event" + good);

@@ -24,13 +24,17 @@ Status CarryOutDeletions(const Machine& machine, const BootHooks& hooks, BootRep
   });
 }
 
-Status BeginBoot(const Machine& machine, BootReport* report) {
-  const auto last = machine.ReadBoot();
+Status BeginBoot(const std::shared_ptr<Machine>& machine, const BootHooks& hooks, BootReport* report) {
+  const auto last = machine->ReadBoot();
   if (!last.ok()) return last.error();
   // A machine's time never runs back, whatever the host's clock did.
   const std::uint64_t now = std::max(FileTimeNow(), last.value().file_time + 1);
   report->record = BootRecord{last.value().number + 1, now, HostBootId()};
-  return machine.WriteBoot(report->record);
+  if (hooks.log_boot) {
+    const Status logged = hooks.log_boot(machine, now);
+    if (!logged.ok()) return logged;
+  }
+  return machine->WriteBoot(report->record);
 }
 
 }  // namespace
@@ -54,7 +58,7 @@ Result<BootReport> BootMachine(const std::shared_ptr<Machine>& machine, const Bo
   if (dropped != kErrorSuccess) {
     return Error{machine->RegistryPath() + ": can't be written (error " + std::to_string(dropped) + ")"};
   }
-  const Status begun = BeginBoot(*machine, &report);
+  const Status begun = BeginBoot(machine, hooks, &report);
   if (!begun.ok()) return begun.error();
   if (hooks.start_session) report.auto_loggers = StartAutoLoggers(registry, hooks.start_session);
   return report;

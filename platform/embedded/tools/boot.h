@@ -20,6 +20,9 @@ struct BootHooks {
   /// Deletes a file or an empty folder by its Windows path. @return a Win32 error number; 2 and 3 are fine, since what
   /// is gone needs no deletion.
   std::function<std::uint32_t(const std::string& windows_path)> delete_path;
+  /// Writes what the boot leaves in the System log, before the boot record moves on: a boot that is killed in between
+  /// is told twice rather than not at all.
+  std::function<formats::Status(const std::shared_ptr<Machine>& machine, std::uint64_t boot_time)> log_boot;
   /// Starts one AutoLogger's session.
   StartSession start_session;
 };
@@ -32,8 +35,8 @@ struct BootReport {
 };
 
 /// Ends the machine's boot and begins the next: sessions end, what waited for the boot is deleted, volatile keys go,
-/// the boot record moves on, AutoLoggers start. An Error, and a machine as it was, while a module is attached or where
-/// the sessions do not end.
+/// the System log hears of it, the boot record moves on, AutoLoggers start. An Error, and a machine as it was, while a
+/// module is attached or where the sessions do not end.
 formats::Result<BootReport> BootMachine(const std::shared_ptr<Machine>& machine, const BootHooks& hooks);
 
 }  // namespace varnel::embedded

@@ -60,8 +60,10 @@ std::uint32_t EmbeddedTrace::EnableTraceEx2(TRACEHANDLE session, const GUID* pro
 std::uint32_t EmbeddedTrace::EnumerateTraceGuidsEx(std::uint32_t information_class, const void* in,
                                                    std::uint32_t in_size, void* out, std::uint32_t out_size,
                                                    std::uint32_t* needed) {
-  return Guarded(
-      [&] { return EnumerateGuids(control_.Store(), information_class, in, in_size, out, out_size, needed); });
+  return Guarded([&] {
+    return EnumerateGuids(control_.Store(), information_class, in, in_size, out, out_size, needed,
+                          EventLogSessionOf(*options_.machine));
+  });
 }
 
 std::shared_ptr<OpenTrace> EmbeddedTrace::OpenLive(const EVENT_TRACE_LOGFILEW& logfile, std::uint32_t* error) const {

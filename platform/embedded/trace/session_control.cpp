@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/embedded/ring/ring.h"
+#include "platform/embedded/trace/event_log_session.h"
 
 namespace varnel::embedded {
 namespace {
@@ -157,6 +158,9 @@ std::uint32_t SessionControl::Start(TRACEHANDLE* handle, const char16_t* name,
   if (const std::uint32_t wrong = block.Check(); wrong != 0) return wrong;
   ring::SessionParameters parameters;
   if (const std::uint32_t wrong = ReadParameters(options_, name, block, &parameters); wrong != 0) return wrong;
+  if (MeansEventLogSession(0, name) && EventLogSessionOf(*options_.machine) == EventLogSession::kRuns) {
+    return platform::kErrorAlreadyExists;
+  }
   ring::StartFailure failure;
   const auto session = Store().Start(parameters, &failure);
   if (!session) return Win32OfStart(failure);
@@ -179,7 +183,14 @@ std::uint32_t SessionControl::Control(TRACEHANDLE handle, const char16_t* name, 
   if (handle == 0 && (name == nullptr || *name == 0)) return platform::kErrorInvalidParameter;
   const auto store = Store();
   const auto session = Find(store, handle, name);
-  if (!session) return platform::kErrorWmiInstanceNotFound;
+  if (!session) {
+    if (!MeansEventLogSession(handle, name) || EventLogSessionOf(*options_.machine) == EventLogSession::kNone) {
+      return platform::kErrorWmiInstanceNotFound;
+    }
+    // It is the system's own: it can be looked at, no more.
+    if (code != platform::kEventTraceControlQuery) return platform::kErrorAccessDenied;
+    return DescribeEventLogSession(block);
+  }
   std::uint32_t result = 0;
   switch (code) {
     case platform::kEventTraceControlStop:

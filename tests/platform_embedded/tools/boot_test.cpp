@@ -19,6 +19,11 @@ class BootTest : public MachineFixture {
       steps_.push_back("end sessions");
       return formats::Ok();
     };
+    hooks_.log_boot = [this](const std::shared_ptr<Machine>& machine, std::uint64_t boot_time) {
+      steps_.push_back("log at boot " + std::to_string(machine->ReadBoot().value().number));
+      logged_time_ = boot_time;
+      return log_result_;
+    };
     hooks_.delete_path = [this](const std::string& path) {
       steps_.push_back("delete " + path);
       return delete_result_;
@@ -33,6 +38,8 @@ class BootTest : public MachineFixture {
   BootHooks hooks_;
   std::vector<std::string> steps_;
   std::uint32_t delete_result_ = 0;
+  std::uint64_t logged_time_ = 0;
+  formats::Status log_result_ = formats::Ok();
   std::u16string log_file_;
 };
 
@@ -44,11 +51,20 @@ TEST_F(BootTest, ABootEndsSessionsDeletesMovesOnAndStartsAutoLoggersInThisOrder)
   SetNumber(session, u"FileMax", 3);
   const auto report = BootMachine(machine_, hooks_);
   ASSERT_TRUE(report.ok()) << report.error().message;
-  EXPECT_EQ(steps_, (std::vector<std::string>{"end sessions", "delete C:\\a", "start at boot 2"}));
+  EXPECT_EQ(steps_, (std::vector<std::string>{"end sessions", "delete C:\\a", "log at boot 1", "start at boot 2"}));
   EXPECT_EQ(report.value().record.number, 2u);
+  EXPECT_EQ(report.value().record.file_time, logged_time_);
   EXPECT_EQ(report.value().record.host_boot_id, HostBootId());
   ASSERT_EQ(report.value().auto_loggers.size(), 1u);
   EXPECT_EQ(report.value().auto_loggers[0].log_file, log_file_);
+}
+
+TEST_F(BootTest, ABootThatCannotBeLoggedDoesNotBegin) {
+  log_result_ = formats::Error{"no room"};
+  const auto report = BootMachine(machine_, hooks_);
+  ASSERT_FALSE(report.ok());
+  EXPECT_EQ(report.error().message, "no room");
+  EXPECT_EQ(machine_->ReadBoot().value().number, 1u);
 }
 
 TEST_F(BootTest, WhileAModuleIsAttachedNothingIsDone) {
@@ -104,7 +120,7 @@ TEST_F(BootTest, DeletionsAreCarriedOutOnceAndFailuresAreTold) {
   EXPECT_EQ(first.value().not_deleted, (std::vector<std::string>{"C:\\a (error 32)"}));
   steps_.clear();
   ASSERT_TRUE(BootMachine(machine_, hooks_).ok());
-  EXPECT_EQ(steps_, (std::vector<std::string>{"end sessions"}));
+  EXPECT_EQ(steps_, (std::vector<std::string>{"end sessions", "log at boot 2"}));
 }
 
 TEST_F(BootTest, AFileThatIsAlreadyGoneCountsAsDeleted) {
