@@ -72,6 +72,7 @@ TEST_F(OfdLockTest, ALockGoesWithAKilledProcess) {
     static_cast<void>(::write(ready[1], &told, 1) == 1);
     for (;;) ::pause();
   }
+  ::close(ready[1]);
   char told = 0;
   ASSERT_EQ(::read(ready[0], &told, 1), 1);
   EXPECT_EQ(told, 'y');
@@ -81,7 +82,6 @@ TEST_F(OfdLockTest, ALockGoesWithAKilledProcess) {
   EXPECT_TRUE(LockWithin(own.get(), LockKind::kExclusive, milliseconds(60000)));
   ::waitpid(child, nullptr, 0);
   ::close(ready[0]);
-  ::close(ready[1]);
 }
 
 TEST_F(OfdLockTest, AWaitEndsWithTheLimitWhenTheHolderStays) {
