@@ -1,5 +1,6 @@
 #include "pipeline/event_decode.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <string_view>
@@ -34,13 +35,6 @@ struct Decoding {
   bool message_is_initialize = false;
 };
 
-bool EqualNoCase(const char* a, const char* b) {
-  const auto fold = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; };
-  for (; *a != '\0' && fold(*a) == fold(*b); ++a, ++b) {
-  }
-  return fold(*a) == fold(*b);
-}
-
 void AddHeaderFields(const EVENT_RECORD& event, JsonTexts* json) {
   const platform::EVENT_HEADER& header = event.EventHeader;
   std::array<char, kNumberTextCapacity> text;
@@ -68,11 +62,11 @@ void StoreNumber(const PropertyValue& property, std::uint32_t* field) {
 
 // Together these two announce that a provider's module has started anew.
 void NoteInitializeMarks(const PropertyValue& property, Decoding* decoding) {
-  if (property.in_type == kInTypeNarrowString && CompareTextNoCase(property.wide_name, u"Function") == 0) {
-    if (EqualNoCase(reinterpret_cast<const char*>(property.data), "EventToWardletInitialize")) {
+  if (property.in_type == kInTypeNarrowString && SameTextNoCase(property.name, "Function")) {
+    if (SameTextNoCase(reinterpret_cast<const char*>(property.data), "EventToWardletInitialize")) {
       decoding->function_is_initialize = true;
     }
-  } else if (property.in_type == kInTypeWideString && CompareTextNoCase(property.wide_name, u"AdditionalMsg") == 0) {
+  } else if (property.in_type == kInTypeWideString && SameTextNoCase(property.name, "AdditionalMsg")) {
     if (CompareTextNoCase(reinterpret_cast<const char16_t*>(property.data), u"$EVENT_INIT$") == 0) {
       decoding->message_is_initialize = true;
     }
@@ -80,44 +74,53 @@ void NoteInitializeMarks(const PropertyValue& property, Decoding* decoding) {
 }
 
 void TakeProperty(const PropertyValue& property, std::uint32_t property_flags, Decoding* decoding) {
-  if (CompareTextNoCase(property.wide_name, u"Counter") == 0) return StoreNumber(property, &decoding->raw->dwCounter);
-  if (CompareTextNoCase(property.wide_name, u"Flags") == 0) return StoreNumber(property, &decoding->raw->dwFlags);
+  if (SameTextNoCase(property.name, "Counter")) return StoreNumber(property, &decoding->raw->dwCounter);
+  if (SameTextNoCase(property.name, "Flags")) return StoreNumber(property, &decoding->raw->dwFlags);
   NoteInitializeMarks(property, decoding);
   if ((property_flags & platform::kPropertyStruct) != 0) return;
   AddPropertyText(decoding->json, property);
 }
 
-// A property's name, cut to the room, in both encodings.
+// A property's name, cut to the room, in both encodings. The names that mean something here are ASCII, and a name's
+// UTF-8 form is one of them exactly when the name itself is.
 struct PropertyName {
-  std::array<char16_t, kNameCapacity> wide;
+  const char16_t* wide;  // the source where it need not be cut
+  std::array<char16_t, kNameCapacity> cut;
   std::array<char, kNameCapacity> narrow;
-  std::size_t narrow_length = 0;
+  std::size_t narrow_length;
 };
+
+void ConvertName(PropertyName* name) {
+  name->narrow.fill('\0');  // of a name that does not fit, nothing but what the conversion wrote is shown
+  platform::SystemPort().WideCharToMultiByte(platform::kCpUtf8, 0, name->wide, -1, name->narrow.data(),
+                                             static_cast<std::int32_t>(name->narrow.size()));
+  name->narrow.back() = '\0';
+  name->narrow_length = std::strlen(name->narrow.data());
+}
 
 void ReadName(const char16_t* source, PropertyName* name) {
   std::size_t length = 0;
   char16_t seen = 0;
   for (; length + 1 < kNameCapacity && source[length] != 0; ++length) {
     seen |= source[length];
-    name->wide[length] = source[length];
     name->narrow[length] = static_cast<char>(source[length]);
   }
-  name->wide[length] = 0;
+  name->wide = source;
+  if (source[length] != 0) {
+    std::copy_n(source, length, name->cut.data());
+    name->cut[length] = 0;
+    name->wide = name->cut.data();
+  }
   name->narrow[length] = '\0';
   name->narrow_length = length;
-  if (seen < 0x80) return;  // the same characters in UTF-8
-  name->narrow.fill('\0');  // of a name that does not fit, nothing but what the conversion wrote is shown
-  platform::SystemPort().WideCharToMultiByte(platform::kCpUtf8, 0, name->wide.data(), -1, name->narrow.data(),
-                                             static_cast<std::int32_t>(name->narrow.size()));
-  name->narrow.back() = '\0';
-  name->narrow_length = std::strlen(name->narrow.data());
+  if (seen >= 0x80) ConvertName(name);  // below that, the same characters in UTF-8
 }
 
 void DecodeProperty(const TRACE_EVENT_INFO& schema, const EVENT_PROPERTY_INFO& info, Decoding* decoding) {
   PropertyName name;
   ReadName(reinterpret_cast<const char16_t*>(reinterpret_cast<const char*>(&schema) + info.NameOffset), &name);
   platform::Tdh& tdh = platform::TdhPort();
-  const platform::PROPERTY_DATA_DESCRIPTOR descriptor{reinterpret_cast<std::uintptr_t>(name.wide.data()), ~0u, 0};
+  const platform::PROPERTY_DATA_DESCRIPTOR descriptor{reinterpret_cast<std::uintptr_t>(name.wide), ~0u, 0};
   std::uint32_t size = 0;
   if (tdh.TdhGetPropertySize(decoding->event, 1, &descriptor, &size) != platform::kErrorSuccess || size == 0) return;
   const HeapBlock value(std::size_t{size} + kPropertyTail);
@@ -125,8 +128,7 @@ void DecodeProperty(const TRACE_EVENT_INFO& schema, const EVENT_PROPERTY_INFO& i
   if (data == nullptr) return;
   std::memset(data + size, 0, kPropertyTail);
   if (tdh.TdhGetProperty(decoding->event, 1, &descriptor, size, data) != platform::kErrorSuccess) return;
-  TakeProperty({name.wide.data(), {name.narrow.data(), name.narrow_length}, info.InType, data, size}, info.Flags,
-               decoding);
+  TakeProperty({{name.narrow.data(), name.narrow_length}, info.InType, data, size}, info.Flags, decoding);
 }
 
 std::uint32_t DecodeProperties(Decoding* decoding) {

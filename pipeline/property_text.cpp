@@ -43,7 +43,7 @@ void AddByteList(JsonTexts* json, const PropertyValue& property, std::size_t lim
 
 std::size_t FormatInt32(const PropertyValue& property, NumberText text) {
   const auto value = ReadAs<std::uint32_t>(property);
-  const bool is_line = CompareTextNoCase(property.wide_name, u"CodeLine") == 0;
+  const bool is_line = SameTextNoCase(property.name, "CodeLine");
   return is_line ? FormatUnsigned(value, text) : FormatHex(value, text);
 }
 
@@ -75,6 +75,12 @@ std::size_t FormatNumber(const PropertyValue& property, NumberText text) {
 }
 
 }  // namespace
+
+bool SameTextNoCase(std::string_view a, std::string_view b) {
+  const auto fold = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; };
+  return a.size() == b.size() &&
+         std::equal(a.begin(), a.end(), b.begin(), [&](char x, char y) { return fold(x) == fold(y); });
+}
 
 void AddPropertyText(JsonTexts* json, const PropertyValue& property) {
   std::array<char, kNumberTextCapacity> number;

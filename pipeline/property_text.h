@@ -29,12 +29,14 @@ inline constexpr std::size_t kPropertyTail = 16;
 
 /// A property as the Trace Data Helper gave it. Borrows all it points to.
 struct PropertyValue {
-  const char16_t* wide_name;
-  std::string_view name;  // the same in UTF-8, NUL-terminated
+  std::string_view name;  // in UTF-8, NUL-terminated
   std::uint16_t in_type;
   const std::uint8_t* data;  // `size` bytes and kPropertyTail zero bytes
   std::uint32_t size;        // never 0
 };
+
+/// Whether two texts are the same but for the case of ASCII letters.
+bool SameTextNoCase(std::string_view a, std::string_view b);
 
 /// Adds the value's text under its name. The key is left out where memory runs out or a text can't be converted.
 void AddPropertyText(JsonTexts* json, const PropertyValue& property);
