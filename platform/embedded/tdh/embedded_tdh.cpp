@@ -98,8 +98,17 @@ std::uint32_t EmbeddedTdh::TdhLoadManifest(const char16_t* path) try {
   return platform::kErrorOutOfMemory;
 }
 
-EmbeddedTdh::ThreadView& EmbeddedTdh::View() {
+EmbeddedTdh::ThreadView& EmbeddedTdh::OwnView() {
+  // Each property of each event asks for it, so the way there is a plain pointer in the static block of the thread.
+  [[gnu::tls_model("initial-exec")]] static constinit thread_local ThreadView* known = nullptr;
+  if (known != nullptr) return *known;
   thread_local ThreadView view;
+  known = &view;
+  return view;
+}
+
+EmbeddedTdh::ThreadView& EmbeddedTdh::View() {
+  ThreadView& view = OwnView();
   if (view.version != version_.load(std::memory_order_acquire)) {
     std::lock_guard lock(mutex_);
     view.last.Forget();

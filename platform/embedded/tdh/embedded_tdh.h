@@ -46,6 +46,7 @@ class EmbeddedTdh final : public platform::Tdh {
  private:
   struct ThreadView;
 
+  static ThreadView& OwnView();
   ThreadView& View();
   const EventSchema* SchemaOf(const platform::EVENT_RECORD& event, ThreadView* view);
   const EventSchema* TraceLoggingSchemaOf(const TraceLoggingSchemas::Key& key, ThreadView* view);
