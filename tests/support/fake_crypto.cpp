@@ -1,5 +1,6 @@
 #include "tests/support/fake_crypto.h"
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstring>
@@ -17,11 +18,21 @@ std::string Padded(const std::string& bytes) {
   return padded;
 }
 
+std::array<std::uint32_t, 64> SineTable() {
+  std::array<std::uint32_t, 64> table{};
+  for (int i = 0; i < 64; ++i) {
+    table[static_cast<std::size_t>(i)] =
+        static_cast<std::uint32_t>(std::floor(std::fabs(std::sin(i + 1.0)) * 4294967296.0));
+  }
+  return table;
+}
+
 }  // namespace
 
 // RFC 1321; the constants are computed from their definition.
 std::string Md5Of(const std::string& bytes) {
   constexpr int kShifts[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
+  static const std::array<std::uint32_t, 64> sines = SineTable();
   std::uint32_t state[4] = {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476};
   const std::string padded = Padded(bytes);
   for (std::size_t block = 0; block < padded.size(); block += 64) {
@@ -38,8 +49,7 @@ std::string Md5Of(const std::string& bytes) {
                                   : round == 2 ? b ^ c ^ d
                                                : c ^ (b | ~d);
       const int word = round == 0 ? i : round == 1 ? 5 * i + 1 : round == 2 ? 3 * i + 5 : 7 * i;
-      const auto sine = static_cast<std::uint32_t>(std::floor(std::fabs(std::sin(i + 1.0)) * 4294967296.0));
-      const std::uint32_t sum = a + mixed + sine + words[word % 16];
+      const std::uint32_t sum = a + mixed + sines[static_cast<std::size_t>(i)] + words[word % 16];
       a = d;
       d = c;
       c = b;
