@@ -1,4 +1,4 @@
-// Runs the conformance suite on a machine folder made for the run.
+// Runs a suite, the conformance suite first of all, on a machine folder made for the run.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
