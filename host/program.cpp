@@ -80,6 +80,7 @@ int RunProgram(int argc, const char* const* argv) {
   AddInstallCommands(&app, &choice);
   AddMachineCommands(&app, &choice);
   AddTraceCommands(&app, &choice);
+  AddEventCommands(&app, &choice);
   AddDemoCommand(&app, &choice);
   try {
     app.parse(argc, argv);

@@ -26,6 +26,7 @@ void AddInstallCommands(CLI::App* program, Choice* choice);  // install, uninsta
 void AddMachineCommands(CLI::App* program, Choice* choice);  // machine folders; nothing on Windows
 void AddEmitCommand(CLI::App* machine, Choice* choice);
 void AddTraceCommands(CLI::App* program, Choice* choice);
-void AddDemoCommand(CLI::App* program, Choice* choice);  // likewise
+void AddEventCommands(CLI::App* program, Choice* choice);  // events, crashes; likewise
+void AddDemoCommand(CLI::App* program, Choice* choice);    // likewise
 
 }  // namespace varnel::host

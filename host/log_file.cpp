@@ -1,0 +1,29 @@
+#include "host/log_file.h"
+
+#include "host/trace_file.h"
+
+namespace varnel::host {
+
+std::unique_ptr<embedded::LogReader> OpenLog(const std::vector<std::string>& paths,
+                                             const embedded::LogReaderOptions& options, std::string_view command,
+                                             std::FILE* err) {
+  auto reader = embedded::LogReader::Open(paths, options);
+  if (!reader.ok()) {
+    TellTrace(err, command, reader.error().message);
+    return nullptr;
+  }
+  return std::move(reader.value());
+}
+
+void TellLogDamage(const std::string& name, const embedded::LogCounts& counts, std::string_view command,
+                   std::FILE* err) {
+  if (counts.skipped > 0) {
+    TellTrace(err, command, name + ": " + std::to_string(counts.skipped) + " records can't be read and were left out");
+  }
+  if (counts.replaced > 0) {
+    TellTrace(err, command,
+              name + ": " + std::to_string(counts.replaced) + " characters are not valid in the file's encoding");
+  }
+}
+
+}  // namespace varnel::host
