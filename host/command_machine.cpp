@@ -10,6 +10,7 @@
 #include "host/exit_code.h"
 #include "host/machine_boot.h"
 #include "host/machine_choice.h"
+#include "host/machine_crash.h"
 #include "host/machine_report.h"
 #include "host/program.h"
 #include "host/report.h"
@@ -39,6 +40,35 @@ int Boot(const std::string& asked) {
   const auto report = BootTheMachine(folder.value());
   if (!report.ok()) return Fail(report.error().message);
   return Print(BootAsText(report.value()));
+}
+
+struct CrashOptions {
+  std::string machine;
+  std::string code = "0xe2";
+  std::vector<std::string> parameters;
+  bool power_loss = false;
+};
+
+int Crash(const CrashOptions& options) {
+  embedded::CrashFacts facts;
+  const auto code = ParseNumber(options.code);
+  if (!code.ok() || code.value() > 0xFFFFFFFF || code.value() == 0) {
+    Tell("--code: '" + options.code + "' is no stop code");
+    return kExitWrongUse;
+  }
+  if (!options.power_loss) facts.bugcheck_code = static_cast<std::uint32_t>(code.value());
+  for (std::size_t i = 0; i < options.parameters.size(); ++i) {
+    const auto parameter = ParseNumber(options.parameters[i]);
+    if (!parameter.ok()) {
+      Tell("--parameters: " + parameter.error().message);
+      return kExitWrongUse;
+    }
+    facts.parameters.at(i) = parameter.value();
+  }
+  const auto folder = ChooseMachine(options.machine);
+  if (!folder.ok()) return Fail(folder.error().message);
+  const auto crashed = CrashTheMachine(folder.value(), facts);
+  return crashed.ok() ? kExitGood : Fail(crashed.error().message);
 }
 
 int Sessions(const std::string& asked, bool json) {
@@ -108,6 +138,26 @@ void AddBoot(CLI::App* machine, Choice* choice) {
   SetAction(boot, choice, [folder] { return Boot(*folder); });
 }
 
+void AddCrash(CLI::App* machine, Choice* choice) {
+  auto options = std::make_shared<CrashOptions>();
+  CLI::App* crash = machine->add_subcommand("crash", "Ends a machine's boot as a crash does");
+  AddMachineOptionOrWord(crash, &options->machine);
+  auto* code = crash->add_option("--code", options->code, "The stop code, decimal or 0x...; else 0xe2")->type_name("N");
+  auto* parameters = crash->add_option("--parameters", options->parameters, "Up to four parameters of the stop code")
+                         ->type_name("N")
+                         ->expected(1, 4);
+  auto* power = crash->add_flag("--power-loss", options->power_loss, "Power is lost: no stop code is written");
+  power->excludes(code)->excludes(parameters);
+  crash->footer(
+      "What the trace sessions had not written yet is lost, and the next boot logs event 41 behind its event 12.\n"
+      "Refuses while a module runs on the machine.\n"
+      "\n"
+      "Examples:\n"
+      "  wardlet machine crash m --code 0x133 --parameters 1 0x1e00\n"
+      "  wardlet machine crash m --power-loss && wardlet machine boot m");
+  SetAction(crash, choice, [options] { return Crash(*options); });
+}
+
 void AddSessions(CLI::App* machine, Choice* choice) {
   auto folder = std::make_shared<std::string>();
   auto json = std::make_shared<bool>(false);
@@ -156,6 +206,7 @@ void AddMachineCommands(CLI::App* program, Choice* choice) {
       "  wardlet machine emit --machine m --count 100");
   AddNew(machine, choice);
   AddBoot(machine, choice);
+  AddCrash(machine, choice);
   AddEmitCommand(machine, choice);
   AddSessions(machine, choice);
   AddRegistry(machine, choice);

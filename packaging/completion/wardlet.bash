@@ -3,10 +3,10 @@
 # _wardlet_words COMMAND: what may follow it: commands, or options.
 _wardlet_words() {
   case $1 in
-    '') echo run install uninstall version machine trace demo --version --help ;;
+    '') echo run install uninstall version machine trace events crashes demo --version --help ;;
     run) echo --machine -o --output --idle-exit --duration --flags -q --quiet -h --help ;;
     install | uninstall | 'machine boot' | 'machine info') echo --machine -h --help ;;
-    machine) echo new boot emit sessions registry info -h --help ;;
+    machine) echo new boot crash emit sessions registry info -h --help ;;
     'machine sessions' | 'machine registry') echo --machine --json -h --help ;;
     'machine emit')
       echo --machine --provider --count --first --rate --threads --keyword --template --size --gap-every \
@@ -15,6 +15,9 @@ _wardlet_words() {
     trace) echo info cat gaps -h --help ;;
     'trace info') echo --json -h --help ;;
     'trace cat') echo --manifest --provider --count -h --help ;;
+    'machine crash') echo --machine --code --parameters --power-loss -h --help ;;
+    events) echo --query --newest --json -h --help ;;
+    crashes) echo --machine --json -h --help ;;
     demo) echo --keep -h --help ;;
     version | 'machine new' | 'trace gaps') echo -h --help ;;
   esac
@@ -31,7 +34,7 @@ _wardlet_value() {
     'run --flags') compgen -W '0 1 2 3' -- "$3" ;;
     'machine emit --provider') compgen -W 'ProviderSample SourceUsb DestUsb VirtualHid KVirtualAudio KelvoGamePad KelvoIDD' -- "$3" ;;
     'machine emit --count' | *' --idle-exit' | *' --duration' | *' --first' | *' --rate' | *' --threads' | \
-      *' --keyword' | *' --size' | *-every | *' --flags' | *' --seed' | *' --event' | *' --provider') ;;
+      *' --keyword' | *' --size' | *-every | *' --flags' | *' --seed' | *' --event' | *' --provider' | *' --query' | *' --newest' | *' --code' | *' --parameters') ;;
     *) return 1 ;;
   esac
   return 0
@@ -56,10 +59,10 @@ _wardlet() {
   fi
   COMPREPLY=()
   case "$command $word" in
-    'machine new '* | 'machine boot '* | 'machine info '* | 'machine sessions '*)
+    'machine new '* | 'machine boot '* | 'machine crash '* | 'machine info '* | 'machine sessions '*)
       [[ $word == -* ]] || COMPREPLY=($(compgen -d -- "$word"))
       ;;
-    'trace info '* | 'trace cat '* | 'trace gaps '*) [[ $word == -* ]] || COMPREPLY=($(compgen -f -- "$word")) ;;
+    'trace info '* | 'trace cat '* | 'trace gaps '* | 'events '* | 'crashes '*) [[ $word == -* ]] || COMPREPLY=($(compgen -f -- "$word")) ;;
   esac
   if [ -z "${COMPREPLY[*]}" ]; then
     compopt +o filenames 2>/dev/null

@@ -96,6 +96,12 @@ bool EndAllSessions(const Machine& machine) {
   return StoreOf(machine).StopAll();
 }
 
+bool AbandonAllSessions(const Machine& machine) {
+  // To the store of another boot all sessions are remains, and those are swept without a last write.
+  const ring::SessionStore next(machine.SessionsPath(), "", 0);
+  return next.StopAll() && StoreOf(machine).RunningIds().empty();
+}
+
 bool InUseBySession(const Machine& machine, std::uint64_t device, std::uint64_t inode) {
   return StoreOf(machine).IsFileInUse(device, inode);
 }

@@ -44,6 +44,10 @@ std::vector<SessionSummary> ListSessions(const Machine& machine);
 /// Stops every session of the machine and writes its buffers out. @return false when one still runs.
 bool EndAllSessions(const Machine& machine);
 
+/// Ends every session as a crash of the machine does: what was not written yet is gone, and the files get no end.
+/// @return false when one still runs.
+bool AbandonAllSessions(const Machine& machine);
+
 /// Whether a running session writes the file, whoever lives. For the files port, which keeps such a file from being
 /// deleted or opened against the session.
 bool InUseBySession(const Machine& machine, std::uint64_t device, std::uint64_t inode);
