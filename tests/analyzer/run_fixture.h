@@ -36,7 +36,10 @@ class RunFixture : public AnalyzerTest {
     current_ = this;
   }
   ~RunFixture() override {
-    CleanupSymbolFiles(nullptr);  // the copies' use count and lock are the process's
+    // The copies' use count and lock are the process's: whatever a test has left of them goes.
+    plan.Clear();
+    for (int i = 0; i < 8; ++i) ReleaseSymbolDlls();
+    CleanupSymbolFiles(nullptr);
     current_ = nullptr;
   }
 
