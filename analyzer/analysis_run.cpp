@@ -87,6 +87,7 @@ std::int32_t BsodAnalyzer::RunWithSymbolPass(AnalysisState* run) {
     WrapLogPrint(LOG_ERROR, u"[Error] Cannot copy symbol DLL: 0x%08X\n", Printed(acquired));
     return acquired;
   }
+  const AcquiredSymbolDlls dlls;  // for the whole pass, however it ends
   const Pass pass{false,
                   run->markerNameWithSymbol,
                   run->callbackWithSymbol,
@@ -94,21 +95,14 @@ std::int32_t BsodAnalyzer::RunWithSymbolPass(AnalysisState* run) {
                   &run->firstRunWithSymbol,
                   run->firstRunWithSymbol};
   for (const std::u16string& path : dumps) {
-    if (run->stopRequested) {
-      ReleaseSymbolDlls();
-      return kHresultCancelled;
-    }
+    if (run->stopRequested) return kHresultCancelled;
     const bool isFirstRunDump = IsFirstRunDump(run, pass, path);
     std::string report;
     const std::int32_t result = AnalyzeDumpWithSymbol(run, path, run->symbolCachePath, &report, isFirstRunDump ? 0 : 1);
-    if (result == kHresultCancelled) {
-      ReleaseSymbolDlls();
-      return result;
-    }
+    if (result == kHresultCancelled) return result;
     Tell(pass, result, report);
     if (!Failed(result)) Record(run, pass, path, isFirstRunDump);
   }
-  ReleaseSymbolDlls();
   return kHresultOk;
 }
 

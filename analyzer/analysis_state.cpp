@@ -10,9 +10,14 @@
 namespace varnel {
 
 AnalysisState::AnalysisState(const std::u16string& productGuid) {
-  if (!MakeCompletionEvent() || !FindProductData(productGuid) || !FindSymbolCache()) return;
-  markerNameNoSymbol = u"analyzed_dumps_nosym.dat";
-  markerNameWithSymbol = u"analyzed_dumps_sym.dat";
+  try {
+    if (!MakeCompletionEvent() || !FindProductData(productGuid) || !FindSymbolCache()) return;
+    markerNameNoSymbol = u"analyzed_dumps_nosym.dat";
+    markerNameWithSymbol = u"analyzed_dumps_sym.dat";
+  } catch (...) {  // out of memory: the destructor will not run
+    if (completionEvent != nullptr) platform::SystemPort().CloseHandle(completionEvent);
+    throw;
+  }
 }
 
 AnalysisState::~AnalysisState() {

@@ -13,15 +13,6 @@ namespace {
 constexpr char16_t kSymbolServer[] = u"https://msdl.microsoft.com/download/symbols";
 constexpr std::uint32_t kSymbolWaitSeconds = 900;
 
-/// Gives one use of the private copies back.
-class AcquiredDlls {
- public:
-  AcquiredDlls() = default;
-  ~AcquiredDlls() { ReleaseSymbolDlls(); }
-  AcquiredDlls(const AcquiredDlls&) = delete;
-  AcquiredDlls& operator=(const AcquiredDlls&) = delete;
-};
-
 /// A session in the state for its scope.
 class SymbolSession {
  public:
@@ -80,7 +71,7 @@ std::int32_t AnalyzeDumpWithSymbol(AnalysisState* state, const std::u16string& d
     const std::int32_t acquired = AcquireSymbolDlls();
     if (Failed(acquired)) return acquired;
     // In this order: the session, which ends first, holds the engine loaded from the folder that the release cleans.
-    const AcquiredDlls acquiredDlls;
+    const AcquiredSymbolDlls dlls;
     const SymbolSession session(state);
     return ReportWithSymbol(session.get(), dumpPath, symbolCacheDir, report, importance);
   });

@@ -4,6 +4,7 @@
 
 #include "analyzer/analysis_state.h"
 #include "analyzer/engine_results.h"
+#include "analyzer/out_of_memory.h"
 #include "base/lock.h"
 #include "base/log.h"
 #include "base/text.h"
@@ -148,27 +149,35 @@ std::int32_t StaticInitialize(const std::u16string& dllSourceDir) {
   return kHresultOk;
 }
 
-std::int32_t AcquireSymbolDlls() {
+std::int32_t AcquireSymbolDlls() noexcept {
   if (!EnsureLock()) return kHresultFail;
   SymbolDllSet& set = Set();
   const CriticalSectionLock held(set.lock);
   if (++set.useCount >= 2) return kHresultOk;
-  std::int32_t result = kHresultOk;
-  if (!MakeCopies(set, &result)) --set.useCount;
+  bool made = false;
+  const std::int32_t result = WithinMemory([&] {
+    std::int32_t failure = kHresultOk;
+    made = MakeCopies(set, &failure);
+    return failure;
+  });
+  if (!made) --set.useCount;
   return result;
 }
 
-void ReleaseSymbolDlls() {
+void ReleaseSymbolDlls() noexcept {
   if (!EnsureLock()) return;
   SymbolDllSet& set = Set();
   const CriticalSectionLock held(set.lock);
   if (set.useCount >= 1 && --set.useCount > 0) return;
-  std::u16string dir;
-  if (ReadProcessDir(&dir) != 0) {
-    WrapLogPrint(LOG_ERROR, u"[Error] Cannot get current process directory\n");
-    return;
-  }
-  DeleteCopies(dir, {kDbghelp, kSymsrv, kDbgeng, kSwitchFile});
+  WithinMemory([] {
+    std::u16string dir;
+    if (ReadProcessDir(&dir) == 0) {
+      DeleteCopies(dir, {kDbghelp, kSymsrv, kDbgeng, kSwitchFile});
+    } else {
+      WrapLogPrint(LOG_ERROR, u"[Error] Cannot get current process directory\n");
+    }
+    return kHresultOk;
+  });
 }
 
 void DeleteSymbolDlls() {
@@ -202,10 +211,16 @@ void DeleteSymbolCacheDir(const AnalysisState* state) {
   WrapLogPrint(LOG_DETAIL, u"[Info] Symbol cache directory deleted successfully\n");
 }
 
-void CleanupSymbolFiles(const AnalysisState* state) {
-  DeleteSymbolDlls();
+void CleanupSymbolFiles(const AnalysisState* state) noexcept {
+  WithinMemory([] {
+    DeleteSymbolDlls();
+    return kHresultOk;
+  });
   Set().lockOnce = platform::InitOnce{};
-  DeleteSymbolCacheDir(state);
+  WithinMemory([&] {
+    DeleteSymbolCacheDir(state);
+    return kHresultOk;
+  });
 }
 
 }  // namespace varnel

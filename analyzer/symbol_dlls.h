@@ -16,9 +16,18 @@ struct AnalysisState;
 std::int32_t StaticInitialize(const std::u16string& dllSourceDir);
 
 /// Counts one more user and makes the copies for the first one. Two of the three files are enough. Any thread may call.
-std::int32_t AcquireSymbolDlls();
+std::int32_t AcquireSymbolDlls() noexcept;
 /// Once for each successful acquire. The last one deletes the copies. Any thread may call.
-void ReleaseSymbolDlls();
+void ReleaseSymbolDlls() noexcept;
+/// Gives one successful acquire back at the end of its scope.
+class AcquiredSymbolDlls {
+ public:
+  AcquiredSymbolDlls() = default;
+  ~AcquiredSymbolDlls() { ReleaseSymbolDlls(); }
+  AcquiredSymbolDlls(const AcquiredSymbolDlls&) = delete;
+  AcquiredSymbolDlls& operator=(const AcquiredSymbolDlls&) = delete;
+};
+
 /// Deletes the copies, whoever uses them.
 void DeleteSymbolDlls();
 
@@ -27,6 +36,6 @@ std::uint32_t FolderExists(const std::u16string& path, bool* exists);
 /// Removes the folder of downloaded symbols. `state` may be null.
 void DeleteSymbolCacheDir(const AnalysisState* state);
 /// The end of an analyzer: the copies, their lock, and the downloaded symbols go.
-void CleanupSymbolFiles(const AnalysisState* state);
+void CleanupSymbolFiles(const AnalysisState* state) noexcept;
 
 }  // namespace varnel

@@ -1,0 +1,89 @@
+// The analyzer without memory of the C++ heap: what it answers then, and that nothing it had taken stays taken.
+#include <gtest/gtest.h>
+
+#include "analyzer/bsod_analyzer_object.h"
+#include "analyzer/symbol_dlls.h"
+#include "base/log.h"
+#include "tests/support/faulty_ports.h"
+#include "tests/support/heap_faults.h"
+#include "tests/support/scripted_platform.h"
+
+namespace varnel {
+namespace {
+
+using testing::HeapFaults;
+
+const std::u16string kProduct = u"{4A234956-2B7D-4221-BADF-12593BD342A8}";
+const std::u16string kSource = u"C:\\ProgramData\\KelvoVarnels\\{4A234956-2B7D-4221-BADF-12593BD342A8}";
+const std::u16string kHost = u"C:\\Program Files\\Varnel\\Host";
+constexpr auto kNoMemory = static_cast<std::int32_t>(0x8007000E);
+
+class WithoutHeap : public ::testing::Test {
+ protected:
+  WithoutHeap() {
+    machine.system.environment[u"ProgramData"] = u"C:\\ProgramData";
+    machine.files.AddFolder(kHost);
+    machine.files.AddFile(u"C:\\Windows\\System32\\dbghelp.dll", "helper");
+    machine.files.AddFile(u"C:\\Windows\\System32\\dbgeng.dll", "engine");
+    machine.files.AddFile(kSource + u"\\symsrv.dll", "server");
+    WrapLogInit(LOG_ERROR, nullptr);
+  }
+  ~WithoutHeap() override { WrapLogClose(); }
+
+  testing::ScriptedPlatform machine;
+  testing::HeapFaultPlan plan;
+  testing::FaultyPlatform watched{machine.ports, &plan};
+};
+
+TEST_F(WithoutHeap, TheStateTellsThatItCouldNotBeMade) {
+  machine.registry.SetDword(u"SYSTEM\\CurrentControlSet\\Control\\CrashControl", u"CrashDumpEnabled", 0);
+  BsodAnalyzer analyzer(kProduct);
+  {
+    const HeapFaults faults(1);
+    EXPECT_EQ(analyzer.Initialize(), kNoMemory);
+  }
+  EXPECT_TRUE(machine.system.Logged("[Error] Out of memory when creating AnalysisState\n"));
+  EXPECT_EQ(machine.system.heap_blocks(), 0);
+  EXPECT_EQ(machine.handles.open_count(), 0u);
+  EXPECT_EQ(analyzer.Initialize(), 0);
+  EXPECT_EQ(analyzer.Uninitialize(), 0);
+}
+
+TEST_F(WithoutHeap, CopiesThatCouldNotBeMadeCountForNobody) {
+  ASSERT_EQ(StaticInitialize(kSource), 0);
+  bool failed = true;
+  for (unsigned nth = 1; failed; ++nth) {
+    std::int32_t result = 0;
+    {
+      const HeapFaults faults(nth);
+      result = AcquireSymbolDlls();
+      failed = faults.failed();
+    }
+    EXPECT_EQ(result, failed ? kNoMemory : 0) << nth;
+    if (failed) {
+      EXPECT_EQ(AcquireSymbolDlls(), 0);  // makes them: nobody else is counted
+    }
+    EXPECT_TRUE(machine.files.Exists(kHost + u"\\symsrv.dll")) << nth;
+    ReleaseSymbolDlls();
+    EXPECT_FALSE(machine.files.Exists(kHost + u"\\symsrv.dll")) << nth;
+  }
+}
+
+TEST_F(WithoutHeap, AReleaseCountsEvenWhenItCanDeleteNothing) {
+  ASSERT_EQ(StaticInitialize(kSource), 0);
+  ASSERT_EQ(AcquireSymbolDlls(), 0);
+  {
+    const HeapFaults faults(1, true);
+    ReleaseSymbolDlls();
+    CleanupSymbolFiles(nullptr);
+  }
+  EXPECT_TRUE(machine.files.Exists(kHost + u"\\dbgeng.dll"));
+  ASSERT_EQ(StaticInitialize(kSource), 0);  // the next analyzer's start
+  EXPECT_FALSE(machine.files.Exists(kHost + u"\\dbgeng.dll"));
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  EXPECT_TRUE(machine.files.Exists(kHost + u"\\dbgeng.dll"));
+  ReleaseSymbolDlls();
+}
+
+}  // namespace
+}  // namespace varnel
