@@ -21,12 +21,12 @@ class PropertyTextTest : public ::testing::Test {
     EXPECT_EQ(testing::CJsonBlocks(), json_blocks_);
   }
 
-  /// What the object prints for a property named "name" with these bytes.
-  std::string Printed(std::uint16_t in_type, const std::string& bytes, const char16_t* wide_name = u"name") {
+  /// What the object prints for a property of that name with these bytes.
+  std::string Printed(std::uint16_t in_type, const std::string& bytes, const char* name = "name") {
     std::vector<std::uint8_t> data(bytes.begin(), bytes.end());
     data.resize(bytes.size() + kPropertyTail);
     JsonTexts json;
-    AddPropertyText(&json, {wide_name, "name", in_type, data.data(), static_cast<std::uint32_t>(bytes.size())});
+    AddPropertyText(&json, {name, in_type, data.data(), static_cast<std::uint32_t>(bytes.size())});
     char* text = json.Print();
     std::string printed = text == nullptr ? "" : text;
     cJSON_free(text);
@@ -73,9 +73,9 @@ TEST_F(PropertyTextTest, ANumberThatIsShorterThanItsTypeIsReadWithZerosBehindIt)
 }
 
 TEST_F(PropertyTextTest, ACodeLineIsDecimalWhateverItsCase) {
-  EXPECT_EQ(Printed(kInTypeUint32, std::string("\x0A\0\0\0", 4), u"cOdElInE"), R"({"name":"10"})");
-  EXPECT_EQ(Printed(kInTypeInt32, std::string("\xFF\xFF\xFF\xFF", 4), u"CodeLine"), R"({"name":"4294967295"})");
-  EXPECT_EQ(Printed(kInTypeUint32, std::string("\x0A\0\0\0", 4), u"CodeLines"), R"({"name":"0xA"})");
+  EXPECT_EQ(Printed(kInTypeUint32, std::string("\x0A\0\0\0", 4), "cOdElInE"), R"({"cOdElInE":"10"})");
+  EXPECT_EQ(Printed(kInTypeInt32, std::string("\xFF\xFF\xFF\xFF", 4), "CodeLine"), R"({"CodeLine":"4294967295"})");
+  EXPECT_EQ(Printed(kInTypeUint32, std::string("\x0A\0\0\0", 4), "CodeLines"), R"({"CodeLines":"0xA"})");
 }
 
 TEST_F(PropertyTextTest, TextsEndAtTheirNulOrWithTheProperty) {
