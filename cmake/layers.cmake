@@ -42,9 +42,13 @@ function(varnel_include_root target scope folder)
   target_include_directories(${target} ${scope} ${root})
 endfunction()
 
-# varnel_test(NAME SOURCES... DEPENDS...): one test program; its cases are found by running it and become ctest cases.
+# Where tests keep the module's texts for the test that holds them to their schemas.
+set(VARNEL_TEXTS_DIR ${PROJECT_BINARY_DIR}/texts)
+
+# varnel_test(NAME [TEXTS] SOURCES... DEPENDS...): one test program; its cases are found by running it and become ctest
+# cases. TEXTS: it keeps the module's texts in VARNEL_TEXTS_DIR.
 function(varnel_test name)
-  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;DEPENDS" ${ARGN})
+  cmake_parse_arguments(ARG "TEXTS" "TIMEOUT" "SOURCES;DEPENDS" ${ARGN})
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
@@ -59,18 +63,25 @@ function(varnel_test name)
         VARNEL_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/../shared/samples")
     endif()
   endforeach()
-  varnel_find_cases(${name} ${ARG_TIMEOUT})
+  set(properties)
+  if(ARG_TEXTS)
+    list(APPEND properties ENVIRONMENT VARNEL_TEXTS_DIR=${VARNEL_TEXTS_DIR} FIXTURES_REQUIRED text_folder
+      FIXTURES_SETUP texts)
+  endif()
+  varnel_find_cases(${name} ${ARG_TIMEOUT} ${properties})
 endfunction()
 
-# varnel_find_cases(NAME TIMEOUT): makes ctest cases of a test program's cases. A program that runs under an emulator,
-# whose every start takes its time, is one case; tools/test-windows counts what is in it.
+# varnel_find_cases(NAME TIMEOUT [PROPERTY VALUE...]): makes ctest cases of a test program's cases. A program that runs
+# under an emulator, whose every start takes its time, is one case, and has none of the further properties;
+# tools/test-windows counts what is in it.
 function(varnel_find_cases name timeout)
   if(CMAKE_CROSSCOMPILING)
     add_test(NAME ${name} COMMAND ${name})
     math(EXPR timeout "${timeout} * 5")
     set_tests_properties(${name} PROPERTIES TIMEOUT ${timeout})
   else()
-    gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT ${timeout})
+    gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
+      PROPERTIES TIMEOUT ${timeout} ${ARGN})
   endif()
 endfunction()
 

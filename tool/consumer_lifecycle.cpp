@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "analyzer/bsod_analyzer.h"
 #include "base/log.h"
 #include "base/status.h"
 #include "crash/bsod_check_thread.h"
@@ -119,6 +120,10 @@ std::uint32_t StartConsumer(ConsumerTable* table, std::uint32_t flags, VarnelEve
 void StopThreads(ConsumerTable* table) {
   platform::Threads& threads = platform::ThreadsPort();
   threads.WaitForSingleObject(table->NoSymbolDoneEvent, kNoSymbolReportWaitMs);
+  const std::uint32_t analyzer_status = StopBsodAnalyzer(platform::kInfinite);
+  if (analyzer_status != 0) {
+    WrapLogPrint(LOG_ERROR, u"EtwConsumerStop func call StopBsodAnalyzer(0x%x) is not Success\r\n", analyzer_status);
+  }
   WaitCloseAndClear(&table->hBSODCheckThread);
   if (table->hLeakEventCollectThread != nullptr) WaitCloseAndClear(&table->hLeakEventCollectThread);
   // Behind this wait the live thread has stored its trace handle.

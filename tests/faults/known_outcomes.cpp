@@ -44,6 +44,10 @@ constexpr KnownOutcome kKnown[] = {
     {"SecondModulesWaits", kSweep, "consumer 0x100", "WaitForMultipleObjects", 1, kLast, false, true, kSpins,
      "stop: WaitForSingleObject #6",
      "a failed wait is repeated without a limit, and the stop event is only seen by a wait"},
+    {"CrashThreadsLooksAndStopsWaits", kSweep, "crash", "WaitForSingleObject", 1, kLast, false, true, kFreed,
+     "stop: CloseHandle #9",
+     "stop's waits are among the later ones; it does not test them, and frees the consumers of threads that have not "
+     "ended"},
     {"StopsWaits", kSweep, "stop", "WaitForSingleObject", 1, 5, false, true, kFreed, "stop: CloseHandle #9",
      "stop does not test its waits for threads, and frees the consumers of threads that have not ended"},
     {"WaitForAConsumer", KnownScene::kSlowHost, "stop", "WaitForSingleObject", 6, 6, true, true, kFreed,

@@ -71,6 +71,7 @@ class StartSweep : public ::testing::TestWithParam<SessionKind> {
   void Check(const TraceFault& fault);
   void CheckRun(const TraceExpectation& expected, const TraceOutcome& outcome, const SweepPlan& plan);
 
+  static void CheckCrash(TraceExpectation::Crash expected, const TraceOutcome& outcome);
   void CheckLogFile(const CallSite& site, const TraceOutcome& outcome) const;
 
   TraceOutcome unharmed_;
@@ -126,6 +127,8 @@ void StartSweep::CheckRun(const TraceExpectation& expected, const TraceOutcome& 
   for (const std::string& line : expected.told) {
     EXPECT_THAT(NewLines(outcome, unharmed_), ::testing::Contains(HasSubstr(line)));
   }
+  CheckCrash(expected.crash, outcome);
+  EXPECT_EQ(outcome.open.log_handles, plan.FailuresOf("EvtClose"));
   const unsigned unclosed = plan.FailuresOf("CloseHandle") + plan.FailuresOf("FindClose");
   EXPECT_EQ(outcome.open.handles, expected.done_events + unclosed);
   EXPECT_EQ(outcome.open.keys, plan.FailuresOf("RegCloseKey"));
@@ -142,6 +145,16 @@ void StartSweep::CheckRun(const TraceExpectation& expected, const TraceOutcome& 
   }
   EXPECT_EQ(outcome.open_later.heap_blocks, static_cast<int>(taken_along));
   EXPECT_EQ(outcome.intended_leaks, taken_along);
+}
+
+void StartSweep::CheckCrash(TraceExpectation::Crash expected, const TraceOutcome& outcome) {
+  using Crash = TraceExpectation::Crash;
+  if (expected == Crash::kAtMostOnce) {
+    EXPECT_LE(outcome.crashes + outcome.crashes_later, 1u);
+    return;
+  }
+  EXPECT_EQ(outcome.crashes, expected == Crash::kTold || expected == Crash::kToldTwice ? 1u : 0u);
+  EXPECT_EQ(outcome.crashes_later, expected == Crash::kToldLater || expected == Crash::kToldTwice ? 1u : 0u);
 }
 
 /// A line whose time can't be told has zeros there; one that can't be converted or written is lost, alone.

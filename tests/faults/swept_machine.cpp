@@ -141,8 +141,8 @@ std::string SweptMachine::LogFile() const {
 }
 
 SweptMachine::Open SweptMachine::StillOpen() const {
-  return {platform.handles.open_count() - 1, platform.registry.open_keys(), platform.trace.open_traces(),
-          platform.system.heap_blocks()};
+  return {platform.handles.open_count() - 1, platform.event_log.open_handles(), platform.registry.open_keys(),
+          platform.trace.open_traces(), platform.system.heap_blocks()};
 }
 
 }  // namespace varnel::testing

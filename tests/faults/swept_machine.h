@@ -84,9 +84,11 @@ class SweptMachine {
   SweptTrace& trace() { return trace_; }
   /// What the log file holds.
   std::string LogFile() const;
-  /// What is open behind the module's back: handles without the log file's, keys, traces, and blocks of the heap.
+  /// What is open behind the module's back: handles without the log file's, those of the event log, keys, traces, and
+  /// blocks of the heap.
   struct Open {
     std::size_t handles = 0;
+    std::size_t log_handles = 0;
     std::size_t keys = 0;
     std::size_t traces = 0;
     int heap_blocks = 0;

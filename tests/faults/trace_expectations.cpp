@@ -81,6 +81,27 @@ constexpr ToldLine kToldLines[] = {
     // The live thread notices a failed open when it reads.
     {{kAny, "live", "OpenTraceW"}, "RealTimeEventCollectThread ProcessTrace failed(0x6)"},
     {{kAny, "live", "ProcessTrace"}, "RealTimeEventCollectThread ProcessTrace failed(0x5)"},
+    // The System log. Of its texts the second one is the crash.
+    {{kAny, "crash", "HeapAlloc", 1, 1}, "AnalyzeBSODEvents func check session(EventLog-System) not exist."},
+    {{kAny, "crash", "HeapAlloc", 2, 2}, "(Kernel-General) not exist in session(EventLog-System)."},
+    {{kAny, "crash", "HeapAlloc", 3, 3}, "(Kernel-Power) not exist in session(EventLog-System)."},
+    {{kAny, "crash", "HeapAlloc", 7, 9}, "BuildBsodEventJsonAndInvokeCB func send NULL Event time stamp("},
+    {{kAny, "crash", "ControlTraceW", 1, 1}, "AnalyzeBSODEvents func check session(EventLog-System) not exist."},
+    {{kAny, "crash", "ControlTraceW", 2, 2}, "(Kernel-General) not exist in session(EventLog-System)."},
+    {{kAny, "crash", "ControlTraceW", 3, 3}, "(Kernel-Power) not exist in session(EventLog-System)."},
+    {{kAny, "crash", "EnumerateTraceGuidsEx", 1, 2}, "(Kernel-General) not exist in session(EventLog-System)."},
+    {{kAny, "crash", "EnumerateTraceGuidsEx", 3, 4}, "(Kernel-Power) not exist in session(EventLog-System)."},
+    {{kAny, "crash", "RegSetValueExW", 1, 1}, "BSODCheckThread func call AnalyzeBSODEvents failed(0x5)"},
+    {{kAny, "crash", "EvtQuery"}, "BSODCheckThread func call AnalyzeBSODEvents failed(0x5)"},
+    {{kAny, "crash", "EvtNext"}, "BSODCheckThread func call AnalyzeBSODEvents failed(0x5)"},
+    {{kAny, "crash", "EvtRender", 3, 4}, "BuildBsodEventJsonAndInvokeCB func send NULL Event time stamp("},
+    {{kAny, "crash", "WideCharToMultiByte", 3, 4}, "BuildBsodEventJsonAndInvokeCB func send NULL Event time stamp("},
+    {{kAny, "crash", "SystemTimeToFileTime", 2, 2}, "BuildBsodEventJsonAndInvokeCB func send NULL Event time stamp("},
+    {{kAny, "crash", "FileTimeToSystemTime", 3, 3}, "BuildBsodEventJsonAndInvokeCB func send BSOD Event time stamp()"},
+    {{kAny, "crash", "SystemTimeToTzSpecificLocalTime", 3, 3},
+     "BuildBsodEventJsonAndInvokeCB func send BSOD Event time stamp()"},
+    {{kAny, "crash", "RegFlushKey", 1, 1}, "RegFlushKey for HKEY_LOCAL_MACHINE\\SOFTWARE failed(0x5)."},
+    {{kAny, "crash", "RegFlushKey", 2, 2}, "RegFlushKey for HKEY_LOCAL_MACHINE\\SYSTEM failed(0x5)."},
     // The left-over files: the folder's walks.
     {{kAny, "leak", "GetSystemDirectoryW", 1, 1},
      "LeakEventCollectThread func call EnumTargetDirFile with  CheckTempSessionLogFile failed(0x57)"},
@@ -221,6 +242,23 @@ constexpr StartResult kStartResultsForEver[] = {
     {{kAuto, "start", "HeapAlloc", 1, 1}, 14},
 };
 
+struct CrashFate {
+  Sites sites;
+  TraceExpectation::Crash fate;
+};
+
+// Where one failing call costs the crash. The mark has gone past an event that was skipped: a later one was kept.
+constexpr CrashFate kCrashFates[] = {
+    {{kAny, "crash", "HeapAlloc", 7, 9}, TraceExpectation::Crash::kLost},
+    {{kAny, "crash", "EvtRender", 3, 4}, TraceExpectation::Crash::kLost},
+    {{kAny, "crash", "WideCharToMultiByte", 3, 4}, TraceExpectation::Crash::kLost},
+    {{kAny, "crash", "SystemTimeToFileTime", 2, 2}, TraceExpectation::Crash::kLost},
+    {{kAny, "crash", "RegSetValueExW", 1, 1}, TraceExpectation::Crash::kToldLater},
+    {{kAny, "crash", "EvtQuery"}, TraceExpectation::Crash::kToldLater},
+    {{kAny, "crash", "EvtNext"}, TraceExpectation::Crash::kToldLater},
+    {{kAny, "crash", "RegSetValueExW", 2, 2}, TraceExpectation::Crash::kToldTwice},
+};
+
 struct LostEvents {
   Sites sites;
   const char* events;
@@ -331,6 +369,10 @@ TraceExpectation ExpectOnce(const TraceFault& fault) {
   for (const LostEvents& row : kLostEvents) {
     if (row.sites.Covers(fault)) AddEvents(row.events, &expected.lost);
   }
+  if (fault.site.caller == "crash") {
+    const CrashFate* const row = FindRow(kCrashFates, fault);
+    expected.crash = row != nullptr ? row->fate : TraceExpectation::Crash::kTold;
+  }
   const bool other = std::any_of(std::begin(kOtherLines), std::end(kOtherLines),
                                  [&](const Sites& sites) { return sites.Covers(fault); });
   if (other || !expected.lost.empty()) expected.lines = Lines::kOther;
@@ -388,6 +430,10 @@ TraceExpectation ExpectTraces(const TraceFault& fault, const std::vector<CallSit
   TraceExpectation expected = fault.mode == Mode::kOnce ? ExpectOnce(fault) : ExpectForEver(fault, order);
   expected.done_events = DoneEvents(fault, expected);
   expected.positions_stored = StoresPositions(fault.site.operation);
+  const bool no_mark = fault.mode == Mode::kForEver && fault.site.operation == "RegSetValueExW";
+  if (no_mark && fault.site.caller == "crash" && fault.site.nth == 2) {
+    expected.crash = TraceExpectation::Crash::kToldTwice;
+  }
   return expected;
 }
 

@@ -27,12 +27,21 @@ struct TraceExpectation {
     kOther,  // no line tells of it, but others say something else or are missing
   };
 
+  enum class Crash {
+    kTold,        // by the first start alone
+    kLost,        // told by none
+    kToldLater,   // by the second start
+    kToldTwice,   // its mark could not be written
+    kAtMostOnce,  // this expectation tells no more
+  };
+
   std::uint32_t start = 0;
   std::set<std::string> lost;  // events that never reach the host
   Lines lines = Lines::kSame;
   std::vector<std::string> told;  // pieces of lines
   unsigned done_events = 2;       // left open by the stop
   bool positions_stored = true;
+  Crash crash = Crash::kAtMostOnce;
 };
 
 /// `order`: the sites of an unharmed run.

@@ -1,5 +1,6 @@
 #include "tests/faults/trace_scenario.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -7,6 +8,7 @@
 #include "base/compiler.h"
 #include "pipeline/progress_store.h"
 #include "session/provider_table.h"
+#include "tests/support/log_event_xml.h"
 
 namespace varnel::testing {
 namespace {
@@ -56,6 +58,34 @@ TraceOutcome::Left LeftOf(const SweptMachine& machine, std::u16string_view value
   return left;
 }
 
+/// Two boots and between them a crash, newest first, in a log whose session has both providers enabled.
+void SetUpSystemLog(ScriptedMachine* platform) {
+  constexpr std::uint64_t kHour = 36'000'000'000;
+  platform->event_log.AddEvent(BootEventXml(kTime - kHour));
+  platform->event_log.AddEvent(CrashEventXml(kTime - 2 * kHour));
+  platform->event_log.AddEvent(BootEventXml(kTime - 3 * kHour));
+  const auto session = static_cast<std::uint16_t>(platform->trace.AddSession(u"EventLog-System", u""));
+  platform->trace.enumerate_guids = [session](std::uint32_t, const void*, std::uint32_t, void* out,
+                                              std::uint32_t out_size, std::uint32_t* needed) -> std::uint32_t {
+    struct {
+      platform::TRACE_GUID_INFO info{1, 0};
+      platform::TRACE_PROVIDER_INSTANCE_INFO instance{0, 1, 0, 0};
+      platform::TRACE_ENABLE_INFO enable{1, 5, 0, 0, 0, 0, 0, 0};
+    } answer;
+    answer.enable.LoggerId = session;
+    *needed = sizeof answer;
+    if (out_size < sizeof answer) return platform::kErrorInsufficientBuffer;
+    std::memcpy(out, &answer, sizeof answer);
+    return platform::kErrorSuccess;
+  };
+}
+
+unsigned CrashesIn(const std::vector<std::string>& texts) {
+  return static_cast<unsigned>(std::count_if(texts.begin(), texts.end(), [](const std::string& text) {
+    return text.find("\"BugcheckCode\":\"") != std::string::npos;
+  }));
+}
+
 std::vector<std::string> EventNames(const std::vector<std::string>& texts) {
   std::vector<std::string> names;
   for (const std::string& text : texts) names.push_back(EventName(text));
@@ -70,6 +100,7 @@ void SetUpTraces(SweptMachine* machine, SessionKind session) {
   platform.AddTraceFile(kOldAutoFile, {TextEvent(kTime, 1, "B1", kModuleB), TextEvent(kTime + 1, 2, "B2", kModuleB)});
   const ProviderModuleCounter stored{kModuleA & ~std::uint64_t{7}, kTime - 1, 0};
   platform.registry.Set(kKeyWords, u"0x0000000000000080", platform::kRegBinary, &stored, sizeof stored);
+  SetUpSystemLog(&platform);
   if (session == SessionKind::kTemporary) return;
   platform.files.AddFile(kRunningAutoFile, "trace");
   platform.files.SetInUse(kRunningAutoFile, true);
@@ -89,6 +120,7 @@ void RunTraces(SweptMachine* machine, TraceOutcome* outcome) {
   machine->Run();
   outcome->stop = machine->Stop();
   outcome->delivered = EventNames(machine->host.Texts());
+  outcome->crashes = CrashesIn(machine->host.CrashTexts());
   outcome->lines = machine->Lines();
   outcome->log_file = machine->LogFile();
   outcome->open = machine->StillOpen();
@@ -114,6 +146,7 @@ void RunAgain(SweptMachine* machine, TraceOutcome* outcome) {
   outcome->second_stop = machine->Stop();
   const std::vector<std::string> all = EventNames(machine->host.Texts());
   outcome->delivered_later.assign(all.begin() + static_cast<std::ptrdiff_t>(outcome->delivered.size()), all.end());
+  outcome->crashes_later = CrashesIn(machine->host.CrashTexts()) - outcome->crashes;
   outcome->open_later = machine->StillOpen();
   outcome->intended_leaks += g_intended_leaks;
 }

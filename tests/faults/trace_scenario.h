@@ -1,5 +1,6 @@
 // The scenario in which start, run and stop are swept: left-over files of two modules A and B, live events of both, a
-// gap in the counters, wide and binary texts, and a stored position; then a second start and stop without faults.
+// gap in the counters, wide and binary texts, and a stored position; a crash between two boots in the System log; then
+// a second start and stop without faults.
 #pragma once
 
 #include <cstdint>
@@ -21,6 +22,7 @@ struct TraceOutcome {
   std::uint32_t start = 0;
   std::uint32_t stop = 0;
   std::vector<std::string> delivered;  // in the order of delivery
+  unsigned crashes = 0;                // texts that tell of a crash
   std::vector<std::string> lines;      // of the log
   std::string log_file;
   SweptMachine::Open open;  // when it had stopped
@@ -33,11 +35,12 @@ struct TraceOutcome {
   std::uint32_t second_start = 0;
   std::uint32_t second_stop = 0;
   std::vector<std::string> delivered_later;  // by the second start
+  unsigned crashes_later = 0;                // likewise
   SweptMachine::Open open_later;
   std::uint32_t intended_leaks = 0;  // of both
 };
 
-/// Puts files, position and session in place.
+/// Puts files, position, sessions and the System log in place.
 void SetUpTraces(SweptMachine* machine, SessionKind session);
 /// Start, run, stop, with the plan as it is.
 void RunTraces(SweptMachine* machine, TraceOutcome* outcome);

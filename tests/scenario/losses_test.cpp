@@ -54,7 +54,7 @@ TEST(Losses, AStopWhileItCatchesUpLosesWhatWasNotRead) {
   const std::string file = ComposedFile(machine, ManyEvents(kCount));
   const std::string texts = machine.File("texts");
   auto run = machine.Start({"run", "-q", "--flags", "0", "-o", texts}, ChildProcess::Output::kInherited);
-  ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(texts) && std::filesystem::file_size(texts) > 0; }));
+  ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(texts) && Lines(ReadAll(texts)) > 1; }));
   run.Signal(SIGTERM);
   EXPECT_EQ(run.Wait(), 0);
   const std::size_t delivered = Lines(ReadAll(texts));

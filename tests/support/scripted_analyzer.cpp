@@ -1,5 +1,7 @@
 #include "tests/support/scripted_analyzer.h"
 
+#include <mutex>
+
 namespace varnel {
 namespace testing {
 
@@ -8,11 +10,21 @@ AnalyzerScript& Analyzer() {
   return script;
 }
 
+namespace {
+
+// A stop comes from another thread than the run.
+void NoteCall(const char* call) {
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  Analyzer().calls.emplace_back(call);
+}
+
+}  // namespace
 }  // namespace testing
 
 std::int32_t InitBsodAnalyzer(const char16_t* productGuid) {
   testing::AnalyzerScript& script = testing::Analyzer();
-  script.calls.emplace_back("init");
+  testing::NoteCall("init");
   script.product_guid = productGuid;
   return script.init_result;
 }
@@ -20,21 +32,21 @@ std::int32_t InitBsodAnalyzer(const char16_t* productGuid) {
 std::int32_t StartBsodAnalyzer(BsodDumpCallBackFunction callbackNoSymbol, void* contextNoSymbol,
                                BsodDumpCallBackFunction callbackWithSymbol, void* contextWithSymbol) {
   testing::AnalyzerScript& script = testing::Analyzer();
-  script.calls.emplace_back("start");
+  testing::NoteCall("start");
   if (!script.on_start) return 0;
   return script.on_start({callbackNoSymbol, contextNoSymbol, callbackWithSymbol, contextWithSymbol});
 }
 
 std::uint32_t StopBsodAnalyzer(std::uint32_t timeoutMs) {
   testing::AnalyzerScript& script = testing::Analyzer();
-  script.calls.emplace_back("stop");
+  testing::NoteCall("stop");
   script.stop_timeout_ms = timeoutMs;
   return script.stop_result;
 }
 
 std::int32_t UninitBsodAnalyzer() {
   testing::AnalyzerScript& script = testing::Analyzer();
-  script.calls.emplace_back("uninit");
+  testing::NoteCall("uninit");
   return script.uninit_result;
 }
 

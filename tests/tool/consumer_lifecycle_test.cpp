@@ -78,8 +78,9 @@ TEST_F(ConsumerLifecycleTest, AGoodStartAndStopTellTheirWayAndNoError) {
   Settle();
   EXPECT_EQ(Stop(), 0u);
   EXPECT_THAT(platform_.system.DebugLines(),
-              ElementsAre(HasSubstr("LeakEventCollectThread func call DeleteAllAutoSessionLogFiles failed(0x1f)")))
-      << "the one line of every boot on a session that is not the AutoLogger's";
+              ElementsAre(HasSubstr("LeakEventCollectThread func call DeleteAllAutoSessionLogFiles failed(0x1f)"),
+                          HasSubstr("EtwConsumerStop func call StopBsodAnalyzer(0x3) is not Success\r\n")))
+      << "the one line of every boot on a session that is not the AutoLogger's, and that of an analyzer at rest";
   WrapLogInit(LOG_INFO, nullptr);
   ASSERT_EQ(Start(), 0u);
   EXPECT_EQ(Stop(), 0u);
@@ -338,7 +339,7 @@ TEST_F(ConsumerLifecycleTest, EachFailedStepOfAStartIsAnError) {
   EXPECT_EQ(Start(), 0u);
   EXPECT_EQ(platform_.system.DebugLines().size(), 1u) << "the marker's";
   EXPECT_EQ(Start(), 0x90000000u);
-  EXPECT_EQ(platform_.system.DebugLines().size(), 2u) << "a second start";
+  EXPECT_EQ(platform_.system.DebugLines().size(), 3u) << "a second start, and the analyzer at rest in its stop";
   platform_.system.ClearDebug();
   faults_.Fail("CreateThread", 1455);
   EXPECT_EQ(Start(), 0u);

@@ -6,6 +6,7 @@
 #include "base/log.h"
 #include "pipeline/consumer_table.h"
 #include "session/provider_table.h"
+#include "tests/support/text_archive.h"
 #include "tool/consumer_lifecycle.h"
 
 namespace varnel::testing {
@@ -13,8 +14,16 @@ namespace varnel::testing {
 std::uint32_t HostRecord::OnText(void* context, const char* text) {
   auto* host = static_cast<HostRecord*>(context);
   const std::lock_guard lock(host->mutex_);
-  host->texts_.emplace_back(text);
+  ArchiveTexts(text);
+  constexpr std::string_view kModuleItself = "\"ProviderGUID\":\"{4A234956-2B7D-4221-BADF-12593BD342A8}\"";
+  const bool is_crash = std::string_view(text).find(kModuleItself) != std::string_view::npos;
+  (is_crash ? host->crash_texts_ : host->texts_).emplace_back(text);
   return 0;
+}
+
+std::vector<std::string> HostRecord::CrashTexts() const {
+  const std::lock_guard lock(mutex_);
+  return crash_texts_;
 }
 
 std::vector<std::string> HostRecord::Texts() const {

@@ -30,17 +30,20 @@ inline constexpr char16_t kLeftOverFile[] =
     u"C:\\Windows\\System32\\LogFiles\\WMI\\KWDTempTrace{4A234956-2B7D-4221-BADF-12593BD342A8}"
     u"{11111111-2222-3333-4444-555555555555}.etl";
 
-/// Takes the texts of the callback, on any thread.
+/// Takes the texts of the callback, on any thread: those of trace events, and apart from them the module's own about
+/// crashes.
 class HostRecord {
  public:
   static std::uint32_t OnText(void* context, const char* text);
   std::vector<std::string> Texts() const;
+  std::vector<std::string> CrashTexts() const;
   /// What stands under "AdditionalMsgAnsi" in each text.
   std::vector<std::string> Messages() const;
 
  private:
   mutable std::mutex mutex_;
   std::vector<std::string> texts_;
+  std::vector<std::string> crash_texts_;
 };
 
 /// An event of the first kind of the first provider. `time` is a FILETIME.

@@ -1,0 +1,82 @@
+// What a stop asks of the dump analyzer, with an analyzer by script.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "pipeline/consumer_table.h"
+#include "tests/support/scripted_analyzer.h"
+#include "tests/tool/tool_fixture.h"
+
+namespace varnel {
+namespace {
+
+using testing::Analyzer;
+using testing::AnalyzerScript;
+
+class AnalyzerStopTest : public testing::ToolTest {
+ protected:
+  AnalyzerStopTest() { Analyzer() = {}; }
+};
+
+TEST_F(AnalyzerStopTest, AStopAsksTheAnalyzerToEndWithoutALimitAndTellsNothingWhenItHas) {
+  Analyzer().stop_result = 0;
+  ASSERT_EQ(Start(), 0u);
+  Settle();
+  EXPECT_EQ(Stop(), 0u);
+  EXPECT_THAT(Analyzer().calls, ::testing::ElementsAre("init", "start", "uninit", "stop"));
+  EXPECT_EQ(Analyzer().stop_timeout_ms, 0xFFFFFFFFu);
+  EXPECT_FALSE(Logged("StopBsodAnalyzer"));
+}
+
+TEST_F(AnalyzerStopTest, AnyOtherAnswerIsALineAndTheStopGoesOn) {
+  for (const std::uint32_t answer : {1u, 2u, 3u, 4u}) {
+    Analyzer().stop_result = answer;
+    ASSERT_EQ(Start(), 0u);
+    EXPECT_EQ(Stop(), 0u);
+    const std::string line =
+        "EtwConsumerStop func call StopBsodAnalyzer(0x" + std::to_string(answer) + ") is not Success\r\n";
+    EXPECT_TRUE(Logged(line)) << line;
+  }
+}
+
+TEST_F(AnalyzerStopTest, AStopWaits2000MillisecondsForTheReportWithoutSymbolsAndThenForTheThread) {
+  bool stopped = false;
+  Analyzer().on_start = [&](const AnalyzerScript::Run&) {
+    const std::uint64_t begin = platform_.time.now_ms();
+    platform::ThreadsPort().Sleep(5000);
+    stopped = platform_.time.now_ms() - begin >= 5000;
+    return static_cast<std::int32_t>(0x800704C7);
+  };
+  ASSERT_EQ(Start(), 0u);
+  Settle();
+  EXPECT_EQ(Stop(), 0u);
+  EXPECT_TRUE(stopped) << "the thread was waited for";
+  EXPECT_TRUE(Logged("BSODCheckThread func call StartBsodAnalyzer failed(0x800704C7)\r\n"));
+  EXPECT_EQ(g_ConsumerTable.hBSODCheckThread, nullptr);
+}
+
+TEST_F(AnalyzerStopTest, TheTextsOfTheCrashThreadReachTheHostOfTheTool) {
+  Analyzer().on_start = [](const AnalyzerScript::Run& run) {
+    run.no_symbol(1, "{\"DumpFile\":\"a\"}", "", run.no_symbol_context);
+    return 0;
+  };
+  ASSERT_EQ(Start(1), 0u);
+  Settle();
+  EXPECT_EQ(Stop(), 0u);
+  ASSERT_EQ(host_.CrashTexts().size(), 2u);
+  EXPECT_THAT(host_.CrashTexts()[0], ::testing::HasSubstr("\"AdditionalMsgAnsi\":null}"));
+  EXPECT_THAT(host_.CrashTexts()[1], ::testing::HasSubstr("\"AdditionalMsgJson\":{\"DumpFile\":\"a\"}}"));
+}
+
+TEST_F(AnalyzerStopTest, TheEmptyTextsComeOnceABoot) {
+  ASSERT_EQ(Start(), 0u);
+  Settle();
+  ASSERT_EQ(Stop(), 0u);
+  EXPECT_EQ(host_.CrashTexts().size(), 3u);
+  ASSERT_EQ(Start(), 0u);
+  Settle();
+  ASSERT_EQ(Stop(), 0u);
+  EXPECT_EQ(host_.CrashTexts().size(), 3u);
+}
+
+}  // namespace
+}  // namespace varnel
