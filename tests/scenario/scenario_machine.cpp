@@ -13,6 +13,7 @@
 #include "host/emit_plan.h"
 #include "host/providers.h"
 #include "host/text_field.h"
+#include "tests/support/text_archive.h"
 
 namespace varnel::scenario {
 namespace {
@@ -30,6 +31,7 @@ Numbers NumbersOf(const std::string& lines) {
   std::istringstream in(lines);
   for (std::string line; std::getline(in, line);) {
     const auto guid = host::TextField(line, "ProviderGUID");
+    if (guid == host::kModuleGuidText) continue;
     const std::uint64_t number = host::RunningNumber(line);
     numbers[guid && number != 0 ? host::ProviderName(*guid) : ""].push_back(number);
   }
@@ -110,6 +112,7 @@ Outcome ScenarioMachine::Wardlet(const std::vector<std::string>& words, const st
   if (child.ok()) outcome.exit_code = child.value().Wait();
   outcome.out = ReadAll(File("out"));
   outcome.err = ReadAll(File("err"));
+  if (words.front() == "run") ArchiveTexts(outcome.out);
   return outcome;
 }
 

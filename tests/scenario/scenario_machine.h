@@ -22,7 +22,8 @@ struct Outcome {
 /// Running numbers by provider name, in the order in which they came.
 using Numbers = std::map<std::string, std::vector<std::uint64_t>>;
 
-/// The numbers in the texts of an output, line by line. Lines that are no text of a sample provider count under "".
+/// The numbers in the texts of an output, line by line, without the texts about crashes. Lines that are no text of a
+/// sample provider count under "".
 Numbers NumbersOf(const std::string& lines);
 
 /// from, from + 1, ... to.
