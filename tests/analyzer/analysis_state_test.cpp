@@ -12,14 +12,14 @@ using namespace testing;  // the fixture's short names
 using State = RunFixture;
 
 TEST_F(State, KnowsItsPlacesAndNames) {
-  const AnalysisState state(kProduct);
+  AnalysisState state(kProduct);
   EXPECT_TRUE(state.initOk);
   EXPECT_EQ(state.initResult, 0);
   EXPECT_EQ(state.productDataPath, kProductData);
   EXPECT_EQ(state.symbolCachePath, kHostFolder + u"\\sym");
   EXPECT_EQ(state.markerNameNoSymbol, kMarkerNoSymbol);
   EXPECT_EQ(state.markerNameWithSymbol, kMarkerWithSymbol);
-  EXPECT_EQ(state.session, nullptr);
+  EXPECT_FALSE(HasSession(&state));
   EXPECT_FALSE(state.stopRequested);
   EXPECT_FALSE(state.firstRunNoSymbol);
   EXPECT_FALSE(state.firstRunWithSymbol);

@@ -99,7 +99,7 @@ TEST_F(DumpReport, WithSymbolsTellsNamesProcessAndVersion) {
   EXPECT_EQ(debugger.live_engines(), 0);
   EXPECT_EQ(debugger.calls.CountOf("EndSession"), 1u);
   EXPECT_FALSE(HasCopies());
-  EXPECT_EQ(state.session, nullptr);
+  EXPECT_FALSE(HasSession(&state));
 }
 
 /// Fails every fact but the system's.
@@ -203,7 +203,7 @@ TEST_F(DumpReport, NeedsAnEngine) {
   debugger.calls.FailForEver("DebugCreate", 0x80004005);
   EXPECT_EQ(NoSymbol(), kEFail);
   EXPECT_EQ(WithSymbol(), kEFail);
-  EXPECT_EQ(state.session, nullptr);
+  EXPECT_FALSE(HasSession(&state));
   EXPECT_FALSE(HasCopies());
 }
 
@@ -211,7 +211,7 @@ TEST_F(DumpReport, GivesTheFailureToOpenAndLeavesNothingBehind) {
   debugger.calls.FailForEver("OpenDumpFileWide", 0x8007000B);
   EXPECT_EQ(NoSymbol(), Hr(0x8007000B));
   EXPECT_EQ(WithSymbol(), Hr(0x8007000B));
-  EXPECT_EQ(state.session, nullptr);
+  EXPECT_FALSE(HasSession(&state));
   EXPECT_FALSE(HasCopies());
   EXPECT_EQ(debugger.live_engines(), 0);
 }
@@ -261,7 +261,7 @@ TEST_F(DumpReport, WithSymbolsIsEndedByAStopWithTheDumpLeftAlone) {
   EXPECT_EQ(WithSymbol(), kCancelled);
   EXPECT_EQ(machine.time.now_ms(), 5000u);
   EXPECT_EQ(debugger.calls.CountOf("EndSession"), 0u);
-  EXPECT_EQ(state.session, nullptr);
+  EXPECT_FALSE(HasSession(&state));
   EXPECT_FALSE(HasCopies());
   machine.system.CloseHandle(thread);
 }

@@ -17,6 +17,12 @@ inline const std::u16string kSystemFolder = u"C:\\Windows\\System32";
 inline const std::u16string kProductData = u"C:\\ProgramData\\KelvoVarnels\\{4A234956-2B7D-4221-BADF-12593BD342A8}";
 inline constexpr auto kCancelled = static_cast<std::int32_t>(0x800704C7);
 
+/// Whether a session with symbols stands in the state.
+inline bool HasSession(AnalysisState* state) {
+  const CriticalSectionLock held(state->sessionLock);
+  return state->session != nullptr;
+}
+
 /// What a callback was told, in order.
 struct Told {
   std::uint8_t success;
