@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -19,6 +20,7 @@
 #include "host/program.h"
 #include "host/providers.h"
 #include "host/report.h"
+#include "host/text_field.h"
 #include "host/text_output.h"
 
 namespace varnel::host {
@@ -70,6 +72,7 @@ class Demo {
     Tell("the module was stopped while events went on; it starts again and goes on where it was");
     if (!RunModule({"--idle-exit", "2"})) return kExitFailed;
     if (writer->Wait() != 0) return Fail("the writing process failed");
+    if (!Crash()) return kExitFailed;
     return Judge();
   }
 
@@ -101,6 +104,17 @@ class Demo {
     return Do({"install", "--machine", machine_}) && Do({"machine", "boot", "--machine", machine_});
   }
 
+  // A crash, a boot, and two runs: the first one tells of the crash, the second one does not.
+  bool Crash() {
+    Tell("now the machine crashes, with stop code 0x133, and boots again");
+    if (!Do({"machine", "crash", "--machine", machine_, "--code", "0x133", "--parameters", "1", "0x1e00"}) ||
+        !Do({"machine", "boot", "--machine", machine_}) || !RunModule({"--idle-exit", "1"})) {
+      return false;
+    }
+    Tell("the module found " + std::to_string(crashes_) + " crash in the System log; it starts once more");
+    return RunModule({"--idle-exit", "1"});
+  }
+
   // Hosts the module in another process, prints its texts and notes them.
   bool RunModule(const std::vector<std::string>& end) {
     std::vector<std::string> words{"run", "-q", "--machine", machine_};
@@ -110,6 +124,7 @@ class Demo {
     const std::uint64_t before = ledger_.delivered();
     while (const auto text = module->ReadLine()) {
       ledger_.Note(*text);
+      if (IsCrash(*text)) ++crashes_;
       if (!WriteWhole(STDOUT_FILENO, *text + '\n')) {
         Tell(std::string("standard output: ") + std::strerror(errno));
         return false;
@@ -140,11 +155,18 @@ class Demo {
           "behind it along)");
     }
     if (!unexplained.empty()) Tell("missing without a reason: " + unexplained);
-    return ledger_.twice().empty() && unexplained.empty() ? kExitGood : kExitFailed;
+    Tell("the crash was told " + std::string(crashes_ == 1 ? "once, not twice" : std::to_string(crashes_) + " times"));
+    return ledger_.twice().empty() && unexplained.empty() && crashes_ == 1 ? kExitGood : kExitFailed;
+  }
+
+  // The module also says, once a boot, that there was no crash.
+  static bool IsCrash(std::string_view text) {
+    return TextField(text, "Function") == "AnalyzeBSODEvents" && text.find("\"AdditionalMsgAnsi\":{") != text.npos;
   }
 
   const std::string machine_;
   DeliveryLedger ledger_;
+  int crashes_ = 0;
 };
 
 int RunDemo(bool keep) {
@@ -163,7 +185,7 @@ void AddDemoCommand(CLI::App* program, Choice* choice) {
   demo->add_flag("--keep", *keep, "Keeps the machine and says where it is");
   demo->footer(
       "Texts go to standard output, what happens is told on standard error. Exit code 1 when a text came twice, or is\n"
-      "missing for another reason than the rule about repeats.\n"
+      "missing for another reason than the rule about repeats, or the crash was not told once.\n"
       "\n"
       "Examples:\n"
       "  wardlet demo\n"
