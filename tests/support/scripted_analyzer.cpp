@@ -41,6 +41,7 @@ std::uint32_t StopBsodAnalyzer(std::uint32_t timeoutMs) {
   testing::AnalyzerScript& script = testing::Analyzer();
   testing::NoteCall("stop");
   script.stop_timeout_ms = timeoutMs;
+  if (script.on_stop) script.on_stop();
   return script.stop_result;
 }
 

@@ -23,6 +23,8 @@ struct AnalyzerScript {
   std::int32_t init_result = 0;
   /// What a start does; without it the start answers 0 at once.
   std::function<std::int32_t(const Run&)> on_start;
+  /// What a stop does before it answers; on the stop's thread.
+  std::function<void()> on_stop;
   std::uint32_t stop_result = kBsodAnalyzerNoRun;
   std::int32_t uninit_result = 0;
 

@@ -46,9 +46,13 @@ TEST_F(AnalyzerStopTest, AStopWaits2000MillisecondsForTheReportWithoutSymbolsAnd
     stopped = platform_.time.now_ms() - begin >= 5000;
     return static_cast<std::int32_t>(0x800704C7);
   };
+  std::uint64_t asked_to_stop = 0;
+  Analyzer().on_stop = [&] { asked_to_stop = platform_.time.now_ms(); };
   ASSERT_EQ(Start(), 0u);
   Settle();
+  const std::uint64_t before = platform_.time.now_ms();
   EXPECT_EQ(Stop(), 0u);
+  EXPECT_EQ(asked_to_stop - before, 2000u);
   EXPECT_TRUE(stopped) << "the thread was waited for";
   EXPECT_TRUE(Logged("BSODCheckThread func call StartBsodAnalyzer failed(0x800704C7)\r\n"));
   EXPECT_EQ(g_ConsumerTable.hBSODCheckThread, nullptr);

@@ -346,15 +346,6 @@ TEST_F(ConsumerLifecycleTest, EachFailedStepOfAStartIsAnError) {
   EXPECT_EQ(platform_.system.DebugLines().size(), 1u) << "the crash thread's";
 }
 
-TEST_F(ConsumerLifecycleTest, StopGivesTheReportWithoutSymbolsTwoSeconds) {
-  faults_.Fail("SetEvent", 6);  // the crash thread's first signal
-  ASSERT_EQ(Start(), 0u);
-  Settle();
-  const std::uint64_t before = platform_.time.now_ms();
-  EXPECT_EQ(Stop(), 0u);
-  EXPECT_EQ(platform_.time.now_ms() - before, 2000u);
-}
-
 TEST_F(ConsumerLifecycleTest, AMissingLiveSessionIsToldWhenTheReadingFailsAndTheStopClosesNoTrace) {
   faults_.FailForEver("OpenTraceW", 4201);
   faults_.FailForEver("ProcessTrace", 6);
