@@ -127,6 +127,8 @@ void KillMachine::ReadTexts(RunEvidence* run) {
     std::size_t consumer = 0;
     std::uint32_t number = 0;
     const std::string line = all.substr(begin, end - begin);
+    // A boot's first complete start also tells that there was no crash.
+    if (line.find("\"Function\":\"AnalyzeBSODEvents\"") != std::string::npos) continue;
     if (ParseSourceText(line, &consumer, &number) && consumer < run->texts.size()) {
       run->texts[consumer].push_back(number);
     } else {
