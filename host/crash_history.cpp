@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdio>
 #include <string_view>
+#include <utility>
 
 #include "formats/iso_time.h"
 
@@ -22,6 +23,13 @@ constexpr std::string_view kLogProvider = "EventLog";
 const std::string* DataOf(const LoggedEvent& event, std::string_view name) {
   for (const LoggedEventData& data : event.data) {
     if (data.kind == LoggedEventData::Kind::kData && data.name == name) return &data.value;
+  }
+  return nullptr;
+}
+
+const std::string* UnnamedData(const LoggedEvent& event, std::size_t index) {
+  for (const LoggedEventData& data : event.data) {
+    if (data.kind == LoggedEventData::Kind::kData && !data.name.has_value() && index-- == 0) return &data.value;
   }
   return nullptr;
 }
@@ -90,6 +98,7 @@ void CrashHistory::Feed(const LoggedEvent& event) {
   const std::string& provider = event.provider_name;
   if (provider == kBootProvider && event.event_id == 12) Boot(event);
   if (provider == kPowerProvider && event.event_id == 41) Crash(event);
+  if (provider == kLogProvider && event.event_id == 6009) LogBegins();
   if (provider == kLogProvider && event.event_id == 6008) LastAlive(event);
   if ((provider == kReportProvider || provider == kOldReportProvider) && event.event_id == 1001) Dump(event);
   Pass(event.time_created);
@@ -105,8 +114,14 @@ void CrashHistory::Boot(const LoggedEvent& event) {
   boot_before_ = boot_;
   boot_ = BootSeen{event.record_id, began.value_or(event.time_created)};
   first_of_boot_ = crashes_.size();
-  last_before_ = last_time_ < boot_->start ? last_time_ : 0;
-  last_alive_ = 0;
+  last_before_ = last_time_ < boot_->start ? last_time_ : (before_log_ < boot_->start ? before_log_ : 0);
+  before_log_ = 0;
+  last_alive_ = std::exchange(next_alive_, 0);
+  pending_dump_.clear();
+}
+
+void CrashHistory::LogBegins() {
+  before_log_ = last_time_;
 }
 
 void CrashHistory::Crash(const LoggedEvent& event) {
@@ -127,23 +142,34 @@ void CrashHistory::Crash(const LoggedEvent& event) {
   crash.boot_before = boot_before_;
   crash.boot_after = boot_;
   crash.last_seen = last_alive_ != 0 ? last_alive_ : last_before_;
+  crash.dump = std::exchange(pending_dump_, {});
   crashes_.push_back(std::move(crash));
 }
 
 void CrashHistory::LastAlive(const LoggedEvent& event) {
+  std::uint64_t alive = 0;
   for (const LoggedEventData& data : event.data) {
-    if (data.kind == LoggedEventData::Kind::kBinary) last_alive_ = UtcOfBinary(data.value);
+    if (data.kind == LoggedEventData::Kind::kBinary) alive = UtcOfBinary(data.value);
   }
-  if (last_alive_ == 0) return;
+  if (alive == 0) return;
+  if (boot_.has_value() && alive >= boot_->start) {
+    next_alive_ = alive;  // it speaks of the end of this boot, whose successor has not logged its event 12 yet
+    return;
+  }
+  last_alive_ = alive;
   // The log writes it before or behind event 41 of the same boot.
   for (std::size_t i = first_of_boot_; i < crashes_.size(); ++i) crashes_[i].last_seen = last_alive_;
 }
 
 void CrashHistory::Dump(const LoggedEvent& event) {
-  if (first_of_boot_ >= crashes_.size()) return;
   const std::string* path = DataOf(event, "param2");
-  CrashSeen& crash = crashes_.back();
-  if (path != nullptr && crash.kind == CrashKind::kStopError) crash.dump = *path;
+  if (path == nullptr) path = UnnamedData(event, 1);  // of a classic source
+  if (path == nullptr) return;
+  if (first_of_boot_ < crashes_.size()) {
+    crashes_.back().dump = *path;
+  } else {
+    pending_dump_ = *path;
+  }
 }
 
 }  // namespace varnel::host

@@ -55,6 +55,7 @@ class CrashHistory {
  private:
   void Boot(const formats::LoggedEvent& event);
   void Crash(const formats::LoggedEvent& event);
+  void LogBegins();
   void LastAlive(const formats::LoggedEvent& event);
   void Dump(const formats::LoggedEvent& event);
 
@@ -63,8 +64,12 @@ class CrashHistory {
   std::optional<BootSeen> boot_before_;
   std::optional<BootSeen> boot_;
   std::uint64_t last_time_ = 0;    // of the record before
+  std::uint64_t before_log_ = 0;   // of the record before the log itself began again (event 6009), which may stand
+                                   // before the boot's event 12; 0: it did not yet
   std::uint64_t last_before_ = 0;  // of the last record that the boot before wrote
   std::uint64_t last_alive_ = 0;   // by event 6008 of the present boot; 0: none yet
+  std::uint64_t next_alive_ = 0;   // by an event 6008 that stands before its boot's event 12
+  std::string pending_dump_;       // of an event 1001 that stands before its boot's event 41
 };
 
 }  // namespace varnel::host

@@ -131,7 +131,7 @@ void PrintTable(const std::string& log, const std::vector<CrashSeen>& crashes, s
   for (const CrashSeen& crash : crashes) {
     std::fprintf(out, "%-28s %11s %11s  %s%s%s\n", crash.time == 0 ? "-" : Time(crash.time).c_str(),
                  Span(crash.uptime()).c_str(), Span(crash.downtime()).c_str(), What(crash).c_str(),
-                 crash.dump.empty() ? "" : ", dump ", crash.dump.c_str());
+                 crash.dump.empty() ? "" : ", dump ", ForTerminal(crash.dump).c_str());
   }
 }
 
@@ -141,7 +141,8 @@ int ShowLog(const std::string& name, const std::vector<std::string>& paths, bool
   if (reader == nullptr) return kExitFailed;
   CrashHistory history;
   LogRecord record;
-  while (reader->Next(&record) == LogReader::Step::kRecord) {
+  LogReader::Step step = reader->Next(&record);
+  for (; step == LogReader::Step::kRecord; step = reader->Next(&record)) {
     const auto event = CrashHistory::Wants(record.provider) ? formats::ReadEventXml(record.xml)
                                                             : formats::Result<formats::LoggedEvent>(formats::Error{});
     if (event.ok()) {
@@ -156,9 +157,11 @@ int ShowLog(const std::string& name, const std::vector<std::string>& paths, bool
   } else {
     for (const CrashSeen& crash : history.crashes()) printed = printed && PrintJson(name, crash, out);
   }
-  TellLogDamage(name.empty() ? paths.front() : name, reader->counts(), kCommand, err);
+  const std::string& told = name.empty() ? paths.front() : name;
+  TellLogDamage(told, reader->counts(), kCommand, err);
   if (!printed) TellTrace(err, kCommand, "no memory");
-  return printed ? kExitGood : kExitFailed;
+  if (step == LogReader::Step::kFailed) TellTrace(err, kCommand, told + ": " + kHelperGone);
+  return printed && step != LogReader::Step::kFailed ? kExitGood : kExitFailed;
 }
 
 }  // namespace

@@ -104,10 +104,7 @@ std::string Summary(const LoggedEvent& event) {
     if (data.name.has_value()) text += *data.name + '=';
     text += data.value;
   }
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < ' ') c = ' ';
-  }
-  return text;
+  return ForTerminal(text);
 }
 
 const char* LevelName(const std::optional<std::uint32_t>& level) {
@@ -125,25 +122,27 @@ void PrintRow(const LoggedEvent& event, std::FILE* out) {
                                ? std::string("-")
                                : IsoTime(static_cast<std::int64_t>(event.time_created), TimeDigits::kTicks);
   std::fprintf(out, "%10" PRIu64 "  %-28s %-8s %6u  %-36s %s\n", event.record_id, time.c_str(), LevelName(event.level),
-               event.event_id, event.provider_name.c_str(), Summary(event).c_str());
+               event.event_id, ForTerminal(event.provider_name).c_str(), Summary(event).c_str());
 }
 
-// @return false when there was no memory for an event.
-bool PrintLog(const std::string& path, LogReader& reader, const EventsOptions& options, std::FILE* out) {
+// @return what went wrong; empty when nothing did.
+std::string PrintLog(const std::string& path, LogReader& reader, const EventsOptions& options, std::FILE* out) {
   LogRecord record;
   if (options.table) PrintHeading(path, out);
   for (std::uint64_t n = 0; options.newest == 0 || n < options.newest; ++n) {
-    if (reader.Next(&record) != LogReader::Step::kRecord) break;
+    const LogReader::Step step = reader.Next(&record);
+    if (step == LogReader::Step::kFailed) return kHelperGone;
+    if (step != LogReader::Step::kRecord) break;
     const auto event = formats::ReadEventXml(record.xml);
     if (!event.ok()) continue;  // the reader gives none of these
     if (options.table) {
       PrintRow(event.value(), out);
     } else if (!PrintJson(path, event.value(), out)) {
-      return false;
+      return "no memory";
     }
     if (std::ferror(out) != 0) break;  // told at the end
   }
-  return true;
+  return {};
 }
 
 }  // namespace
@@ -167,8 +166,8 @@ int Events(const EventsOptions& options, std::FILE* out, std::FILE* err) {
       result = kExitFailed;
       continue;
     }
-    if (!PrintLog(path, *reader, options, out)) {
-      TellTrace(err, kCommand, path + ": no memory");
+    if (const std::string failure = PrintLog(path, *reader, options, out); !failure.empty()) {
+      TellTrace(err, kCommand, path + ": " + failure);
       result = kExitFailed;
     }
     TellLogDamage(path, reader->counts(), kCommand, err);

@@ -15,6 +15,14 @@ std::unique_ptr<embedded::LogReader> OpenLog(const std::vector<std::string>& pat
   return std::move(reader.value());
 }
 
+std::string ForTerminal(std::string_view text) {
+  std::string shown(text);
+  for (char& c : shown) {
+    if (static_cast<unsigned char>(c) < ' ' || c == 0x7F) c = ' ';
+  }
+  return shown;
+}
+
 void TellLogDamage(const std::string& name, const embedded::LogCounts& counts, std::string_view command,
                    std::FILE* err) {
   if (counts.skipped > 0) {

@@ -11,6 +11,11 @@
 
 namespace varnel::host {
 
+inline constexpr char kHelperGone[] = "the program that reads it can't be started any more";
+
+/// A text of a log as it may go to a terminal: control characters become blanks.
+std::string ForTerminal(std::string_view text);
+
 /// Opens files as one log. On failure writes one line with command, file and reason to `err`, and gives null.
 std::unique_ptr<embedded::LogReader> OpenLog(const std::vector<std::string>& paths,
                                              const embedded::LogReaderOptions& options, std::string_view command,

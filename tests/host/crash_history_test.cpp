@@ -115,6 +115,43 @@ TEST(CrashHistory, TheDumpIsTheOneThatEvent1001OfTheSameBootNames) {
   EXPECT_EQ(history.crashes().at(0).dump, "C:\\Windows\\MEMORY.DMP");
 }
 
+TEST(CrashHistory, ADumpNamedBeforeEvent41OrByAClassicSourceCountsToo) {
+  CrashHistory history = TwoBoots();
+  LoggedEvent named = Event(4, "BugCheck", 1001, "2024-03-01T11:05:02Z");
+  named.data.push_back({LoggedEventData::Kind::kData, std::nullopt, "0x0000000a (...)"});
+  named.data.push_back({LoggedEventData::Kind::kData, std::nullopt, "C:\\Windows\\Minidump\\a.dmp"});
+  history.Feed(named);
+  history.Feed(Crash(5, "2024-03-01T11:05:03Z", {}));
+  EXPECT_EQ(history.crashes().at(0).dump, "C:\\Windows\\Minidump\\a.dmp");
+}
+
+TEST(CrashHistory, RecordsOfABootThatStandBeforeItsEvent12AreNotTheBootBefores) {
+  CrashHistory history;
+  history.Feed(Boot(1, "2024-03-01T10:00:01Z", "2024-03-01T10:00:00Z"));
+  history.Pass(At("2024-03-01T11:00:00Z"));
+  history.Feed(Event(3, "EventLog", 6009, "2024-03-01T11:05:03Z"));
+  history.Feed(Event(4, "EventLog", 6005, "2024-03-01T11:05:03Z"));
+  history.Feed(Boot(5, "2024-03-01T11:05:01Z", "2024-03-01T11:05:00Z"));
+  history.Feed(Crash(6, "2024-03-01T11:05:02Z", {}));
+  EXPECT_EQ(history.crashes().at(0).last_seen, At("2024-03-01T11:00:00Z"));
+  EXPECT_EQ(history.crashes().at(0).downtime(), 3'000'000'000u);
+}
+
+TEST(CrashHistory, Event6008BeforeItsBootsEvent12SpeaksOfTheBootThatEnded) {
+  // 2024-03-01 11:02:03.004 in UTC.
+  LoggedEvent unexpected = Event(4, "EventLog", 6008, "2024-03-01T11:05:03Z");
+  unexpected.data.push_back({LoggedEventData::Kind::kBinary, std::nullopt,
+                             "E8070300050001001300020003000400E8070300050001000B00020003000400"});
+  CrashHistory history;
+  history.Feed(Boot(1, "2024-03-01T10:00:01Z", "2024-03-01T10:00:00Z"));
+  history.Feed(Crash(2, "2024-03-01T10:00:02Z", {}));
+  history.Feed(unexpected);
+  history.Feed(Boot(5, "2024-03-01T11:05:01Z", "2024-03-01T11:05:00Z"));
+  history.Feed(Crash(6, "2024-03-01T11:05:02Z", {}));
+  EXPECT_EQ(history.crashes().at(0).last_seen, 0u);
+  EXPECT_EQ(history.crashes().at(1).last_seen, At("2024-03-01T11:02:03.004Z"));
+}
+
 TEST(CrashHistory, EventsOfOtherProvidersWithTheSameNumbersDoNotCount) {
   CrashHistory history = TwoBoots();
   history.Feed(Event(4, "Microsoft-Windows-UserModePowerService", 12, "2024-03-01T11:06:00Z"));

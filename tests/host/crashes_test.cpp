@@ -87,6 +87,9 @@ TEST(Crashes, ARealLogWithThreeStopErrorsTellsThemAndTheirDumps) {
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_THAT(lines[0], HasSubstr(R"("code":307,"name":"DPC_WATCHDOG_VIOLATION")"));
   EXPECT_THAT(lines[0], HasSubstr(R"("dump":"C:\\Windows\\MEMORY.DMP")"));
+  // Of the first, the log began again before the boot's event 12; record 574 is the last one of the boot before.
+  EXPECT_THAT(lines[0], HasSubstr(R"("last_seen":"2024-03-31T12:10:31.)"));
+  EXPECT_THAT(lines[0], HasSubstr(R"("downtime_seconds":15)"));
   EXPECT_THAT(lines[1], HasSubstr(R"("code":455,)"));
   EXPECT_THAT(lines[1], HasSubstr(R"("dump":"C:\\Windows\\Minidump\\040124-5515-01.dmp")"));
   EXPECT_THAT(lines[2], HasSubstr(R"("code":26,"name":"MEMORY_MANAGEMENT")"));

@@ -100,6 +100,19 @@ TEST_F(EventsTest, ADamagedRecordIsLeftOutAndCounted) {
   EXPECT_THAT(result.err, HasSubstr("1 records can't be read and were left out"));
 }
 
+TEST_F(EventsTest, ALogWhoseReadingProgramIsNotThereIsAFailureAndNoDamage) {
+  const std::filesystem::path log = std::filesystem::path(VARNEL_SAMPLES_DIR) / "evtx" / "w2016tp_airsil_System.evtx";
+  if (!std::filesystem::exists(log)) GTEST_SKIP() << "the samples are not here";
+  ASSERT_EQ(setenv("VARNEL_EVTX_HELPER", "/nonexistent/helper", 1), 0);
+  EventsOptions options;
+  options.files = {log.string()};
+  const CommandResult result = RunCommand(Events, options);
+  unsetenv("VARNEL_EVTX_HELPER");
+  EXPECT_EQ(result.code, kExitFailed);
+  EXPECT_THAT(result.err, HasSubstr("the program that reads it can't be started"));
+  EXPECT_THAT(result.err, testing::Not(HasSubstr("left out")));
+}
+
 // Records by the measure of another reader; those that it recovered from free space are not among them.
 TEST_F(EventsTest, TheSampleLogsGiveTheRecordsThatAnotherReaderFound) {
   const std::map<std::string, std::size_t> records = {

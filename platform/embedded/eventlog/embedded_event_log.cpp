@@ -64,6 +64,7 @@ std::uint32_t NextEvent(LogReader& reader, LogCursor::Deadline deadline, EVT_HAN
   const LogReader::Step step = reader.Next(&record, deadline);
   if (step == LogReader::Step::kEnd) return platform::kErrorNoMoreItems;
   if (step == LogReader::Step::kTimeOver) return platform::kErrorTimeout;
+  if (step == LogReader::Step::kFailed) return kErrorEventLogFileCorrupt;
   *event = Handles().Insert(std::make_shared<LogEvent>(std::move(record.xml)));
   return *event == nullptr ? platform::kErrorOutOfMemory : platform::kErrorSuccess;
 }

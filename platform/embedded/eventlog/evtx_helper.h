@@ -36,6 +36,9 @@ class EvtxHelper {
   EvtxHelper(const EvtxHelper&) = delete;
   EvtxHelper& operator=(const EvtxHelper&) = delete;
 
+  /// Starts the process if none runs. @return false when it can't be started.
+  [[nodiscard]] bool EnsureStarted() { return Start(); }
+
   /// What became of a record.
   enum class Outcome { kGood, kUnreadable, kHelperDied };
 

@@ -40,7 +40,10 @@ formats::Result<std::unique_ptr<LogSource>> EvtxLogSource::Open(const std::strin
   if (!S_ISREG(info.st_mode)) return formats::Error{path + ": is no file"};
   std::unique_ptr<EvtxLogSource> source(new EvtxLogSource(std::move(fd), options));
   source->ReadBlocks(static_cast<std::uint64_t>(info.st_size));
-  if (source->helper_.cannot_start()) return formats::Error{path + ": the program that reads it can't be started"};
+  // Sound chunks need no helper yet: without one now, every record would count as damaged later.
+  const bool startable = source->blocks_.empty() || source->helper_.EnsureStarted();
+  if (!startable || source->helper_.cannot_start())
+    return formats::Error{path + ": the program that reads it can't be started"};
   return std::unique_ptr<LogSource>(std::move(source));
 }
 

@@ -23,6 +23,7 @@ class EvtxLogSource : public LogSource {
   void Load(std::span<const LogKey> keys, const LogFilter& filter,
             const std::function<void(LogRecord record)>& take) override;
   std::uint64_t HighestRecordId() override;
+  bool failed() const override { return helper_.cannot_start(); }
   LogCounts counts() const override;
 
  private:

@@ -13,6 +13,8 @@
 namespace varnel::embedded {
 namespace {
 
+constexpr std::uint64_t kYear10000 = 2650467744000000000;  // 10000-01-01 as 100 ns since 1601
+
 /// By its first bytes; the name decides for one whose header is damaged.
 bool IsBinaryLog(const std::string& path) {
   constexpr std::string_view kMark("ElfFile", 8);
@@ -65,6 +67,7 @@ LogReader::Step LogReader::Next(LogRecord* record, LogCursor::Deadline deadline)
   for (;;) {
     for (const auto& cursor : cursors_) {
       if (!cursor->Prepare(deadline)) return Step::kTimeOver;
+      if (cursor->source().failed()) return Step::kFailed;
     }
     LogCursor* const foremost = Foremost();
     if (foremost == nullptr) return Step::kEnd;
@@ -102,7 +105,9 @@ std::uint64_t LogReader::HighestRecordId() const {
 std::uint64_t LogReader::NewestTime() const {
   std::uint64_t newest = 0;
   for (const auto& cursor : cursors_) {
-    for (const LogBlock& block : cursor->source().blocks()) newest = std::max(newest, block.newest);
+    for (const LogBlock& block : cursor->source().blocks()) {
+      if (block.newest < kYear10000) newest = std::max(newest, block.newest);
+    }
   }
   return newest;
 }

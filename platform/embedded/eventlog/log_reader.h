@@ -33,15 +33,17 @@ class LogReader {
   static formats::Result<std::unique_ptr<LogReader>> Open(const std::vector<std::string>& paths,
                                                           const LogReaderOptions& options);
 
-  enum class Step { kRecord, kEnd, kTimeOver };
+  enum class Step { kRecord, kEnd, kTimeOver, kFailed };
 
-  /// The next record into `*record`. kTimeOver when it was not found in time; what was read by then is kept.
+  /// The next record into `*record`. kFailed when a file can't be read any more for a reason that is no damage; what it
+  /// still had is not told. kTimeOver when it was not found in time; what was read by then is kept.
   Step Next(LogRecord* record, LogCursor::Deadline deadline = std::nullopt);
 
   /// So far; damage that lies where nobody has read yet is not known yet.
   LogCounts counts() const;
 
-  /// The highest number of all records and the newest of all times; 0 in an empty log. REQUIRES: Next was not called.
+  /// The highest number of all records and the newest of all times that a year of four digits can tell (another one is
+  /// damage); 0 in an empty log. REQUIRES: Next was not called.
   std::uint64_t HighestRecordId() const;
   std::uint64_t NewestTime() const;
 

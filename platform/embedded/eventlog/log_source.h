@@ -73,6 +73,8 @@ class LogSource {
                     const std::function<void(LogRecord record)>& take) = 0;
   /// The highest EventRecordID. REQUIRES: nobody is reading.
   virtual std::uint64_t HighestRecordId() = 0;
+  /// Nothing can be read any more, for a reason that is no damage of the file.
+  virtual bool failed() const { return false; }
   /// What this source knows of the counts so far.
   virtual LogCounts counts() const = 0;
 };
