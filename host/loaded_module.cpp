@@ -25,7 +25,7 @@ std::string FindModule() {
     const fs::path path = folder / place;
     if (fs::exists(path, error)) return TextOf(path.lexically_normal());
   }
-  return kModulePlaces[0];  // left to the loader's own search
+  return kModulePlaces[0];  // left to OpenLibrary, which tells what is missing
 }
 
 formats::Result<std::unique_ptr<LoadedModule>> LoadedModule::Load(const std::string& path) {

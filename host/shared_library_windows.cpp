@@ -15,7 +15,10 @@ const char* const kModulePlaces[3] = {"VarnelWardlet.dll", "../Wardlet/VarnelWar
 
 formats::Result<void*> OpenLibrary(const std::string& path) {
   std::error_code error;
-  const fs::path full = fs::absolute(PathOf(path), error);
+  const fs::path given = PathOf(path);
+  // A bare name stands for a file beside the program, never for one in whatever folder the user is in.
+  const fs::path full = given.has_parent_path() ? fs::absolute(given, error) : PathOf(ProgramFolder()) / given;
+  if (error) return formats::Error{path + ": " + error.message()};
   HMODULE library = ::LoadLibraryExW(full.c_str(), nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
   if (library != nullptr) return static_cast<void*>(library);
   const auto code = static_cast<int>(::GetLastError());

@@ -66,6 +66,9 @@ std::uint32_t CreateFolderTree(const char16_t* path) {
 }
 
 std::uint32_t RemoveFolderTree(const char16_t* path) {
+  const DWORD attributes = ::GetFileAttributesW(Wide(path));
+  const bool leads_away = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+  if (leads_away) return ::RemoveDirectoryW(Wide(path)) != 0 ? DWORD{ERROR_SUCCESS} : ::GetLastError();
   const DWORD error = RemoveFolder(Wide(path));
   return IsAbsent(error) ? DWORD{ERROR_SUCCESS} : error;
 }
