@@ -30,6 +30,8 @@ void AddEvents(CLI::App* program, Choice* choice) {
   events->add_option("--newest", options->newest, "Only so many, the newest first")
       ->type_name("N")
       ->check(CLI::PositiveNumber);
+  events->add_option("--encoding", options->encoding, "Of exports that name none and are not UTF-8, as iconv calls it")
+      ->type_name("NAME");
   events->add_flag("--json", *json, "JSON on a terminal too, one object a line; else a table stands there");
   events->footer(
       "The query language is that of the event log: child elements, attributes, \"and\", \"or\", brackets, band() and\n"
@@ -67,6 +69,8 @@ void AddCrashes(CLI::App* program, Choice* choice) {
   auto* files = crashes->add_option("FILE", options->files, "System logs (.evtx, or exported XML)")->type_name("");
   AddMachineOption(crashes, machine.get());
   crashes->get_option("--machine")->excludes(files);
+  crashes->add_option("--encoding", options->encoding, "Of exports that name none and are not UTF-8, as iconv calls it")
+      ->type_name("NAME");
   crashes->add_flag("--json", *json, "JSON on a terminal too, one object a line; else a table stands there");
   crashes->footer(
       "When the machine was back again, how long it had run and was down, and what had happened: a stop error with "

@@ -135,9 +135,11 @@ void PrintTable(const std::string& log, const std::vector<CrashSeen>& crashes, s
   }
 }
 
-int ShowLog(const std::string& name, const std::vector<std::string>& paths, bool table, std::FILE* out,
-            std::FILE* err) {
-  const auto reader = OpenLog(paths, {}, kCommand, err);
+int ShowLog(const std::string& name, const std::vector<std::string>& paths, const CrashesOptions& options,
+            std::FILE* out, std::FILE* err) {
+  embedded::LogReaderOptions reading;
+  reading.otherwise_encoding = options.encoding;
+  const auto reader = OpenLog(paths, reading, kCommand, err);
   if (reader == nullptr) return kExitFailed;
   CrashHistory history;
   LogRecord record;
@@ -152,7 +154,7 @@ int ShowLog(const std::string& name, const std::vector<std::string>& paths, bool
     }
   }
   bool printed = true;
-  if (table) {
+  if (options.table) {
     PrintTable(name, history.crashes(), out);
   } else {
     for (const CrashSeen& crash : history.crashes()) printed = printed && PrintJson(name, crash, out);
@@ -168,9 +170,9 @@ int ShowLog(const std::string& name, const std::vector<std::string>& paths, bool
 
 int Crashes(const CrashesOptions& options, std::FILE* out, std::FILE* err) {
   int result = kExitGood;
-  if (!options.machine_files.empty()) result = ShowLog("", options.machine_files, options.table, out, err);
+  if (!options.machine_files.empty()) result = ShowLog("", options.machine_files, options, out, err);
   for (const std::string& path : options.files) {
-    if (ShowLog(path, {path}, options.table, out, err) != kExitGood) result = kExitFailed;
+    if (ShowLog(path, {path}, options, out, err) != kExitGood) result = kExitFailed;
   }
   return FinishOutput(out, kCommand, err) ? result : kExitFailed;
 }

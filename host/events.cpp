@@ -151,6 +151,7 @@ int Events(const EventsOptions& options, std::FILE* out, std::FILE* err) {
   embedded::LogReaderOptions reading;
   reading.direction = options.newest > 0 ? embedded::LogDirection::kDescending : embedded::LogDirection::kAscending;
   reading.filter.now = embedded::FileTimeNow();
+  reading.otherwise_encoding = options.encoding;
   if (!options.query.empty()) {
     auto query = formats::EventQuery::Parse(options.query);
     if (!query.ok()) {

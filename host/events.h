@@ -12,6 +12,7 @@ struct EventsOptions {
   std::vector<std::string> files;
   std::string query;         // empty: all
   std::uint64_t newest = 0;  // how many, the newest first; 0: all, the oldest first
+  std::string encoding;      // of an export that does not say its own and is not UTF-8; empty: UTF-8 all the same
   bool table = false;        // else NDJSON
 };
 

@@ -16,8 +16,8 @@ _wardlet_words() {
     'trace info') echo --json -h --help ;;
     'trace cat') echo --manifest --provider --count -h --help ;;
     'machine crash') echo --machine --code --parameters --power-loss -h --help ;;
-    events) echo --query --newest --json -h --help ;;
-    crashes) echo --machine --json -h --help ;;
+    events) echo --query --newest --encoding --json -h --help ;;
+    crashes) echo --machine --encoding --json -h --help ;;
     demo) echo --keep -h --help ;;
     version | 'machine new' | 'trace gaps') echo -h --help ;;
   esac
@@ -34,7 +34,7 @@ _wardlet_value() {
     'run --flags') compgen -W '0 1 2 3' -- "$3" ;;
     'machine emit --provider') compgen -W 'ProviderSample SourceUsb DestUsb VirtualHid KVirtualAudio KelvoGamePad KelvoIDD' -- "$3" ;;
     'machine emit --count' | *' --idle-exit' | *' --duration' | *' --first' | *' --rate' | *' --threads' | \
-      *' --keyword' | *' --size' | *-every | *' --flags' | *' --seed' | *' --event' | *' --provider' | *' --query' | *' --newest' | *' --code' | *' --parameters') ;;
+      *' --keyword' | *' --size' | *-every | *' --flags' | *' --seed' | *' --event' | *' --provider' | *' --query' | *' --newest' | *' --encoding' | *' --code' | *' --parameters') ;;
     *) return 1 ;;
   esac
   return 0

@@ -100,6 +100,17 @@ TEST_F(EventsTest, ADamagedRecordIsLeftOutAndCounted) {
   EXPECT_THAT(result.err, HasSubstr("1 records can't be read and were left out"));
 }
 
+TEST_F(EventsTest, AnExportInAnotherEncodingIsReadInTheOneThatIsNamed) {
+  const std::string text = EventText(1, "A", 12, "2024-03-01T10:00:00Z", "<Data>\xe9</Data>");  // an e with an acute
+  EventsOptions options;
+  options.files = {folder_.Put("log.xml", BytesOf(text))};
+  options.encoding = "CP1252";
+  EXPECT_THAT(RunCommand(Events, options).out, HasSubstr("[\"\xc3\xa9\"]"));
+  options.encoding = "";
+  const CommandResult unnamed = RunCommand(Events, options);
+  EXPECT_THAT(unnamed.out, HasSubstr("[\"\xef\xbf\xbd\"]"));
+}
+
 TEST_F(EventsTest, ALogWhoseReadingProgramIsNotThereIsAFailureAndNoDamage) {
   const std::filesystem::path log = std::filesystem::path(VARNEL_SAMPLES_DIR) / "evtx" / "w2016tp_airsil_System.evtx";
   if (!std::filesystem::exists(log)) GTEST_SKIP() << "the samples are not here";

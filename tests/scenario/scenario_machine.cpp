@@ -1,5 +1,6 @@
 #include "tests/scenario/scenario_machine.h"
 
+#include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <sstream>
 #include <thread>
 
@@ -74,6 +76,7 @@ ScenarioMachine::ScenarioMachine() {
 }
 
 ScenarioMachine::~ScenarioMachine() {
+  ArchiveFiles();
   std::error_code ignored;
   fs::remove_all(folder_, ignored);
 }
@@ -114,6 +117,21 @@ Outcome ScenarioMachine::Wardlet(const std::vector<std::string>& words, const st
   outcome.err = ReadAll(File("err"));
   if (words.front() == "run") ArchiveTexts(outcome.out);
   return outcome;
+}
+
+/// What runs wrote with "-o". A line that a kill cut is no text.
+void ScenarioMachine::ArchiveFiles() const {
+  for (const auto& entry : fs::directory_iterator(folder_)) {
+    const std::string name = entry.path().filename().string();
+    if (!entry.is_regular_file() || name == "in" || name == "out" || name == "err") continue;
+    std::ifstream file(entry.path(), std::ios::binary);
+    if (file.peek() != '{') continue;
+    for (std::string line; std::getline(file, line);) {
+      if (!line.starts_with("{\"WardletVersion\"")) continue;
+      const std::unique_ptr<cJSON, decltype(&cJSON_Delete)> whole(cJSON_Parse(line.c_str()), cJSON_Delete);
+      if (whole != nullptr) ArchiveTexts(line);
+    }
+  }
 }
 
 std::string ScenarioMachine::Do(const std::vector<std::string>& words, const std::string& input) const {

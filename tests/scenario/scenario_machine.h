@@ -65,6 +65,7 @@ class ScenarioMachine {
 
  private:
   std::vector<std::string> Line(const std::vector<std::string>& words) const;
+  void ArchiveFiles() const;
 
   std::string folder_;
   std::string root_;
