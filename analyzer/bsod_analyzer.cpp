@@ -40,11 +40,17 @@ std::shared_ptr<BsodAnalyzer> ShareInstance() {
 std::shared_ptr<BsodAnalyzer> MakeAnalyzer(const std::u16string& productGuid) {
   void* const block = platform::SystemPort().HeapAlloc(sizeof(BsodAnalyzer));
   if (block == nullptr) return nullptr;
+  BsodAnalyzer* made = nullptr;
   try {
-    return {new (block) BsodAnalyzer(productGuid), AnalyzerDeleter()};
+    made = new (block) BsodAnalyzer(productGuid);
   } catch (const std::bad_alloc&) {
     platform::SystemPort().HeapFree(block);
     return nullptr;
+  }
+  try {
+    return {made, AnalyzerDeleter()};
+  } catch (const std::bad_alloc&) {
+    return nullptr;  // the deleter has run
   }
 }
 

@@ -60,7 +60,7 @@ std::int32_t BsodAnalyzer::Initialize() {
   if (Failed(result)) {
     WrapLogPrint(LOG_ERROR, u"[Error] ConfigureBsodDump failed: 0x%08X\n", Printed(result));
   } else {
-    result = PrepareBsodAnalyzer(made.get(), productGuid);
+    result = WithinMemory([&] { return PrepareBsodAnalyzer(made.get(), productGuid); });
   }
   if (Failed(result)) {
     made.reset();

@@ -3,13 +3,14 @@
 #include <string_view>
 #include <utility>
 
+#include "analyzer/out_of_memory.h"
 #include "base/log.h"
 #include "base/text.h"
 
 namespace varnel {
 namespace {
 
-// 5: no dialog for a critical error, none for a file that is not found; 0x8000: none for a file that cannot be opened.
+// No dialog for a critical error (1), none for a fault (2), none for a file that cannot be opened (0x8000).
 constexpr std::uint32_t kNoSystemDialogs = 0x8003;
 constexpr std::int32_t kRpcChangedMode = static_cast<std::int32_t>(0x80010106);
 
@@ -70,7 +71,8 @@ DebugEngineSession::DebugEngineSession(std::uint32_t source) : processDir(ReadPr
     WrapLogPrint(LOG_ERROR, u"[Error] COM initialization failed: 0x%08X\n", Printed(com));
     return;
   }
-  const bool created = !Failed(CreateEngine());
+  // An exception would pass over the destructor, and COM would stay started on this thread.
+  const bool created = !Failed(WithinMemory([this] { return CreateEngine(); }));
   const CriticalSectionLock held(lock);
   engineReady = created;
 }

@@ -16,7 +16,7 @@ std::uint32_t WaitLimit(std::uint32_t engineTimeoutMs, std::uint32_t hostWaitMs)
   return overflows ? platform::kInfinite : engineTimeoutMs + kPatienceMs;
 }
 
-/// Whether the thread's exit code can be read, and says that it has ended.
+/// Whether the thread's exit code can be read, and says that it is still running.
 bool ReadsAsActive(platform::HANDLE thread) {
   std::uint32_t exitCode = 0;
   return platform::ThreadsPort().GetExitCodeThread(thread, &exitCode) && exitCode == platform::kStillActive;

@@ -146,7 +146,8 @@ bool ReportBuilder::AddCrashContext(const JsonNode& root) {
   if (full && !AddProcessName(object, &added)) return false;
   if (!AddIrql(object, &added)) return false;
   if (!full && !AddRegisters(object, &added)) return false;
-  if (added) object.AttachTo(root, "crash_context");
+  // A key that was lost for want of memory leaves the object empty.
+  if (added && object.get()->child != nullptr) object.AttachTo(root, "crash_context");
   return true;
 }
 

@@ -4,9 +4,9 @@
 //   1. the consumer table's TableLock (shared to insert, exclusive to add or remove a consumer)
 //   2. a consumer's QueueLock (one consumer's at a time)
 // The analyzer's locks stand apart: of the analyzer's lock, its state's sessionLock, a session's lock and the lock of
-// the engine's private copies no two are held together, but for a session's lock inside sessionLock while a stop ends a
-// download.
-// The log's capacity lock stands below all of them: it is held for one load or store and around no call.
+// the engine's private copies no two are held together, but for a session's lock inside sessionLock, while a session is
+// made and while a stop ends a download. The lock of the process's one analyzer is held around them while it is
+// disposed. The log's capacity lock stands below all of them: it is held for one load or store and around no call.
 #pragma once
 
 #include <mutex>

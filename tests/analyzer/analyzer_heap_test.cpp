@@ -1,6 +1,7 @@
 // The analyzer without memory of the C++ heap: what it answers then, and that nothing it had taken stays taken.
 #include <gtest/gtest.h>
 
+#include "analyzer/bsod_analyzer.h"
 #include "analyzer/bsod_analyzer_object.h"
 #include "analyzer/symbol_dlls.h"
 #include "base/log.h"
@@ -17,6 +18,7 @@ const std::u16string kProduct = u"{4A234956-2B7D-4221-BADF-12593BD342A8}";
 const std::u16string kSource = u"C:\\ProgramData\\KelvoVarnels\\{4A234956-2B7D-4221-BADF-12593BD342A8}";
 const std::u16string kHost = u"C:\\Program Files\\Varnel\\Host";
 constexpr auto kNoMemory = static_cast<std::int32_t>(0x8007000E);
+constexpr auto kFail = static_cast<std::int32_t>(0x80004005);
 
 class WithoutHeap : public ::testing::Test {
  protected:
@@ -47,6 +49,29 @@ TEST_F(WithoutHeap, TheStateTellsThatItCouldNotBeMade) {
   EXPECT_EQ(machine.handles.open_count(), 0u);
   EXPECT_EQ(analyzer.Initialize(), 0);
   EXPECT_EQ(analyzer.Uninitialize(), 0);
+}
+
+TEST_F(WithoutHeap, AnAnalyzerThatCouldNotBeMadeLeavesNothingAndTheNextOneIsMade) {
+  machine.registry.SetDword(u"SYSTEM\\CurrentControlSet\\Control\\CrashControl", u"CrashDumpEnabled", 3);
+  bool failed = true;
+  for (unsigned nth = 1; failed; ++nth) {
+    std::int32_t result = 0;
+    {
+      const HeapFaults faults(nth);
+      result = InitBsodAnalyzer(kProduct.c_str());
+      failed = faults.failed();
+    }
+    // What fails inside a step that knows one answer only gives that one.
+    EXPECT_TRUE(result == 0 || result == kNoMemory || result == kFail) << nth << ' ' << std::hex << result;
+    if (result == 0) {
+      EXPECT_EQ(UninitBsodAnalyzer(), 0) << nth;
+    }
+    EXPECT_EQ(machine.system.heap_blocks(), 0) << nth;
+    EXPECT_EQ(InitBsodAnalyzer(kProduct.c_str()), 0) << nth;
+    EXPECT_EQ(UninitBsodAnalyzer(), 0) << nth;
+  }
+  EXPECT_FALSE(machine.system.Logged("[Critical Error] Waiting for completion event"));
+  EXPECT_EQ(machine.handles.open_count(), 0u);
 }
 
 TEST_F(WithoutHeap, CopiesThatCouldNotBeMadeCountForNobody) {
