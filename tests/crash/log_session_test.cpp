@@ -54,7 +54,7 @@ class LogSessionTest : public testing::CrashTest {
       EXPECT_EQ(std::memcmp(in, &kProvider, 16), 0);
       *needed = static_cast<std::uint32_t>(bytes.size());
       if (out_size < bytes.size()) return platform::kErrorInsufficientBuffer;
-      std::memcpy(out, bytes.data(), bytes.size());
+      if (!bytes.empty()) std::memcpy(out, bytes.data(), bytes.size());
       return platform::kErrorSuccess;
     };
   }
