@@ -139,6 +139,7 @@ class Demo {
 
   int Judge() const {
     std::vector<std::string> names;
+    names.reserve(kProviders.size());
     for (const KnownProvider& provider : kProviders) names.emplace_back(provider.name);
     const auto missing = ledger_.Missing(names, 1, kEventsOfEach);
     std::string behind;

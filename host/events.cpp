@@ -168,7 +168,7 @@ int Events(const EventsOptions& options, std::FILE* out, std::FILE* err) {
       continue;
     }
     if (const std::string failure = PrintLog(path, *reader, options, out); !failure.empty()) {
-      TellTrace(err, kCommand, path + ": " + failure);
+      TellTrace(err, kCommand, std::string(path).append(": ").append(failure));
       result = kExitFailed;
     }
     TellLogDamage(path, reader->counts(), kCommand, err);

@@ -17,7 +17,7 @@ formats::Status CrashTheMachine(const std::string& folder, const embedded::Crash
   if (!alone.ok()) return alone.error();
   if (!alone.value()) return Error{folder + ": a module is running on this machine; stop it first"};
   // First: a crash that was cut short here is told by the next boot all the same.
-  const formats::Status marked = embedded::WriteCrashMark(*machine.value(), {facts, 0});
+  formats::Status marked = embedded::WriteCrashMark(*machine.value(), {facts, 0});
   if (!marked.ok()) return marked;
   if (!embedded::AbandonAllSessions(*machine.value())) {
     return Error{machine.value()->SessionsPath() + ": a session can't be ended"};

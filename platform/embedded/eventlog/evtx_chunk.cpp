@@ -39,7 +39,8 @@ bool SumsAreRight(std::string_view chunk, std::size_t end) {
 }  // namespace
 
 bool IsChunk(std::string_view chunk) {
-  return chunk.size() == kChunkBytes && chunk.starts_with(std::string_view("ElfChnk", 8));
+  using namespace std::string_view_literals;
+  return chunk.size() == kChunkBytes && chunk.starts_with("ElfChnk\0"sv);
 }
 
 bool IsEmptyChunk(std::string_view chunk) {

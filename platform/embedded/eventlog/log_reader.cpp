@@ -17,7 +17,8 @@ constexpr std::uint64_t kYear10000 = 2650467744000000000;  // 10000-01-01 as 100
 
 /// By its first bytes; the name decides for one whose header is damaged.
 bool IsBinaryLog(const std::string& path) {
-  constexpr std::string_view kMark("ElfFile", 8);
+  using namespace std::string_view_literals;
+  constexpr std::string_view kMark = "ElfFile\0"sv;
   constexpr std::string_view kEnding = ".evtx";
   const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   char begin[kMark.size()] = {};

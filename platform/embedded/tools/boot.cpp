@@ -31,7 +31,7 @@ Status BeginBoot(const std::shared_ptr<Machine>& machine, const BootHooks& hooks
   const std::uint64_t now = std::max(FileTimeNow(), last.value().file_time + 1);
   report->record = BootRecord{last.value().number + 1, now, HostBootId()};
   if (hooks.log_boot) {
-    const Status logged = hooks.log_boot(machine, now);
+    Status logged = hooks.log_boot(machine, now);
     if (!logged.ok()) return logged;
   }
   return machine->WriteBoot(report->record);

@@ -128,9 +128,9 @@ formats::Status LogWriter::Append(const LoggedEvent& event) const {
 /// Chooses the event's number before it writes it, so that a boot that comes after a kill can tell whether it stands.
 formats::Status LogWriter::LogCrash(CrashMark mark, LoggedBoot* logged) const {
   mark.record_id = logged->boot_record_id + 1;
-  const formats::Status chosen = WriteCrashMark(machine_, mark);
+  formats::Status chosen = WriteCrashMark(machine_, mark);
   if (!chosen.ok()) return chosen;
-  const formats::Status written = Append(CrashEvent(mark.record_id, logged->boot_time + kCrashBehindBoot, mark.facts));
+  formats::Status written = Append(CrashEvent(mark.record_id, logged->boot_time + kCrashBehindBoot, mark.facts));
   if (!written.ok()) return written;
   logged->crash_record_id = mark.record_id;
   return RemoveCrashMark(machine_);
