@@ -1,6 +1,7 @@
 #include "platform/windows/etw_trace.h"
 
 #include "platform/windows/etw_headers.h"
+#include "platform/windows/guarded_call.h"
 
 namespace varnel::windows {
 
@@ -24,8 +25,29 @@ std::uint32_t EtwTrace::EnableTraceEx2(TRACEHANDLE session, const GUID* provider
 
 std::uint32_t EtwTrace::EnumerateTraceGuidsEx(std::uint32_t information_class, const void* in, std::uint32_t in_size,
                                               void* out, std::uint32_t out_size, std::uint32_t* needed) {
-  return ::EnumerateTraceGuidsEx(static_cast<TRACE_QUERY_INFO_CLASS>(information_class), const_cast<void*>(in), in_size,
-                                 out, out_size, Across<ULONG>(needed));
+  struct Call {
+    TRACE_QUERY_INFO_CLASS information_class;
+    void* in;
+    ULONG in_size;
+    void* out;
+    ULONG out_size;
+    ULONG* needed;
+    ULONG result;
+  } call = {static_cast<TRACE_QUERY_INFO_CLASS>(information_class),
+            const_cast<void*>(in),
+            in_size,
+            out,
+            out_size,
+            Across<ULONG>(needed),
+            ERROR_SUCCESS};
+  // Wine has the name and raises an exception instead of answering.
+  const unsigned raised = VarnelGuardedCall(
+      [](void* parameter) {
+        auto& c = *static_cast<Call*>(parameter);
+        c.result = ::EnumerateTraceGuidsEx(c.information_class, c.in, c.in_size, c.out, c.out_size, c.needed);
+      },
+      &call);
+  return raised == 0 ? call.result : DWORD{ERROR_CALL_NOT_IMPLEMENTED};
 }
 
 platform::TRACEHANDLE EtwTrace::OpenTraceW(platform::EVENT_TRACE_LOGFILEW* logfile) {
