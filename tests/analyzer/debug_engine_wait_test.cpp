@@ -181,7 +181,7 @@ TEST_F(Wait, FailsWithoutAThread) {
 }
 
 TEST_F(Wait, ThatCannotBeWaitedForFailsAndEndsTheWorker) {
-  debugger_.Block("WaitForEvent");
+  debugger_.Delay("WaitForEvent", 3'600'000);  // a sleep: the only wait is then the session's
   const auto session = Make();
   plan_.Fail({"WaitForSingleObject", 1, false, 6});
   EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), static_cast<std::int32_t>(0x80070006));
