@@ -3,6 +3,15 @@
 #include <cstdlib>
 #include <new>
 
+// clang's thread sanitizer brings its own operator new and takes no other.
+#if defined(__SANITIZE_THREAD__)
+#define VARNEL_THREAD_SANITIZER 1
+#elif defined(__has_feature)
+#define VARNEL_THREAD_SANITIZER __has_feature(thread_sanitizer)
+#else
+#define VARNEL_THREAD_SANITIZER 0
+#endif
+
 namespace varnel::testing {
 namespace {
 
@@ -17,7 +26,7 @@ struct Armed {
 
 thread_local Armed g_armed;
 
-void* Allocate(std::size_t size) {
+[[maybe_unused]] void* Allocate(std::size_t size) {
   Armed& armed = g_armed;
   if (armed.active && armed.paused == 0) {
     ++armed.seen;
@@ -30,13 +39,17 @@ void* Allocate(std::size_t size) {
   return std::malloc(size == 0 ? 1 : size);
 }
 
-void* AllocateOrThrow(std::size_t size) {
+[[maybe_unused]] void* AllocateOrThrow(std::size_t size) {
   void* const block = Allocate(size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
 
 }  // namespace
+
+bool HeapFaults::Work() {
+  return VARNEL_THREAD_SANITIZER == 0;
+}
 
 HeapFaults::HeapFaults(unsigned nth, bool persistent) {
   g_armed = {true, persistent, nth, 0, 0, false};
@@ -64,6 +77,7 @@ void HeapFaultPlan::Leave() {
 
 }  // namespace varnel::testing
 
+#if !VARNEL_THREAD_SANITIZER
 void* operator new(std::size_t size) {
   return varnel::testing::AllocateOrThrow(size);
 }
@@ -94,3 +108,4 @@ void operator delete(void* block, const std::nothrow_t&) noexcept {
 void operator delete[](void* block, const std::nothrow_t&) noexcept {
   std::free(block);
 }
+#endif
