@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/support/fault_plan.h"
 #include "tests/support/faulty_ports.h"
+#include "tests/support/hooked_plan.h"
 #include "tests/support/scripted_platform.h"
 
 namespace varnel::testing {
@@ -73,7 +73,7 @@ class AnalyzerTest : public ::testing::Test {
   void ExpectNothingHeld() const;
 
   ScriptedPlatform machine;
-  FaultPlan plan;
+  HookedPlan plan;
   FaultyPlatform watched{machine.ports, &plan};
 };
 

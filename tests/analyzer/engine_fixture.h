@@ -9,8 +9,8 @@
 #include "analyzer/debug_engine_session.h"
 #include "base/compiler.h"
 #include "base/log.h"
-#include "tests/support/fault_plan.h"
 #include "tests/support/faulty_ports.h"
+#include "tests/support/hooked_plan.h"
 #include "tests/support/scripted_debugger.h"
 #include "tests/support/scripted_platform.h"
 
@@ -39,7 +39,7 @@ class EngineFixture : public ::testing::Test {
   bool Logged(const std::string& piece) const { return platform_.system.Logged(piece); }
 
   testing::ScriptedPlatform platform_;
-  testing::FaultPlan plan_;
+  testing::HookedPlan plan_;
   testing::FaultyPlatform faulty_{platform_.ports, &plan_};
   testing::ScriptedDebugger debugger_{&platform_.system};
   const std::size_t handles_before_ = platform_.handles.open_count();
