@@ -93,7 +93,8 @@ class DebugEngineSession {
 
   std::int32_t RunWaitForEvent(std::uint32_t engineTimeoutMs, std::uint32_t hostWaitMs);
   void PublishWait(platform::HANDLE thread, platform::HANDLE event);
-  void WithdrawWait(bool finished);
+  /// Null event: it stays with a worker that is still alive, and the destructor closes it.
+  void WithdrawWait(platform::HANDLE thread, platform::HANDLE doneEvent);
 
   void ReadVersionAndMachine(SystemInfo* info);
   void ReadTimes(SystemInfo* info);

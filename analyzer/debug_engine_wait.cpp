@@ -6,15 +6,8 @@
 namespace varnel {
 namespace {
 
-constexpr std::uint32_t kPatienceMs = 1000;   // beyond the engine's own limit
 constexpr std::uint32_t kThreadEndMs = 5000;  // for a thread that is done, or was ended
 constexpr std::uint32_t kAbandonedExitCode = 1;
-
-std::uint32_t WaitLimit(std::uint32_t engineTimeoutMs, std::uint32_t hostWaitMs) {
-  if (hostWaitMs != 0) return hostWaitMs;
-  const bool overflows = engineTimeoutMs > platform::kInfinite - kPatienceMs;
-  return overflows ? platform::kInfinite : engineTimeoutMs + kPatienceMs;
-}
 
 /// Whether the thread's exit code can be read, and says that it is still running.
 bool ReadsAsActive(platform::HANDLE thread) {
@@ -87,15 +80,11 @@ std::int32_t DebugEngineSession::RunWaitForEvent(std::uint32_t engineTimeoutMs, 
   PublishWait(thread, event);
   const std::int32_t outcome = AwaitAnswer(thread, param, WaitLimit(engineTimeoutMs, hostWaitMs));
   const bool finished = AwaitEnd(thread);
-  system.CloseHandle(thread);
+  WithdrawWait(thread, finished ? event : nullptr);
   if (finished) {
-    system.CloseHandle(event);
-    WithdrawWait(true);
     system.HeapFree(param);
   } else {
-    // The thread may still come back from the engine and write there. The destructor closes the event.
-    WithdrawWait(false);
-    VARNEL_INTENDED_LEAK(param);
+    VARNEL_INTENDED_LEAK(param);  // the thread may still come back from the engine and write there
   }
   return outcome;
 }
@@ -114,10 +103,17 @@ void DebugEngineSession::PublishWait(platform::HANDLE thread, platform::HANDLE e
   if (previousEvent != nullptr) platform::SystemPort().CloseHandle(previousEvent);
 }
 
-void DebugEngineSession::WithdrawWait(bool finished) {
+// Closes and withdraws under one hold of the lock: a stop finds the handles open or finds none, and can never end a
+// thread that was given the number of a closed one.
+void DebugEngineSession::WithdrawWait(platform::HANDLE thread, platform::HANDLE doneEvent) {
+  platform::System& system = platform::SystemPort();
   const CriticalSectionLock held(lock);
+  system.CloseHandle(thread);
+  if (doneEvent != nullptr) {
+    system.CloseHandle(doneEvent);
+    waitEvent = nullptr;
+  }
   waitThread = nullptr;
-  if (finished) waitEvent = nullptr;
 }
 
 std::int32_t DebugEngineSession::StopSymbolDownload() {

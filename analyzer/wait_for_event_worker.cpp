@@ -3,6 +3,17 @@
 #include "platform/platform.h"
 
 namespace varnel {
+namespace {
+
+constexpr std::uint32_t kPatienceMs = 1000;
+
+}  // namespace
+
+std::uint32_t WaitLimit(std::uint32_t engineTimeoutMs, std::uint32_t hostWaitMs) {
+  if (hostWaitMs != 0) return hostWaitMs;
+  const bool overflows = engineTimeoutMs > platform::kInfinite - kPatienceMs;
+  return overflows ? platform::kInfinite : engineTimeoutMs + kPatienceMs;
+}
 
 // Holds nothing that would have to be destroyed: the thread may leave from inside of either call.
 std::uint32_t WaitForEventWorker(void* parameter) {

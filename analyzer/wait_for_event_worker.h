@@ -18,6 +18,10 @@ struct WaitForEventParam {
   std::int32_t result;               // what it returned
 };
 
+/// How long to wait for the thread's answer, in milliseconds: `hostWaitMs`; when that is 0, a second longer than the
+/// engine's own limit, or without a limit when there is no such number.
+std::uint32_t WaitLimit(std::uint32_t engineTimeoutMs, std::uint32_t hostWaitMs);
+
 /// The thread's body; `parameter` is a WaitForEventParam. 1 when the wait failed, else 0.
 std::uint32_t WaitForEventWorker(void* parameter);
 

@@ -144,6 +144,12 @@ TEST_F(WithSymbols, WaitsWithoutALimitFor0Seconds) {
   EXPECT_EQ(machine.time.now_ms(), 5'000'000u);
 }
 
+TEST_F(WithSymbols, WaitsWithoutALimitWhenTheSecondsComeTo0Milliseconds) {
+  debugger.load_ms = 5'000'000;
+  EXPECT_EQ(Open(1u << 29), 0);  // 2^29 * 1000 is a multiple of 2^32
+  EXPECT_EQ(machine.time.now_ms(), 5'000'000u);
+}
+
 TEST_F(WithSymbols, GoesByTheNarrowPathWithoutTheNewerClientInSilence) {
   debugger.has_client4 = false;
   DebugEngineSession old(kEngineFromSystemFolder);

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <future>
 #include <thread>
 
 #include "tests/analyzer/engine_fixture.h"
@@ -157,6 +159,37 @@ TEST_F(Wait, ASecondWaitClosesTheEventThatTheFirstLeft) {
   EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
   EXPECT_EQ(platform_.handles.open_count(), handles_before_);
 }
+
+TEST_F(Wait, DoesNotSeeAStopThatComesAfterItsLookAndBeforeItsThreadIsKnown) {
+  debugger_.Block("WaitForEvent");
+  const auto session = Make();
+  std::int32_t stopped = -1;
+  plan_.After("CreateThread", 1, [&] { stopped = session->StopSymbolDownload(); });
+  EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
+  EXPECT_EQ(stopped, 0);
+  EXPECT_EQ(platform_.time.now_ms(), 600u);         // its own limit
+  EXPECT_EQ(plan_.CountOf("TerminateThread"), 1u);  // that limit's
+  EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), kCancelled);
+  EXPECT_EQ(platform_.threads.created_count(), 1u);
+}
+
+class ClosedHandle : public Wait, public ::testing::WithParamInterface<unsigned> {};
+
+// The stop comes from a thread of its own, right behind the closing, and has ample time to touch what was closed.
+TEST_P(ClosedHandle, IsNeverTouchedByAStop) {
+  const auto session = Make();
+  std::future<std::int32_t> stopped;
+  plan_.After("CloseHandle", GetParam(), [&] {
+    stopped = std::async(std::launch::async, [&] { return session->StopSymbolDownload(); });
+    stopped.wait_for(std::chrono::milliseconds(200));
+  });
+  EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
+  ASSERT_TRUE(stopped.valid());
+  EXPECT_EQ(stopped.get(), 0);
+  EXPECT_EQ(plan_.CountOf("GetExitCodeThread"), 1u);  // the wait's own
+  EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), kCancelled);
+}
+INSTANTIATE_TEST_SUITE_P(OfTheThreadOrOfTheEvent, ClosedHandle, ::testing::Values(1u, 2u));
 
 TEST_F(Wait, FailsWithoutMemory) {
   const auto session = Make();

@@ -44,5 +44,22 @@ TEST_F(Worker, EndsWith1WhenTheWaitFails) {
   EXPECT_EQ(platform_.threads.WaitForSingleObject(param_.doneEvent, 0), 0u);
 }
 
+TEST(WaitForItsAnswer, LastsAsLongAsTheHostSays) {
+  EXPECT_EQ(WaitLimit(100, 600), 600u);
+  EXPECT_EQ(WaitLimit(platform::kInfinite, 900'000), 900'000u);
+  EXPECT_EQ(WaitLimit(100, platform::kInfinite), platform::kInfinite);
+}
+
+TEST(WaitForItsAnswer, LastsASecondLongerThanTheEnginesWhenTheHostHasNoLimit) {
+  EXPECT_EQ(WaitLimit(0, 0), 1000u);
+  EXPECT_EQ(WaitLimit(100, 0), 1100u);
+  EXPECT_EQ(WaitLimit(0xFFFFFFFF - 1000, 0), 0xFFFFFFFFu);
+}
+
+TEST(WaitForItsAnswer, HasNoLimitWhereASecondMoreOverflows) {
+  EXPECT_EQ(WaitLimit(0xFFFFFFFF - 999, 0), 0xFFFFFFFFu);
+  EXPECT_EQ(WaitLimit(0xFFFFFFFF, 0), 0xFFFFFFFFu);
+}
+
 }  // namespace
 }  // namespace varnel
