@@ -226,7 +226,8 @@ TEST_F(Run, IsStoppedInTheMiddleOfADownload) {
   machine.threads.WaitForSingleObject(thread, platform::kInfinite);
   machine.system.CloseHandle(thread);
   EXPECT_EQ(stopper.answer, 0u);
-  EXPECT_TRUE(with_symbol_.empty());  // neither told nor recorded
+  EXPECT_TRUE(with_symbol_.empty());                    // neither told nor recorded
+  EXPECT_EQ(debugger.calls.CountOf("EndSession"), 0u);  // and the dump is left alone
   EXPECT_EQ(Marker(kMarkerWithSymbol), MarkerBytes({}));
   EXPECT_FALSE(HasCopies());
   EXPECT_EQ(debugger.live_engines(), 0);
@@ -260,11 +261,42 @@ TEST_F(Run, AStopThatCannotEndTheDownloadSaysSoAndWaitsOn) {
   EXPECT_TRUE(Logged("[Warning] StopSymbolDownload failed: 0x80070005, but continuing stop process\n"));
 }
 
+TEST_F(Run, ThatBeginsAfterAStopIsNotStopped) {
+  AddDumps(2);
+  Init();
+  EXPECT_EQ(analyzer.Stop(0), 3u);
+  EXPECT_EQ(StartNoSymbol(), 0);
+  EXPECT_EQ(no_symbol_.size(), 2u);
+}
+
+TEST_F(Run, DoesNotSeeAStopBetweenItsLookAndTheSessionUntilTheDownloadsLimit) {
+  AddDumps(2);
+  Init();
+  debugger.Block("WaitForEvent");
+  debugger.facts.modules[0].symbol_type = 3;  // the kernel's symbols never arrive
+  // The copies are acquired for the pass and then, behind the look at the flag, for the dump.
+  plan.After("InitOnceExecuteOnce", 2, [this] { EXPECT_EQ(analyzer.Stop(0), 1u); });
+  EXPECT_EQ(StartWithSymbol(), kCancelled);
+  EXPECT_EQ(machine.time.now_ms(), 900'000u);
+  ASSERT_EQ(with_symbol_.size(), 1u);  // the one in hand is told as what it is, the next one is not begun
+  EXPECT_EQ(with_symbol_[0].error, "Analysis with symbols failed: HRESULT=0x80070102");
+}
+
 class FirstRun : public Run {
  protected:
   FirstRun() {
     machine.files.Remove(MarkerPath(kMarkerNoSymbol));
     machine.files.Remove(MarkerPath(kMarkerWithSymbol));
+  }
+  /// How many keys a scan opens; the first dump's question to the batch comes next.
+  unsigned KeysOpenedBeforeTheQuestion() {
+    CrashDumpConfigManager manager;
+    TextList dumps;
+    plan.Clear();
+    EXPECT_EQ(manager.GetUnanalyzedDumpsNoSymbol(kProduct, kMarkerNoSymbol, &dumps), 0);
+    const unsigned count = plan.CountOf("RegOpenKeyExW");
+    plan.Clear();
+    return count;
   }
 };
 
@@ -311,22 +343,59 @@ TEST_F(FirstRun, LeavesTheBatchOpenUntilItsLastDumpSucceeds) {
 TEST_F(FirstRun, AsksOnUntilThePassEndsAlthoughTheBatchIsDone) {
   AddDumps(1);
   Init();
-  AddDump(u"8.dmp", "old but new", 10);  // behind the batch in the list
+  AddDump(u"8.dmp", "old but new", 10);  // both behind the batch in the list
+  AddDump(u"7.dmp", "older but new", 9);
+  std::vector<unsigned> opened_keys;
+  on_told = [&] { opened_keys.push_back(plan.CountOf("RegOpenKeyExW")); };
   EXPECT_EQ(StartNoSymbol(), 0);
-  ASSERT_EQ(no_symbol_.size(), 2u);
+  ASSERT_EQ(no_symbol_.size(), 3u);
+  EXPECT_EQ(Dword(u"NoSymbol_Completed"), 1u);
   EXPECT_EQ(Unimportant({no_symbol_[0]}), 1u);
-  EXPECT_EQ(Unimportant({no_symbol_[1]}), 0u);
+  EXPECT_EQ(Unimportant({no_symbol_[1], no_symbol_[2]}), 0u);
+  EXPECT_EQ(opened_keys[2] - opened_keys[1], 1u);  // the question about the last one
+  // At the next run the batch is done from the start, and nobody asks.
+  on_told = nullptr;
+  AddDump(u"6.dmp", "newer", 3000);
+  plan.Clear();
+  EXPECT_EQ(StartNoSymbol(), 0);
+  EXPECT_EQ(no_symbol_.size(), 4u);
+  const unsigned without_batch = plan.CountOf("RegOpenKeyExW");
+  plan.Clear();
+  EXPECT_EQ(StartNoSymbol(), 0);
+  EXPECT_EQ(no_symbol_.size(), 4u);
+  EXPECT_EQ(plan.CountOf("RegOpenKeyExW"), without_batch);
 }
 
 TEST_F(FirstRun, TakesADumpForNewWhoseQueryFails) {
   AddDumps(1);
   Init();
-  // The batch's list is there and cannot be read.
-  const char damaged[] = "no list";
-  machine.registry.Set(kProductKey, u"NoSymbol_FirstRunFileList", 7, damaged, 0);
+  // Behind the key of the batch come two values: whether it is done, and its list.
+  const unsigned before = KeysOpenedBeforeTheQuestion();
+  plan.After("RegOpenKeyExW", before + 1, [this] { plan.Fail({"RegQueryValueExW", 2, false, 5}); });
   EXPECT_EQ(StartNoSymbol(), 0);
+  EXPECT_EQ(plan.failures(), 1u);
   ASSERT_EQ(no_symbol_.size(), 1u);
+  EXPECT_EQ(no_symbol_[0].success, 1);
   EXPECT_EQ(Unimportant(no_symbol_), 0u);
+  EXPECT_EQ(Dword(u"NoSymbol_FirstRunCompletedCount"), 0u);  // so it does not count for the batch
+}
+
+TEST_F(FirstRun, DoesNotSeeAStopBetweenItsLookAndTheAnalysisBeforeTheNextDump) {
+  AddDumps(2);
+  Init();
+  plan.After("RegOpenKeyExW", KeysOpenedBeforeTheQuestion() + 1, [this] { EXPECT_EQ(analyzer.Stop(0), 1u); });
+  EXPECT_EQ(StartNoSymbol(), kCancelled);
+  EXPECT_EQ(no_symbol_.size(), 1u);
+}
+
+TEST_F(FirstRun, WithSymbolsSeesSuchAStopBeforeItMakesASession) {
+  AddDumps(2);
+  Init();
+  plan.After("RegOpenKeyExW", KeysOpenedBeforeTheQuestion() + 1, [this] { EXPECT_EQ(analyzer.Stop(0), 1u); });
+  EXPECT_EQ(StartWithSymbol(), kCancelled);
+  EXPECT_TRUE(with_symbol_.empty());
+  EXPECT_EQ(debugger.calls.CountOf("DebugCreate"), 0u);
+  EXPECT_FALSE(HasCopies());
 }
 
 }  // namespace
