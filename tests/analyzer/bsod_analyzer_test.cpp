@@ -80,6 +80,22 @@ TEST_F(FrontEnd, AfterAFailedInitUninitGives1) {
   EXPECT_TRUE(Logged("[StartBsodAnalyzer] Error: Not initialized\n"));
 }
 
+TEST_F(FrontEnd, ASecondInitInsideTheFirstIsAnsweredAtOnceThoughNothingIsReadyYet) {
+  AddDumps(1);
+  std::vector<std::int32_t> answers;
+  plan.After("CreateFolders", 1, [&] {  // in the middle of the first one's preparing
+    answers.push_back(InitBsodAnalyzer(kGuid));
+    answers.push_back(InitBsodAnalyzer(u"{another}"));
+    answers.push_back(Start());
+    answers.push_back(static_cast<std::int32_t>(StopBsodAnalyzer(0)));
+  });
+  EXPECT_EQ(InitBsodAnalyzer(kGuid), 0);
+  EXPECT_EQ(answers, (std::vector<std::int32_t>{1, Hr(0x800700B7), kEFail, 3}));
+  EXPECT_TRUE(no_symbol_.empty());
+  EXPECT_EQ(Start(), 0);
+  EXPECT_EQ(no_symbol_.size(), 1u);
+}
+
 TEST_F(FrontEnd, RunsInTheCallersCall) {
   AddDumps(2);
   ASSERT_EQ(InitBsodAnalyzer(kGuid), 0);

@@ -1,5 +1,6 @@
 // The setup switched on: this program compiles its file once more, and the linker takes that in place of the module's.
 #include "analyzer/analyzer_lock.h"
+#include "analyzer/bsod_analyzer_object.h"
 #include "analyzer/bsod_install_config.h"
 #include "tests/analyzer/analyzer_fixture.h"
 #include "tests/support/heap_faults.h"
@@ -260,6 +261,19 @@ TEST_F(EnabledInstallConfig, TheStartsSetupWithoutTheSettingsKeyFails) {
   EXPECT_EQ(Configure(), kEFail);
   EXPECT_TRUE(Logged("[Error] GetCurrentConfig failed: 0x80004005\n"));
   EXPECT_EQ(found, 0);
+}
+
+TEST_F(EnabledInstallConfig, AnAnalyzerThatCannotConfigureTheDumpsDoesNotInitialize) {
+  machine.system.elevated = false;
+  BsodAnalyzer analyzer(kProduct);
+  plan.Clear();
+  EXPECT_EQ(analyzer.Initialize(), kEAccessDenied);
+  EXPECT_TRUE(Logged("[Error] ConfigureBsodDump failed: 0x80070005\n"));
+  EXPECT_EQ(plan.CountOf("CreateFolders"), 0u);  // nothing was prepared
+  ExpectNothingHeld();                           // the state is gone
+  EXPECT_EQ(
+      analyzer.Start([](std::uint8_t, const std::string&, const std::string&, void*) {}, nullptr, nullptr, nullptr),
+      kEFail);
 }
 
 }  // namespace

@@ -16,6 +16,19 @@ class SymbolDlls : public RunFixture {
     plan.Clear();
   }
   bool Has(const std::u16string& name) const { return machine.files.Exists(kHostFolder + u"\\" + name); }
+  /// The files that the log names as not deleted for want of access, in its order.
+  std::vector<std::string> NotDeleted() const {
+    const std::string begin = "[Error] Failed to delete ";
+    const std::string end = ": 0x00000005\n";
+    std::vector<std::string> names;
+    for (const std::string& line : machine.system.DebugLines()) {
+      const std::size_t at = line.find(begin);
+      EXPECT_TRUE(at != std::string::npos && line.ends_with(end)) << line;
+      if (at == std::string::npos) continue;
+      names.push_back(line.substr(at + begin.size(), line.size() - end.size() - at - begin.size()));
+    }
+    return names;
+  }
 };
 
 TEST_F(SymbolDlls, StandInTheHostsFolderWhileTheyAreUsed) {
@@ -131,6 +144,36 @@ TEST_F(SymbolDlls, NeedASourceFolder) {
   EXPECT_EQ(AcquireSymbolDlls(), 0);
   EXPECT_TRUE(HasCopies());  // the failed acquire counted nothing
   ReleaseSymbolDlls();
+}
+
+TEST_F(SymbolDlls, NeedTheHostsFolder) {
+  machine.system.host_path = u"\\wardlet.exe";  // nothing stands before its backslash
+  EXPECT_EQ(StaticInitialize(kProductData), 0);
+  EXPECT_EQ(AcquireSymbolDlls(), kEFail);
+  EXPECT_TRUE(Logged("[Error] Process directory not set, please call StaticInitialize first\n"));
+  EXPECT_EQ(plan.CountOf("CopyFileW"), 0u);
+  machine.system.host_path = kHostFolder + u"\\wardlet.exe";
+  EXPECT_EQ(StaticInitialize(kProductData), 0);
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  EXPECT_TRUE(HasCopies());  // the failed acquire counted nothing
+  ReleaseSymbolDlls();
+}
+
+TEST_F(SymbolDlls, AreDeletedAtTheStartInTheirOrderEachWithItsLine) {
+  plan.FailForEver("DeleteFileW", 5);
+  EXPECT_EQ(StaticInitialize(kProductData), 0);
+  EXPECT_EQ(NotDeleted(), (std::vector<std::string>{"dbghelp.dll", "dbgeng.dll", "symsrv.dll", "symsrv.yes"}));
+}
+
+TEST_F(SymbolDlls, AreDeletedAtTheReleaseInAnotherOrderEachWithItsLine) {
+  const std::vector<std::string> order = {"dbghelp.dll", "symsrv.dll", "dbgeng.dll", "symsrv.yes"};
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  plan.FailForEver("DeleteFileW", 5);
+  ReleaseSymbolDlls();
+  EXPECT_EQ(NotDeleted(), order);
+  machine.system.ClearDebug();
+  DeleteSymbolDlls();
+  EXPECT_EQ(NotDeleted(), order);
 }
 
 TEST_F(SymbolDlls, NeedTheSystemFolder) {
