@@ -108,7 +108,7 @@ struct DEBUG_REGISTER_DESCRIPTION {
 };
 static_assert(sizeof(DEBUG_REGISTER_DESCRIPTION) == 32);
 
-struct MEMORY_BASIC_INFORMATION64 {
+struct alignas(16) MEMORY_BASIC_INFORMATION64 {
   std::uint64_t BaseAddress;
   std::uint64_t AllocationBase;
   std::uint32_t AllocationProtect;
@@ -119,7 +119,8 @@ struct MEMORY_BASIC_INFORMATION64 {
   std::uint32_t Type;
   std::uint32_t alignment2;
 };
-static_assert(sizeof(MEMORY_BASIC_INFORMATION64) == 48 && offsetof(MEMORY_BASIC_INFORMATION64, Protect) == 36);
+static_assert(sizeof(MEMORY_BASIC_INFORMATION64) == 48 && alignof(MEMORY_BASIC_INFORMATION64) == 16 &&
+              offsetof(MEMORY_BASIC_INFORMATION64, Protect) == 36);
 
 /// What the version resource's block "\" holds.
 struct VS_FIXEDFILEINFO {

@@ -69,6 +69,7 @@ void* ThreadObject::Main(void* shared) {
 
 void ThreadObject::Run() {
   if (setjmp(at_start_) != 0) return;
+  if (CurrentWasEnded()) return;  // before it began
   WriteExitCode(start_(parameter_));
 }
 

@@ -23,12 +23,14 @@ void Join(const std::shared_ptr<ThreadObject>& thread) {
 
 TEST(ThreadObjects, AThreadThatIsEndedWhileItWorksGoesOnToWhereItLeavesAndNoFurther) {
   struct Shared {
+    std::atomic<bool> begun{false};
     std::atomic<bool> ended{false};
     std::atomic<int> steps{0};
   } shared;
   const auto thread = Start(
       [](void* parameter) -> std::uint32_t {
         auto* all = static_cast<Shared*>(parameter);
+        all->begun.store(true);
         while (!all->ended.load()) std::this_thread::yield();
         all->steps.store(1);
         if (ThreadObject::CurrentWasEnded()) ThreadObject::Leave();
@@ -36,6 +38,7 @@ TEST(ThreadObjects, AThreadThatIsEndedWhileItWorksGoesOnToWhereItLeavesAndNoFurt
         return 3;
       },
       &shared);
+  while (!shared.begun.load()) std::this_thread::yield();
   thread->End(1223);
   EXPECT_EQ(thread->exit_code(), 1223u);
   EXPECT_FALSE(thread->TryTake());  // it has not left yet
@@ -87,6 +90,21 @@ TEST(ThreadObjects, EndingRacesWithReturningWithoutHarm) {
     Join(thread);
     EXPECT_TRUE(thread->exit_code() == 1 || thread->exit_code() == 2);
   }
+}
+
+TEST(ThreadObjects, AThreadThatIsEndedBeforeItBeginsRunsNothing) {
+  std::atomic<int> steps{0};
+  const auto thread = std::make_shared<ThreadObject>(
+      [](void* parameter) -> std::uint32_t {
+        static_cast<std::atomic<int>*>(parameter)->fetch_add(1);
+        return 11;
+      },
+      &steps);
+  thread->End(12);
+  EXPECT_EQ(ThreadObject::Start(thread), 0u);
+  Join(thread);
+  EXPECT_EQ(steps.load(), 0);
+  EXPECT_EQ(thread->exit_code(), 12u);
 }
 
 TEST(ThreadObjects, AThreadThatNobodyMadeHereIsNeverEnded) {
