@@ -1,9 +1,9 @@
 #include "tests/support/faulty_debugger.h"
 
 #include <atomic>
-#include <cstring>
 
 #include "platform/debugger/engine_stub.h"
+#include "tests/support/named_interfaces.h"
 
 namespace varnel::testing {
 namespace {
@@ -15,22 +15,6 @@ struct Decoration {
   FaultPlan* plan;
 };
 std::atomic<const Decoration*> g_current{nullptr};
-
-struct NamedInterface {
-  const GUID* id;
-  const char* call;
-};
-constexpr NamedInterface kInterfaces[] = {
-    {&platform::kIidDebugClient4, "QueryInterface(IDebugClient4)"},
-    {&platform::kIidDebugControl, "QueryInterface(IDebugControl)"},
-    {&platform::kIidDebugControl4, "QueryInterface(IDebugControl4)"},
-    {&platform::kIidDebugSymbols3, "QueryInterface(IDebugSymbols3)"},
-    {&platform::kIidDebugSystemObjects, "QueryInterface(IDebugSystemObjects)"},
-    {&platform::kIidDebugDataSpaces, "QueryInterface(IDebugDataSpaces)"},
-    {&platform::kIidDebugDataSpaces2, "QueryInterface(IDebugDataSpaces2)"},
-    {&platform::kIidDebugRegisters, "QueryInterface(IDebugRegisters)"},
-    {&platform::kIidDebugAdvanced, "QueryInterface(IDebugAdvanced)"},
-};
 
 /// An interface of the engine below, held for the decorator's life; null when that engine lacks it.
 template <typename Interface>
@@ -57,9 +41,8 @@ class FaultyEngine final : public platform::DebugEngineStub {
 
   HRESULT QueryInterface(const GUID& id, void** object) override {
     *object = nullptr;
-    for (const NamedInterface& known : kInterfaces) {
-      if (std::memcmp(known.id, &id, sizeof(GUID)) != 0) continue;
-      if (const auto code = plan_->Called(known.call)) return static_cast<HRESULT>(*code);
+    if (const char* const call = CallOf(id)) {
+      if (const auto code = plan_->Called(call)) return static_cast<HRESULT>(*code);
     }
     // The engine below decides what there is.
     void* below = nullptr;

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "platform/platform.h"
+#include "tests/support/named_interfaces.h"
 
 namespace varnel::testing {
 namespace {
@@ -15,29 +16,6 @@ constexpr HRESULT kFail = static_cast<HRESULT>(0x80004005);
 constexpr HRESULT kInvalidArgument = static_cast<HRESULT>(0x80070057);
 constexpr HRESULT kReadFault = static_cast<HRESULT>(0x8007001E);
 constexpr HRESULT kCut = 1;
-
-struct NamedInterface {
-  const GUID* id;
-  const char* call;
-};
-constexpr NamedInterface kInterfaces[] = {
-    {&platform::kIidDebugClient4, "QueryInterface(IDebugClient4)"},
-    {&platform::kIidDebugControl, "QueryInterface(IDebugControl)"},
-    {&platform::kIidDebugControl4, "QueryInterface(IDebugControl4)"},
-    {&platform::kIidDebugSymbols3, "QueryInterface(IDebugSymbols3)"},
-    {&platform::kIidDebugSystemObjects, "QueryInterface(IDebugSystemObjects)"},
-    {&platform::kIidDebugDataSpaces, "QueryInterface(IDebugDataSpaces)"},
-    {&platform::kIidDebugDataSpaces2, "QueryInterface(IDebugDataSpaces2)"},
-    {&platform::kIidDebugRegisters, "QueryInterface(IDebugRegisters)"},
-    {&platform::kIidDebugAdvanced, "QueryInterface(IDebugAdvanced)"},
-};
-
-const char* CallOf(const GUID& id) {
-  for (const NamedInterface& known : kInterfaces) {
-    if (std::memcmp(known.id, &id, sizeof(GUID)) == 0) return known.call;
-  }
-  return "QueryInterface";
-}
 
 /// A text as the engine gives it: the size with its NUL, and as much as there is room for.
 HRESULT GiveText(std::string_view text, char* buffer, std::uint32_t buffer_size, std::uint32_t* size) {
@@ -68,7 +46,8 @@ void ScriptedEngine::Destroy() {
 }
 
 HRESULT ScriptedEngine::QueryInterface(const GUID& id, void** object) {
-  const char* const call = CallOf(id);
+  const char* const named = CallOf(id);
+  const char* const call = named != nullptr ? named : "QueryInterface";
   *object = nullptr;
   if (const auto result = debugger_->Begin(call)) return *result;
   if (!debugger_->has_client4 && std::string_view(call) == "QueryInterface(IDebugClient4)")
