@@ -98,7 +98,7 @@ std::int32_t BsodAnalyzer::RunWithSymbolPass(AnalysisState* run) {
     if (run->stopRequested) return kHresultCancelled;
     const bool isFirstRunDump = IsFirstRunDump(run, pass, path);
     std::string report;
-    const std::int32_t result = AnalyzeDumpWithSymbol(run, path, run->symbolCachePath, &report, isFirstRunDump ? 0 : 1);
+    const std::int32_t result = AnalyzeDumpWithSymbol(path, run->symbolCachePath, &report, isFirstRunDump ? 0 : 1);
     if (result == kHresultCancelled) return result;
     Tell(pass, result, report);
     if (!Failed(result)) Record(run, pass, path, isFirstRunDump);

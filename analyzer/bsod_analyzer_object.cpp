@@ -104,6 +104,11 @@ std::shared_ptr<AnalysisState> BsodAnalyzer::TakeState() {
   return std::exchange(state, nullptr);
 }
 
+std::shared_ptr<AnalysisState> BsodAnalyzer::ShareState() {
+  const CriticalSectionLock held(lock);
+  return state;
+}
+
 void BsodAnalyzer::DropState() {
   const std::shared_ptr<AnalysisState> dropped = TakeState();
   // Whoever still holds it sees at once what its end would have told.
@@ -184,11 +189,7 @@ std::int32_t BsodAnalyzer::Uninitialize() {
 
 void BsodAnalyzer::Dispose() {
   disposed_ = true;
-  std::shared_ptr<AnalysisState> ended;
-  {
-    const CriticalSectionLock held(lock);
-    ended = state;
-  }
+  const std::shared_ptr<AnalysisState> ended = ShareState();
   bool complete = true;
   if (running) {
     Stop(kLastWaitMs);

@@ -43,6 +43,12 @@ class BsodAnalyzer {
                      BsodDumpCallBackFunction callbackWithSymbol, void* contextWithSymbol);
   /// Asks the run to end and waits at most `timeoutMs` for it. A number from above.
   std::uint32_t Stop(std::uint32_t timeoutMs);
+  /// The report of one dump with the kernel's symbols, from a symbol server by way of `symbolCacheDir`; blocks for up
+  /// to 900 seconds. `report` takes the text; `importance`, 0 or 1, goes into it. An HRESULT; on a failure there is no
+  /// text. The session stands in the state meanwhile, so that a stop can end the download: then, and when the analyzer
+  /// has no state any more, the result is 0x800704C7. Called on the thread of the run.
+  std::int32_t AnalyzeDumpWithSymbol(const std::u16string& dumpPath, const std::u16string& symbolCacheDir,
+                                     std::string* report, std::uint8_t importance) noexcept;
   /// Removes private copies and downloaded symbols. An HRESULT.
   std::int32_t Uninitialize();
   /// The end of the object, in the steps of its owner; the memory stays for a stop that is still at work in it. Once.
@@ -54,6 +60,7 @@ class BsodAnalyzer {
   std::int32_t MakeState() VARNEL_REQUIRES(lock);
   void DropState();
   std::shared_ptr<AnalysisState> TakeState();
+  std::shared_ptr<AnalysisState> ShareState();
   std::int32_t RunAnalysis(AnalysisState* run);
   std::int32_t RunNoSymbolPass(AnalysisState* run);
   std::int32_t RunWithSymbolPass(AnalysisState* run);

@@ -1,6 +1,6 @@
 #include "analyzer/dump_report.h"
 
-#include "analyzer/analysis_state.h"
+#include "analyzer/bsod_analyzer_object.h"
 #include "analyzer/debug_engine_session.h"
 #include "analyzer/engine_results.h"
 #include "analyzer/out_of_memory.h"
@@ -63,16 +63,16 @@ std::int32_t AnalyzeDumpNoSymbol(const std::u16string& dumpPath, std::string* re
   });
 }
 
-std::int32_t AnalyzeDumpWithSymbol(AnalysisState* state, const std::u16string& dumpPath,
-                                   const std::u16string& symbolCacheDir, std::string* report,
-                                   std::uint8_t importance) noexcept {
+std::int32_t BsodAnalyzer::AnalyzeDumpWithSymbol(const std::u16string& dumpPath, const std::u16string& symbolCacheDir,
+                                                 std::string* report, std::uint8_t importance) noexcept {
   return WithinMemory([&]() -> std::int32_t {
-    if (state->stopRequested) return kHresultCancelled;
+    const std::shared_ptr<AnalysisState> run = ShareState();
+    if (run == nullptr || run->stopRequested) return kHresultCancelled;
     const std::int32_t acquired = AcquireSymbolDlls();
     if (Failed(acquired)) return acquired;
     // In this order: the session, which ends first, holds the engine loaded from the folder that the release cleans.
     const AcquiredSymbolDlls dlls;
-    const SymbolSession session(state);
+    const SymbolSession session(run.get());
     return ReportWithSymbol(session.get(), dumpPath, symbolCacheDir, report, importance);
   });
 }

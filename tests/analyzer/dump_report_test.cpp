@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "analyzer/bsod_analyzer_object.h"
 #include "tests/analyzer/run_fixture.h"
 #include "tests/support/cjson_faults.h"
 
@@ -19,7 +20,8 @@ constexpr std::uint64_t kDriver = 0xFFFFF80010000000;
 
 class DumpReport : public RunFixture {
  protected:
-  DumpReport() : state(kProduct) { EXPECT_EQ(StaticInitialize(state.productDataPath), 0); }
+  DumpReport() { EXPECT_EQ(analyzer.Initialize(), 0); }
+  ~DumpReport() override { EXPECT_EQ(analyzer.Uninitialize(), 0); }
 
   /// Everything that a dump can tell.
   void FillFacts() {
@@ -44,10 +46,10 @@ class DumpReport : public RunFixture {
   }
   std::int32_t NoSymbol(std::uint8_t importance = 1) { return AnalyzeDumpNoSymbol(kDump, &report, importance); }
   std::int32_t WithSymbol(std::uint8_t importance = 1) {
-    return AnalyzeDumpWithSymbol(&state, kDump, state.symbolCachePath, &report, importance);
+    return analyzer.AnalyzeDumpWithSymbol(kDump, kHostFolder + u"\\sym", &report, importance);
   }
 
-  AnalysisState state;
+  BsodAnalyzer analyzer{kProduct};
   std::string report;
 };
 
@@ -99,7 +101,7 @@ TEST_F(DumpReport, WithSymbolsTellsNamesProcessAndVersion) {
   EXPECT_EQ(debugger.live_engines(), 0);
   EXPECT_EQ(debugger.calls.CountOf("EndSession"), 1u);
   EXPECT_FALSE(HasCopies());
-  EXPECT_FALSE(HasSession(&state));
+  EXPECT_EQ(debugger.live_engines(), 0);
 }
 
 /// Fails every fact but the system's.
@@ -203,7 +205,7 @@ TEST_F(DumpReport, NeedsAnEngine) {
   debugger.calls.FailForEver("DebugCreate", 0x80004005);
   EXPECT_EQ(NoSymbol(), kEFail);
   EXPECT_EQ(WithSymbol(), kEFail);
-  EXPECT_FALSE(HasSession(&state));
+  EXPECT_EQ(debugger.live_engines(), 0);
   EXPECT_FALSE(HasCopies());
 }
 
@@ -211,15 +213,16 @@ TEST_F(DumpReport, GivesTheFailureToOpenAndLeavesNothingBehind) {
   debugger.calls.FailForEver("OpenDumpFileWide", 0x8007000B);
   EXPECT_EQ(NoSymbol(), Hr(0x8007000B));
   EXPECT_EQ(WithSymbol(), Hr(0x8007000B));
-  EXPECT_FALSE(HasSession(&state));
+  EXPECT_EQ(debugger.live_engines(), 0);
   EXPECT_FALSE(HasCopies());
   EXPECT_EQ(debugger.live_engines(), 0);
 }
 
-TEST_F(DumpReport, WithSymbolsIsNotBegunAfterAStop) {
-  state.stopRequested = true;
+TEST_F(DumpReport, WithSymbolsIsNotBegunWithoutAState) {
+  ASSERT_EQ(analyzer.Uninitialize(), 0);
   EXPECT_EQ(WithSymbol(), kCancelled);
   EXPECT_EQ(debugger.calls.CountOf("DebugCreate"), 0u);
+  EXPECT_FALSE(HasCopies());
 }
 
 TEST_F(DumpReport, WithSymbolsNeedsTheCopies) {
@@ -242,28 +245,6 @@ TEST_F(DumpReport, WithSymbolsComesWhenTheyArrivedAlthoughTheWaitRanOut) {
   debugger.Block("WaitForEvent");
   EXPECT_EQ(WithSymbol(), 0);
   EXPECT_EQ(machine.time.now_ms(), 900'000u);
-}
-
-TEST_F(DumpReport, WithSymbolsIsEndedByAStopWithTheDumpLeftAlone) {
-  debugger.Block("WaitForEvent");
-  struct Stopper {
-    ScriptedPlatform* machine;
-    AnalysisState* state;
-    static std::uint32_t Run(void* parameter) {
-      const auto* const self = static_cast<Stopper*>(parameter);
-      self->machine->threads.Sleep(5000);
-      const CriticalSectionLock held(self->state->sessionLock);
-      EXPECT_EQ(self->state->session->StopSymbolDownload(), 0);
-      return 0;
-    }
-  } stopper{&machine, &state};
-  const platform::HANDLE thread = machine.threads.CreateThread(&Stopper::Run, &stopper);
-  EXPECT_EQ(WithSymbol(), kCancelled);
-  EXPECT_EQ(machine.time.now_ms(), 5000u);
-  EXPECT_EQ(debugger.calls.CountOf("EndSession"), 0u);
-  EXPECT_FALSE(HasSession(&state));
-  EXPECT_FALSE(HasCopies());
-  machine.system.CloseHandle(thread);
 }
 
 TEST_F(DumpReport, IsWholeOrFailsWithoutMemoryForJson) {
