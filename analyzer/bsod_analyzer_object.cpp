@@ -3,7 +3,6 @@
 #include <new>
 #include <utility>
 
-#include "analyzer/bsod_install_config.h"
 #include "analyzer/engine_results.h"
 #include "analyzer/out_of_memory.h"
 #include "analyzer/symbol_dlls.h"
@@ -56,7 +55,7 @@ std::int32_t BsodAnalyzer::Initialize() {
     if (Failed(result) || state == nullptr) return result;
     made = state;
   }
-  std::int32_t result = ConfigureBsodDump(&made->configManager, productGuid, &made->installConfigFound);
+  std::int32_t result = ConfigureBsodDump(made.get());
   if (Failed(result)) {
     WrapLogPrint(LOG_ERROR, u"[Error] ConfigureBsodDump failed: 0x%08X\n", Printed(result));
   } else {

@@ -37,6 +37,10 @@ class BsodAnalyzer {
 
   /// Finds the machine's places and settles the first run. An HRESULT; 0 also when that was done before.
   std::int32_t Initialize();
+  /// The setup of the machine's crash dumps at the analyzer's start. It is switched off, as that of
+  /// bsod_install_config.h: 0, with nothing asked or changed. Switched on: the same steps without a check of its own
+  /// for elevation, and nothing is put back; `installConfigFound` of the state becomes 1 when there is a valid backup.
+  std::int32_t ConfigureBsodDump(AnalysisState* made) const noexcept;
   /// Carries out one run. 0 when it came to its end, also when a run is in progress already; 0x800704C7 when it was
   /// stopped. At least one callback must not be null.
   std::int32_t Start(BsodDumpCallBackFunction callbackNoSymbol, void* contextNoSymbol,

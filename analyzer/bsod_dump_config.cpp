@@ -1,4 +1,5 @@
 // The setup at the analyzer's start.
+#include "analyzer/bsod_analyzer_object.h"
 #include "analyzer/bsod_install_config.h"
 #include "analyzer/bsod_setup_steps.h"
 #include "analyzer/out_of_memory.h"
@@ -42,11 +43,12 @@ std::int32_t StartOver(CrashDumpConfigManager* manager, const std::u16string& ke
 
 }  // namespace
 
-std::int32_t ConfigureBsodDump(CrashDumpConfigManager* manager, const std::u16string& productGuid,
-                               std::uint8_t* installConfigFound) noexcept {
+std::int32_t BsodAnalyzer::ConfigureBsodDump(AnalysisState* made) const noexcept {
   if (!BsodInstallConfigEnabled) return kHresultOk;
-  return WithinMemory(
-      [&] { return StartOver(manager, u"SOFTWARE\\KelvoCLSID\\GlobalCfg\\" + productGuid, installConfigFound); });
+  return WithinMemory([&] {
+    return StartOver(&made->configManager, u"SOFTWARE\\KelvoCLSID\\GlobalCfg\\" + productGuid,
+                     &made->installConfigFound);
+  });
 }
 
 }  // namespace varnel

@@ -1,5 +1,6 @@
-// The setup of the machine's crash dumps at install and at the analyzer's start, so that dumps and crash events are
-// written at all. It is switched off: the module reads those settings and leaves them as they are.
+// The setup of the machine's crash dumps at install and at the analyzer's start (BsodAnalyzer::ConfigureBsodDump), so
+// that dumps and crash events are written at all. It is switched off: the module reads those settings and leaves them
+// as they are.
 #pragma once
 
 #include <cstdint>
@@ -23,12 +24,5 @@ constexpr bool BsodInstallConfigEnabled = VARNEL_BSOD_INSTALL_CONFIG_ENABLED;
 /// and the machine restart. E_INVALIDARG for an empty `productGuid`, E_ACCESSDENIED in a process that is not elevated,
 /// else what the first failing step gave; from the dumps on a failure puts the settings back.
 std::int32_t SetBsodInstallConfig(const char16_t* productGuid) noexcept;
-
-/// For the analyzer's start. Switched off: 0, with nothing asked or changed.
-///
-/// Switched on: the same steps without a check of its own for elevation, and nothing is put back.
-/// `installConfigFound` becomes 1 when there is a valid backup.
-std::int32_t ConfigureBsodDump(CrashDumpConfigManager* manager, const std::u16string& productGuid,
-                               std::uint8_t* installConfigFound) noexcept;
 
 }  // namespace varnel

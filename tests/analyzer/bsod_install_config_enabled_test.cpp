@@ -26,9 +26,13 @@ class EnabledInstallConfig : public AnalyzerTest {
     return result;
   }
   std::int32_t Configure() {
-    CrashDumpConfigManager manager;
-    found = 0;
-    const std::int32_t result = ConfigureBsodDump(&manager, kProduct, &found);
+    std::int32_t result = 0;
+    {
+      const BsodAnalyzer analyzer(kProduct);
+      AnalysisState state(kProduct);
+      result = analyzer.ConfigureBsodDump(&state);
+      found = state.installConfigFound;
+    }
     ExpectNothingHeld();
     return result;
   }
@@ -221,7 +225,7 @@ TEST_F(EnabledInstallConfig, TheStartsSetupDoesTheSameWithoutACheckOfItsOwnOrALo
   EXPECT_EQ(Control(u"LogEvent"), 1u);
   EXPECT_EQ(Control(u"AutoReboot"), 1u);
   EXPECT_EQ(Kept(u"DumpType"), 0u);
-  EXPECT_EQ(plan.CountOf("InitializeCriticalSection"), 0u);
+  EXPECT_FALSE(TheAnalyzerLock().IsReady());
   EXPECT_EQ(Configure(), 0);
   EXPECT_EQ(found, 1);
   EXPECT_TRUE(Logged("[SetBsodInstallConfig] Valid backup already exists, skipping backup\n"));

@@ -1,5 +1,6 @@
 #include "analyzer/bsod_install_config.h"
 
+#include "analyzer/bsod_analyzer_object.h"
 #include "tests/analyzer/analyzer_fixture.h"
 
 namespace varnel {
@@ -30,11 +31,12 @@ TEST_F(BsodInstallConfig, SwitchedOffAnswers0InAProcessThatIsNotElevatedAndLeave
 }
 
 TEST_F(BsodInstallConfig, SwitchedOffTheStartsSetupDoesNothingEither) {
-  CrashDumpConfigManager manager;
+  const BsodAnalyzer analyzer(kProduct);
+  AnalysisState state(kProduct);
   plan.Clear();
-  std::uint8_t found = 7;
-  EXPECT_EQ(ConfigureBsodDump(&manager, kProduct, &found), 0);
-  EXPECT_EQ(found, 7);
+  state.installConfigFound = 7;
+  EXPECT_EQ(analyzer.ConfigureBsodDump(&state), 0);
+  EXPECT_EQ(state.installConfigFound, 7);
   EXPECT_TRUE(plan.Calls().empty());
 }
 
