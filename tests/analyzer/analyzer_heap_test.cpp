@@ -77,6 +77,47 @@ TEST_F(WithoutHeap, AnAnalyzerThatCouldNotBeMadeLeavesNothingAndTheNextOneIsMade
   EXPECT_EQ(machine.handles.open_count(), 0u);
 }
 
+/// What an analyzer that could not initialize tells of its first run's state, for every allocation that can fail.
+class FirstRunWithoutHeap : public WithoutHeap {
+ protected:
+  bool SomeFailureTells(const std::string& line) {
+    bool told = false;
+    bool failed = true;
+    for (unsigned nth = 1; failed && !told; ++nth) {
+      BsodAnalyzer analyzer(kProduct);
+      machine.system.ClearDebug();
+      std::int32_t result = 0;
+      {
+        const HeapFaults faults(nth);
+        result = analyzer.Initialize();
+        failed = faults.failed();
+      }
+      told = machine.system.Logged(line);
+      EXPECT_TRUE(!told || result == kNoMemory || result == kFail) << nth;
+      EXPECT_EQ(analyzer.Uninitialize(), 0) << nth;
+    }
+    return told;
+  }
+  void PutMarkers() {
+    for (const char16_t* name : {u"\\analyzed_dumps_nosym.dat", u"\\analyzed_dumps_sym.dat"}) {
+      machine.files.AddFile(u"C:\\ProgramData\\KelvoVarnels\\GlobalCfg\\" + kProduct + name, "\xFF\xFE");
+    }
+    machine.registry.MakeKey(u"SOFTWARE\\KelvoCLSID\\GlobalCfg\\" + kProduct);
+  }
+};
+
+TEST_F(FirstRunWithoutHeap, CannotBeAskedForOneKindOrTheOther) {
+  EXPECT_TRUE(SomeFailureTells("[Error] Failed to check first run status (no symbol): 0x8"));
+  machine.files.Remove(u"C:\\ProgramData\\KelvoVarnels\\GlobalCfg");
+  EXPECT_TRUE(SomeFailureTells("[Error] Failed to check first run status (with symbol): 0x8"));
+}
+
+TEST_F(FirstRunWithoutHeap, CannotBeTakenUpForOneKindOrTheOther) {
+  PutMarkers();
+  EXPECT_TRUE(SomeFailureTells("[Error] Failed to query first run status (no symbol): 0x8007000E\n"));
+  EXPECT_TRUE(SomeFailureTells("[Error] Failed to query first run status (with symbol): 0x8007000E\n"));
+}
+
 TEST_F(WithoutHeap, CopiesThatCouldNotBeMadeCountForNobody) {
   ASSERT_EQ(StaticInitialize(kSource), 0);
   bool failed = true;

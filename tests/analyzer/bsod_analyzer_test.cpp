@@ -170,6 +170,31 @@ TEST_F(FrontEnd, UninitEndsARunOnAnotherThread) {
   EXPECT_EQ(StopBsodAnalyzer(0), 3u);
 }
 
+TEST_F(FrontEnd, UninitSaysThatANewRunKeepsItFromCleaningUpAndGoesOn) {
+  AddDumps(2);
+  ASSERT_EQ(InitBsodAnalyzer(kGuid), 0);
+  const auto run = [](void*) -> std::uint32_t {
+    return static_cast<std::uint32_t>(StartBsodAnalyzer(&TakeNoSymbol, nullptr, nullptr, nullptr));
+  };
+  debugger.Block("WaitForEvent");  // each dump takes the short wait's 600 ms
+  const platform::HANDLE first = machine.threads.CreateThread(run, nullptr);
+  machine.threads.Sleep(100);
+  // The next wait that begins is the uninit's. Behind its end comes a new run.
+  platform::HANDLE second = nullptr;
+  plan.After("WaitForSingleObject", 1, [&] {
+    second = machine.threads.CreateThread(run, nullptr);
+    machine.threads.Sleep(100);
+  });
+  EXPECT_EQ(UninitBsodAnalyzer(), 0);
+  EXPECT_TRUE(Logged("[UninitBsodAnalyzer] Warning: Uninit failed: 0x80004005\n"));
+  for (const platform::HANDLE thread : {first, second}) {
+    ASSERT_NE(thread, nullptr);
+    machine.threads.WaitForSingleObject(thread, platform::kInfinite);
+    machine.system.CloseHandle(thread);
+  }
+  EXPECT_EQ(no_symbol_.size(), 2u);  // one from each run
+}
+
 TEST_F(FrontEnd, AStopThatMeetsAnUninitFindsTheObjectAlive) {
   AddDumps(1);
   ASSERT_EQ(InitBsodAnalyzer(kGuid), 0);
