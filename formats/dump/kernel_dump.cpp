@@ -4,6 +4,9 @@
 #include <utility>
 
 #include "formats/dump/dump_memory.h"
+#include "formats/dump/live_lists.h"
+#include "formats/dump/paged_memory.h"
+#include "formats/dump/processors.h"
 #include "formats/dump/secondary_data.h"
 #include "formats/dump/triage_lists.h"
 #include "formats/dump/triage_memory.h"
@@ -14,6 +17,7 @@ struct KernelDump::Lists {
   std::optional<std::vector<DumpModule>> modules;
   std::optional<std::vector<DumpUnloadedModule>> unloaded;
   std::optional<SecondaryDataChain> secondary;
+  std::optional<std::optional<std::uint32_t>> crashing;
 };
 
 KernelDump::KernelDump(std::shared_ptr<const DumpSource> source, DumpHeader header)
@@ -27,13 +31,25 @@ OpenedDump KernelDump::Open(std::shared_ptr<const DumpSource> source) {
   if (problem != DumpProblem::kNone) return {nullptr, problem};
   OpenedDump out{std::unique_ptr<KernelDump>(new KernelDump(std::move(source), std::move(header))), problem};
   KernelDump& dump = *out.dump;
-  if (!dump.IsX64()) return out;
-  if (dump.header_.type == DumpType::kTriage) {
-    auto memory = std::make_unique<TriageMemory>(*dump.source_, dump.header_);
-    dump.triage_ = memory.get();
-    dump.memory_ = std::move(memory);
-  }
+  if (dump.IsX64()) out.problem = dump.OpenMemory();
+  if (out.problem != DumpProblem::kNone) out.dump.reset();
   return out;
+}
+
+DumpProblem KernelDump::OpenMemory() {
+  if (header_.type == DumpType::kTriage) {
+    auto memory = std::make_unique<TriageMemory>(*source_, header_);
+    triage_ = memory.get();
+    memory_ = std::move(memory);
+    return DumpProblem::kNone;
+  }
+  std::unique_ptr<PageStore> store;
+  const DumpProblem problem = OpenPageStore(*source_, header_, &store);
+  if (problem != DumpProblem::kNone) return problem;
+  auto memory = std::make_unique<PagedMemory>(*source_, header_, std::move(store));
+  paged_ = memory.get();
+  memory_ = std::move(memory);
+  return problem;
 }
 
 DumpQualifier KernelDump::Qualifier() const noexcept {
@@ -74,26 +90,35 @@ std::optional<std::uint32_t> KernelDump::Protection(std::uint64_t address) const
 }
 
 const DebuggerData* KernelDump::debugger_data() const {
-  return triage_ != nullptr && triage_->debugger_data() ? &*triage_->debugger_data() : nullptr;
+  if (triage_ != nullptr) return triage_->debugger_data() ? &*triage_->debugger_data() : nullptr;
+  return paged_ != nullptr && paged_->debugger_data() ? &*paged_->debugger_data() : nullptr;
+}
+
+std::optional<Processors> KernelDump::ProcessorsOf() const {
+  const DebuggerData* data = debugger_data();
+  if (data == nullptr) return {};
+  return Processors(*memory_, header_, *data);
 }
 
 const std::vector<DumpModule>& KernelDump::Modules() const {
-  if (!lists_->modules) {
-    lists_->modules = triage() != nullptr ? ReadTriageModules(*source_, *triage()) : std::vector<DumpModule>{};
-  }
-  return *lists_->modules;
+  if (lists_->modules) return *lists_->modules;
+  std::vector<DumpModule> modules;
+  if (triage() != nullptr) modules = ReadTriageModules(*source_, *triage());
+  if (paged_ != nullptr) modules = ReadLiveModules(*memory_, header_.loaded_module_list, source_->Size());
+  return lists_->modules.emplace(std::move(modules));
 }
 
 const std::vector<DumpUnloadedModule>& KernelDump::UnloadedModules() const {
-  if (!lists_->unloaded) {
-    lists_->unloaded =
-        triage() != nullptr ? ReadTriageUnloaded(*source_, *triage()) : std::vector<DumpUnloadedModule>{};
-  }
-  return *lists_->unloaded;
+  if (lists_->unloaded) return *lists_->unloaded;
+  std::vector<DumpUnloadedModule> modules;
+  if (triage() != nullptr) modules = ReadTriageUnloaded(*source_, *triage());
+  if (paged_ != nullptr && debugger_data() != nullptr) modules = ReadLiveUnloaded(*memory_, *debugger_data());
+  return lists_->unloaded.emplace(std::move(modules));
 }
 
 std::optional<std::uint64_t> KernelDump::SecondaryDataOffset() const {
   if (triage() != nullptr) return triage()->size_of_dump;
+  if (paged_ != nullptr && paged_->store() != nullptr) return paged_->store()->End();
   return {};
 }
 
@@ -110,33 +135,55 @@ std::size_t KernelDump::ReadSecondaryData(const SecondaryDataBlock& block, std::
 }
 
 std::optional<std::uint32_t> KernelDump::CrashingProcessor() const {
-  return triage_ != nullptr ? triage_->ProcessorNumber() : std::nullopt;
+  if (triage_ != nullptr) return triage_->ProcessorNumber();
+  if (!lists_->crashing) {
+    const auto processors = ProcessorsOf();
+    lists_->crashing.emplace(processors ? processors->Crashing() : std::nullopt);
+  }
+  return *lists_->crashing;
 }
 
 std::vector<std::uint64_t> KernelDump::ProcessorBlocks() const {
-  return {};
+  const auto processors = ProcessorsOf();
+  return processors ? processors->Blocks()
+                    : std::vector<std::uint64_t>(std::min(header_.processors, Processors::kMaxProcessors));
 }
 
 std::optional<ProcessorContext> KernelDump::ContextOf(std::uint32_t processor) const {
   if (processor == CrashingProcessor()) return header_.context;
-  return {};
+  const auto processors = ProcessorsOf();
+  return processors ? processors->SavedContext(processor) : std::nullopt;
 }
 
 std::optional<std::uint64_t> KernelDump::Cr8() const {
-  return triage_ != nullptr ? triage_->Cr8() : std::nullopt;
+  if (triage_ != nullptr) return triage_->Cr8();
+  const auto processors = ProcessorsOf();
+  const auto number = CrashingProcessor();
+  return processors && number ? processors->Cr8(*number) : std::nullopt;
 }
 
 std::optional<std::uint64_t> KernelDump::CurrentThread() const {
-  return triage_ != nullptr ? triage_->CurrentThread() : std::nullopt;
+  if (triage_ != nullptr) return triage_->CurrentThread();
+  const auto processors = ProcessorsOf();
+  const auto number = CrashingProcessor();
+  return processors && number ? processors->CurrentThread(*number) : std::nullopt;
 }
 
 std::optional<std::uint64_t> KernelDump::CurrentProcess() const {
-  return triage_ != nullptr ? triage_->CurrentProcess() : std::nullopt;
+  if (triage_ != nullptr) return triage_->CurrentProcess();
+  const auto processors = ProcessorsOf();
+  const auto thread = CurrentThread();
+  return processors && thread ? processors->ProcessOf(*thread) : std::nullopt;
 }
 
 std::optional<AddressRange> KernelDump::KernelStack() const {
-  if (triage() == nullptr || triage()->call_stack_size == 0) return {};
-  return AddressRange{triage()->top_of_stack, triage()->top_of_stack + triage()->call_stack_size};
+  if (triage() != nullptr) {
+    if (triage()->call_stack_size == 0) return {};
+    return AddressRange{triage()->top_of_stack, triage()->top_of_stack + triage()->call_stack_size};
+  }
+  const auto processors = ProcessorsOf();
+  const auto thread = CurrentThread();
+  return processors && thread ? processors->StackOf(*thread) : std::nullopt;
 }
 
 DumpCompleteness KernelDump::Completeness() const {
@@ -146,6 +193,10 @@ DumpCompleteness KernelDump::Completeness() const {
   if (triage_ != nullptr) {
     out.expected_size = std::max(out.expected_size, triage_->EndOfParts());
     out.consistent = triage() == nullptr || triage()->marked;
+  }
+  if (paged_ != nullptr && paged_->store() != nullptr) {
+    out.expected_size = std::max(out.expected_size, paged_->store()->End());
+    out.consistent = paged_->store()->CountsAgree();
   }
   static_cast<void>(SecondaryData());
   out.expected_size = std::max(out.expected_size, lists_->secondary->end.value_or(0));

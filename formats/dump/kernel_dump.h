@@ -26,6 +26,8 @@ namespace varnel::formats {
 
 class DumpMemory;
 class KernelDump;
+class PagedMemory;
+class Processors;
 class TriageMemory;
 
 /// The dump, or why there is none.
@@ -98,12 +100,15 @@ class KernelDump final : public AddressSpace {
 
   struct Lists;
 
+  DumpProblem OpenMemory();
   std::optional<std::uint64_t> SecondaryDataOffset() const;
+  std::optional<Processors> ProcessorsOf() const;
 
   const std::shared_ptr<const DumpSource> source_;
   const DumpHeader header_;
-  std::unique_ptr<DumpMemory> memory_;    // null for other machines
-  const TriageMemory* triage_ = nullptr;  // the memory, of a small dump
+  std::unique_ptr<DumpMemory> memory_;    // null for other machines; one of the next two
+  const TriageMemory* triage_ = nullptr;  // of a small dump
+  const PagedMemory* paged_ = nullptr;    // of all others
   std::unique_ptr<Lists> lists_;          // what was read once and is kept
 };
 

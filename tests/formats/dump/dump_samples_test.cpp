@@ -453,6 +453,11 @@ TEST(HeaderSample, OfACompleteDumpTellsItsRunsAndHasNoMemory) {
   std::byte one{};
   EXPECT_EQ(opened.dump->ReadVirtual(header.context->Rip(), std::span(&one, 1)), 0u);
   EXPECT_TRUE(opened.dump->Modules().empty());
+  const DumpCompleteness whole = opened.dump->Completeness();
+  EXPECT_FALSE(whole.complete());
+  EXPECT_TRUE(whole.consistent);
+  EXPECT_EQ(whole.expected_size, 0x2000 + 0x3FFC6Fu * std::uint64_t{4096});
+  EXPECT_EQ(opened.dump->WhyMissing(header.context->Rip()), MissingReason::kNoTablePage);
 }
 
 TEST(HeaderSample, OfA32BitDumpTellsItsMachine) {

@@ -1,0 +1,21 @@
+// The lists of a dump that keeps the kernel's own memory, walked where the kernel had them. Pure; any thread that the
+// memory allows.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "formats/address_space.h"
+#include "formats/dump/debugger_data.h"
+#include "formats/dump/dump_records.h"
+
+namespace varnel::formats {
+
+/// From the list head at `head` on. The list ends at its head, at an entry that can't be read or was there before, and
+/// after kMaxListedModules. All names together take at most `name_budget` bytes; later ones are made up.
+std::vector<DumpModule> ReadLiveModules(const AddressSpace& memory, std::uint64_t head, std::uint64_t name_budget);
+
+/// The newest first, at most 50; entries that were never used are left out.
+std::vector<DumpUnloadedModule> ReadLiveUnloaded(const AddressSpace& memory, const DebuggerData& data);
+
+}  // namespace varnel::formats
