@@ -105,9 +105,9 @@ void ReadRest64(Bytes bytes, DumpHeader* out) {
   out->product_type = Optional32(bytes, 0x1040);
   out->suite_mask = Optional32(bytes, 0x1044);
   out->writer_status = Optional32(bytes, 0x1048);
-  // The byte before it is nobody's, so that the filler is told by the three behind that.
-  if ((Field<std::uint32_t>(bytes, 0x104C) >> 16) != kAbsent32 >> 16) {
-    out->kd_secondary_version = Field<std::uint8_t>(bytes, 0x104D);
+  // A field of one byte: its neighbours are nobody's and stay filler where it is written.
+  if (const auto version = Field<std::uint8_t>(bytes, 0x104D); version != (kAbsent32 >> 8 & 0xFF)) {
+    out->kd_secondary_version = version;
   }
   out->attributes = Optional32(bytes, 0x1050);
   out->boot_id = Optional32(bytes, 0x1054);
