@@ -81,6 +81,7 @@ int RunProgram(int argc, const char* const* argv) {
   AddMachineCommands(&app, &choice);
   AddTraceCommands(&app, &choice);
   AddEventCommands(&app, &choice);
+  AddDumpCommands(&app, &choice);
   AddDemoCommand(&app, &choice);
   try {
     app.parse(argc, argv);

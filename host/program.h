@@ -27,6 +27,7 @@ void AddMachineCommands(CLI::App* program, Choice* choice);  // machine folders;
 void AddEmitCommand(CLI::App* machine, Choice* choice);
 void AddTraceCommands(CLI::App* program, Choice* choice);
 void AddEventCommands(CLI::App* program, Choice* choice);  // events, crashes; likewise
+void AddDumpCommands(CLI::App* program, Choice* choice);   // likewise
 void AddDemoCommand(CLI::App* program, Choice* choice);    // likewise
 
 }  // namespace varnel::host

@@ -75,9 +75,11 @@ std::string StopWords() {
   return "Ctrl-C or Ctrl-Break; a second one";
 }
 
-// A machine is neither made nor looked after by its own host, and its event logs have a viewer of their own.
+// A machine is neither made nor looked after by its own host, and its event logs and
+// crash dumps have viewers of their own.
 void AddMachineCommands(CLI::App* /*program*/, Choice* /*choice*/) {}
 void AddEventCommands(CLI::App* /*program*/, Choice* /*choice*/) {}
+void AddDumpCommands(CLI::App* /*program*/, Choice* /*choice*/) {}
 void AddDemoCommand(CLI::App* /*program*/, Choice* /*choice*/) {}
 
 }  // namespace varnel::host

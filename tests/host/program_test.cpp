@@ -53,9 +53,10 @@ INSTANTIATE_TEST_SUITE_P(
                     HelpCase{{"machine", "sessions"}, "machine_sessions.txt"},
                     HelpCase{{"machine", "registry"}, "machine_registry.txt"},
                     HelpCase{{"machine", "info"}, "machine_info.txt"}, HelpCase{{"demo"}, "demo.txt"},
-                    HelpCase{{"machine", "emit"}, "machine_emit.txt"}, HelpCase{{"trace"}, "trace.txt"},
-                    HelpCase{{"trace", "info"}, "trace_info.txt"}, HelpCase{{"trace", "cat"}, "trace_cat.txt"},
-                    HelpCase{{"trace", "gaps"}, "trace_gaps.txt"}),
+                    HelpCase{{"dump"}, "dump.txt"}, HelpCase{{"dump", "info"}, "dump_info.txt"},
+                    HelpCase{{"dump", "report"}, "dump_report.txt"}, HelpCase{{"machine", "emit"}, "machine_emit.txt"},
+                    HelpCase{{"trace"}, "trace.txt"}, HelpCase{{"trace", "info"}, "trace_info.txt"},
+                    HelpCase{{"trace", "cat"}, "trace_cat.txt"}, HelpCase{{"trace", "gaps"}, "trace_gaps.txt"}),
     [](const testing::TestParamInfo<HelpCase>& info) { return info.param.file.substr(0, info.param.file.find('.')); });
 
 struct WrongUse {
@@ -87,6 +88,8 @@ INSTANTIATE_TEST_SUITE_P(
                  "wardlet run: --idle-exit: 'soon' is no number of seconds (\"wardlet run --help\" tells more)"},
         WrongUse{{"run", "--duration", "-1"},
                  "wardlet run: --duration: '-1' is no number of seconds (\"wardlet run --help\" tells more)"},
+        WrongUse{{"dump"}, "wardlet dump: a command is missing (\"wardlet dump --help\" tells more)"},
+        WrongUse{{"dump", "info"}, "wardlet dump info: FILE is required (\"wardlet dump info --help\" tells more)"},
         WrongUse{{"trace", "info"},
                  "wardlet trace info: FILE is required (\"wardlet trace info --help\" tells more)"}));
 

@@ -1,0 +1,26 @@
+// `wardlet dump info`: what crash dumps hold. Works on any kernel dump, without a machine.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "formats/dump/dump_problem.h"
+
+namespace varnel::host {
+
+struct DumpInfoOptions {
+  std::vector<std::string> files;
+  bool json = false;  // one JSON object a line for each file, instead of text
+};
+
+/// Prints what each file holds to `out`; errors are lines on `err`, and the next file is taken. Of a dump whose memory
+/// can't be read the header is printed all the same. One thread.
+/// @return 0, 1 when a file could not be read or not whole, 2 when no file was named.
+int DumpInfo(const DumpInfoOptions& options, std::FILE* out, std::FILE* err);
+
+/// "byte 8192: ...": where a file that can't be read stops making sense, and why. `size` is the file's, in bytes.
+std::string DumpProblemPlace(formats::DumpProblem problem, std::uint64_t size);
+
+}  // namespace varnel::host

@@ -1,0 +1,91 @@
+#include "host/dump_summary.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace varnel::host {
+namespace {
+
+using formats::AddressRange;
+using formats::DumpModule;
+using formats::KernelDump;
+
+// More than the largest stack of a kernel thread. Where the dump does not tell a stack's end, this much is looked at.
+constexpr std::uint64_t kMostStackBytes = 256 * 1024;
+
+/// Loaded modules by address.
+class ModuleIndex {
+ public:
+  explicit ModuleIndex(const std::vector<DumpModule>& modules) {
+    by_base_.reserve(modules.size());
+    for (const DumpModule& module : modules) by_base_.push_back(&module);
+    std::stable_sort(by_base_.begin(), by_base_.end(),
+                     [](const DumpModule* a, const DumpModule* b) { return a->base < b->base; });
+  }
+
+  /// The module that an address lies in; null for none.
+  const DumpModule* Find(std::uint64_t address) const {
+    const auto above = std::upper_bound(by_base_.begin(), by_base_.end(), address,
+                                        [](std::uint64_t at, const DumpModule* module) { return at < module->base; });
+    if (above == by_base_.begin()) return nullptr;
+    const DumpModule* const module = *(above - 1);
+    return address - module->base < module->size ? module : nullptr;
+  }
+
+ private:
+  std::vector<const DumpModule*> by_base_;
+};
+
+/// The part of the stack that is in use: from the stack pointer on.
+std::optional<AddressRange> StackInUse(const KernelDump& dump) {
+  std::optional<AddressRange> stack = dump.KernelStack();
+  const auto& context = dump.header().context;
+  if (!stack && !context) return std::nullopt;
+  if (!stack) stack = AddressRange{context->Rsp(), context->Rsp()};
+  if (context && context->Rsp() >= stack->low && context->Rsp() < stack->high) stack->low = context->Rsp();
+  const std::uint64_t known = stack->high > stack->low ? stack->high - stack->low : kMostStackBytes;
+  stack->high = stack->low + std::min(known, kMostStackBytes);
+  return stack->high > stack->low ? stack : std::nullopt;
+}
+
+std::optional<DumpStack> ReadStack(const KernelDump& dump) {
+  const auto range = StackInUse(dump);
+  if (!range) return std::nullopt;
+  std::vector<std::byte> bytes(static_cast<std::size_t>(range->high - range->low));
+  DumpStack stack;
+  stack.start = range->low;
+  stack.bytes = dump.ReadVirtual(range->low, bytes);
+  if (stack.bytes == 0) return std::nullopt;
+  const ModuleIndex modules(dump.Modules());
+  for (std::size_t at = 0; at + sizeof(std::uint64_t) <= stack.bytes; at += sizeof(std::uint64_t)) {
+    std::uint64_t value = 0;
+    std::memcpy(&value, bytes.data() + at, sizeof(value));
+    const DumpModule* const module = modules.Find(value);
+    if (module != nullptr) stack.words.push_back({range->low + at, value, module->name, value - module->base});
+  }
+  return stack;
+}
+
+}  // namespace
+
+DumpSummary Summarize(const std::string& file, std::uint64_t size, const KernelDump& dump) {
+  DumpSummary summary;
+  summary.file = file;
+  summary.size = size;
+  summary.header = dump.header();
+  summary.qualifier = dump.Qualifier();
+  if (!dump.IsX64()) return summary;
+  summary.crashing_processor = dump.CrashingProcessor();
+  summary.cr8 = dump.Cr8();
+  summary.thread = dump.CurrentThread();
+  summary.process = dump.CurrentProcess();
+  summary.modules = dump.Modules();
+  summary.unloaded = dump.UnloadedModules();
+  summary.stack = ReadStack(dump);
+  summary.secondary_data = dump.SecondaryData();
+  summary.completeness = dump.Completeness();
+  return summary;
+}
+
+}  // namespace varnel::host

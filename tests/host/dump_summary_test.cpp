@@ -1,0 +1,88 @@
+#include "host/dump_summary.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <span>
+#include <utility>
+
+#include "tests/host/small_dump.h"
+
+namespace varnel::host {
+namespace {
+
+class BytesSource final : public formats::DumpSource {
+ public:
+  explicit BytesSource(DumpBytes bytes) : bytes_(std::move(bytes)) {}
+  std::uint64_t Size() const noexcept override { return bytes_.size(); }
+  std::size_t Read(std::uint64_t offset, std::span<std::byte> into) const noexcept override {
+    if (offset >= bytes_.size()) return 0;
+    const std::size_t n = std::min<std::size_t>(into.size(), bytes_.size() - offset);
+    std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(offset), n, into.begin());
+    return n;
+  }
+
+ private:
+  const DumpBytes bytes_;
+};
+
+DumpSummary SummaryOf(DumpBytes bytes) {
+  const std::uint64_t size = bytes.size();
+  const auto opened = formats::KernelDump::Open(std::make_shared<BytesSource>(std::move(bytes)));
+  return opened.ok() ? Summarize("x.dmp", size, *opened.dump) : DumpSummary{};
+}
+
+TEST(DumpSummary, StackWordsAreThoseInModulesFromTheStackPointerOn) {
+  const DumpSummary summary = SummaryOf(SmallDump());
+  ASSERT_TRUE(summary.stack);
+  EXPECT_EQ(summary.stack->start, 0xFFFF800000000010u);
+  EXPECT_EQ(summary.stack->bytes, 0x30u);
+  ASSERT_EQ(summary.stack->words.size(), 2u);
+  EXPECT_EQ(summary.stack->words[0].address, 0xFFFF800000000010u);
+  EXPECT_EQ(summary.stack->words[0].module, u"ntoskrnl.exe");
+  EXPECT_EQ(summary.stack->words[0].offset, 0x10u);
+  EXPECT_EQ(summary.stack->words[1].address, 0xFFFF800000000020u);
+  EXPECT_EQ(summary.stack->words[1].value, 0xFFFFF80000300FFFu);
+  EXPECT_EQ(summary.stack->words[1].module, u"a.sys");
+  EXPECT_EQ(summary.stack->words[1].offset, 0xFFFu);
+}
+
+TEST(DumpSummary, AStackPointerOutsideOfTheStackLeavesTheWholeStack) {
+  DumpBytes bytes = SmallDump();
+  PutAt<std::uint64_t>(&bytes, 0x348 + 0x98, 0xFFFF900000000000);
+  const DumpSummary summary = SummaryOf(std::move(bytes));
+  ASSERT_TRUE(summary.stack);
+  EXPECT_EQ(summary.stack->start, 0xFFFF800000000000u);
+  EXPECT_EQ(summary.stack->bytes, 0x40u);
+  EXPECT_EQ(summary.stack->words.size(), 4u);
+}
+
+TEST(DumpSummary, AStackThatIsCutOffEndsWhereTheFileEnds) {
+  DumpBytes bytes = SmallDump();
+  bytes.resize(0x2118);
+  const DumpSummary summary = SummaryOf(std::move(bytes));
+  ASSERT_TRUE(summary.stack);
+  EXPECT_EQ(summary.stack->bytes, 8u);
+  EXPECT_TRUE(summary.modules.empty());
+  ASSERT_TRUE(summary.completeness);
+  EXPECT_FALSE(summary.completeness->complete());
+}
+
+TEST(DumpSummary, ADumpWithoutMemoryHasNoStack) {
+  const DumpSummary summary = SummaryOf(HeaderOf(3));
+  EXPECT_EQ(summary.header.build, 19041u);
+  EXPECT_FALSE(summary.stack);
+  EXPECT_TRUE(summary.modules.empty());
+}
+
+TEST(DumpSummary, OfAnotherMachinesDumpThereIsTheHeaderAlone) {
+  const DumpSummary summary = SummaryOf(HeaderOf(4, 0xAA64));
+  EXPECT_EQ(summary.header.machine, 0xAA64u);
+  EXPECT_EQ(summary.qualifier, formats::DumpQualifier::kSmall);
+  EXPECT_FALSE(summary.completeness);
+  EXPECT_FALSE(summary.thread);
+}
+
+}  // namespace
+}  // namespace varnel::host

@@ -1,0 +1,85 @@
+#include "host/dump_text.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace varnel::host {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+TEST(DumpText, BeginsWithTheFileAndTellsFormMachineAndBuild) {
+  DumpSummary summary;
+  summary.file = "a.dmp";
+  summary.size = 8192;
+  summary.header.type = formats::DumpType::kHeaderOnly;
+  summary.header.machine = 0x8664;
+  summary.header.processors = 16;
+  summary.header.major_version = 0xC;
+  summary.header.build = 19041;
+  summary.header.product_type = 3;
+  summary.crashing_processor = 5;
+  EXPECT_THAT(DumpAsText(summary), testing::StartsWith("a.dmp\n"
+                                                       "  form           header only, 8192 bytes\n"
+                                                       "  machine        x64, 16 processors, number 5 crashed\n"
+                                                       "  build          19041, checked, server\n"
+                                                       "  stop code      none\n"));
+}
+
+TEST(DumpText, TellsEachParameterOfTheStopCodeWithItsMeaning) {
+  DumpSummary summary;
+  summary.header.bug_check_code = 0x4A;
+  summary.header.bug_check_parameters = {1, 2, 3, 4};
+  EXPECT_THAT(DumpAsText(summary), HasSubstr("  stop code      0x0000004A IRQL_GT_ZERO_AT_SYSTEM_SERVICE\n"
+                                             "  parameter 1    0x0000000000000001  system call routine\n"
+                                             "  parameter 2    0x0000000000000002  IRQL on the way back to user mode\n"
+                                             "  parameter 3    0x0000000000000003\n"
+                                             "  parameter 4    0x0000000000000004\n"));
+}
+
+TEST(DumpText, SaysHowMuchIsMissing) {
+  DumpSummary summary;
+  summary.completeness = formats::DumpCompleteness{100, 250, true};
+  EXPECT_THAT(DumpAsText(summary), HasSubstr("  complete       no, 150 of 250 bytes are missing at the end\n"));
+  summary.completeness = formats::DumpCompleteness{250, 250, false};
+  EXPECT_THAT(DumpAsText(summary), HasSubstr("  complete       no, it contradicts itself\n"));
+  summary.completeness = formats::DumpCompleteness{300, 250, true};
+  EXPECT_THAT(DumpAsText(summary), HasSubstr("  complete       yes\n"));
+}
+
+TEST(DumpText, LeavesOutWhatTheDumpDoesNotHave) {
+  const std::string text = DumpAsText(DumpSummary{});
+  for (const char* row : {"time ", "uptime", "cr8", "thread", "complete", "comment", "modules", "stack", "secondary"}) {
+    EXPECT_THAT(text, Not(HasSubstr(std::string("\n  ") + row))) << row;
+    EXPECT_THAT(text, Not(HasSubstr(std::string("\n") + row))) << row;
+  }
+}
+
+TEST(DumpText, ListsModulesStackAndSecondaryDataAtTheEnd) {
+  DumpSummary summary;
+  formats::DumpModule module;
+  module.base = 0xFFFFF80000100000;
+  module.size = 0x1000;
+  module.time_date_stamp = 0x93DAD125;
+  module.name = u"a.sys";
+  summary.modules.push_back(module);
+  module.path = u"\\x\\a.sys";
+  summary.modules.push_back(module);
+  summary.unloaded.push_back({u"b.sys", 0x1000, 0x2000, {}});
+  summary.stack = DumpStack{0x10, 24, {{0x18, 0xFFFFF80000100004, u"a.sys", 4}}};
+  summary.secondary_data.push_back({GUID{}, 0x3000, 5});
+  EXPECT_THAT(DumpAsText(summary),
+              testing::EndsWith("modules\n"
+                                "  0xFFFFF80000100000  0x00001000  0x93DAD125  a.sys\n"
+                                "  0xFFFFF80000100000  0x00001000  0x93DAD125  \\x\\a.sys\n"
+                                "unloaded modules\n"
+                                "  0x0000000000001000  0x0000000000002000  b.sys\n"
+                                "stack from 0x0000000000000010, 24 bytes; what lies in modules\n"
+                                "  0x0000000000000018  0xFFFFF80000100004  a.sys+0x4\n"
+                                "secondary data\n"
+                                "  {00000000-0000-0000-0000-000000000000}  5 bytes         at byte 12288\n"));
+}
+
+}  // namespace
+}  // namespace varnel::host
