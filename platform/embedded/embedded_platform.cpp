@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "platform/embedded/core/attachment.h"
+#include "platform/embedded/debugger/debug_create.h"
 #include "platform/embedded/eventlog/embedded_event_log.h"
 #include "platform/embedded/null_ports.h"
 #include "platform/embedded/registry/lmdb_registry.h"
@@ -60,6 +61,7 @@ EmbeddedPlatform::EmbeddedPlatform(std::shared_ptr<Machine> machine)
     tdh_ = std::make_unique<EmbeddedTdh>(ReadThrough(&files_, &system_));
     trace_ = std::make_unique<EmbeddedTrace>(TraceOptionsOf(machine_));
     event_log_ = std::make_unique<EmbeddedEventLog>(machine_);
+    AddDebuggerEngine(&system_.libraries());
     files_.set_in_use_elsewhere(
         [machine = machine_](dev_t device, ino_t inode) { return InUseBySession(*machine, device, inode); });
   } else {

@@ -1,0 +1,79 @@
+#include "platform/embedded/debugger/dump_file.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+
+#include "formats/dump/dump_header.h"
+#include "platform/embedded/core/handle_table.h"
+#include "platform/embedded/debugger/mapped_dump.h"
+#include "platform/embedded/files/file_object.h"
+
+namespace varnel::embedded {
+namespace {
+
+using platform::HANDLE;
+using platform::HRESULT;
+
+/// The map, and the open file that keeps others from writing what is mapped.
+class MachineDump final : public formats::DumpSource {
+ public:
+  MachineDump(platform::System* system, HANDLE file) : system_(system), file_(file) {}
+  ~MachineDump() override {
+    map_.reset();
+    system_->CloseHandle(file_);
+  }
+
+  HRESULT Map() {
+    const auto file = Handles().Find<FileObject>(file_, Object::Kind::kFile);
+    if (!file) return results::OfWin32(platform::kErrorInvalidHandle);
+    int error = 0;
+    map_ = MappedDump::Map(UniqueFd(::open(file->HostLink().c_str(), O_RDONLY | O_CLOEXEC)), &error);
+    if (map_) return results::kOk;
+    return error == ENOMEM ? results::kOutOfMemory : results::OfWin32(platform::kErrorAccessDenied);
+  }
+
+  std::uint64_t Size() const noexcept override { return map_->Size(); }
+  std::size_t Read(std::uint64_t offset, std::span<std::byte> into) const noexcept override {
+    return map_->Read(offset, into);
+  }
+
+ private:
+  platform::System* const system_;
+  const HANDLE file_;
+  std::unique_ptr<MappedDump> map_;
+};
+
+HRESULT ResultOf(formats::DumpProblem problem) {
+  switch (problem) {
+    case formats::DumpProblem::kNone:
+      return results::kOk;
+    case formats::DumpProblem::kNotADump:
+      return results::kBadFormat;
+    default:
+      return results::kFileCorrupt;
+  }
+}
+
+}  // namespace
+
+HRESULT OpenDump(platform::Files* files, platform::System* system, const char16_t* path,
+                 std::shared_ptr<const formats::DumpSource>* source) {
+  const HANDLE file = files->CreateFileW(path, platform::kGenericRead, platform::kFileShareRead,
+                                         platform::kOpenExisting, platform::kFileAttributeNormal);
+  if (file == platform::kInvalidHandleValue) return results::OfWin32(system->GetLastError());
+  std::shared_ptr<MachineDump> dump;
+  try {
+    dump = std::make_shared<MachineDump>(system, file);
+  } catch (const std::bad_alloc&) {
+    system->CloseHandle(file);
+    return results::kOutOfMemory;
+  }
+  if (const HRESULT mapped = dump->Map(); mapped != results::kOk) return mapped;
+  formats::DumpHeader header;
+  if (const HRESULT known = ResultOf(formats::ReadDumpHeader(*dump, &header)); known != results::kOk) return known;
+  *source = std::move(dump);
+  return results::kOk;
+}
+
+}  // namespace varnel::embedded
