@@ -72,9 +72,9 @@ void LoadedImage::Relocate(std::size_t headers) {
 }
 
 void LoadedImage::ReadFunctions(std::size_t headers) {
-  const std::size_t table = At<std::uint32_t>(headers + kDirectories + 3 * 8);
-  const std::size_t size = At<std::uint32_t>(headers + kDirectories + 3 * 8 + 4);
-  for (std::size_t entry = table; entry + 12 <= table + size; entry += 12) {
+  exception_table_ = At<std::uint32_t>(headers + kDirectories + 3 * 8);
+  exception_table_size_ = At<std::uint32_t>(headers + kDirectories + 3 * 8 + 4);
+  for (std::size_t entry = exception_table_; entry + 12 <= exception_table_ + exception_table_size_; entry += 12) {
     functions_.push_back({At<std::uint32_t>(entry), At<std::uint32_t>(entry + 4), At<std::uint32_t>(entry + 8)});
   }
 }

@@ -40,6 +40,9 @@ class LoadedImage {
   std::uint32_t time_stamp() const { return time_stamp_; }
   std::uint32_t checksum() const { return checksum_; }
   std::uint64_t entry() const { return base_ + entry_; }
+  /// Of the table of functions, with what unwinding needs.
+  std::uint64_t exception_table() const { return base_ + exception_table_; }
+  std::uint32_t exception_table_size() const { return exception_table_size_; }
   /// All of it, headers first; whole pages.
   std::span<const std::byte> bytes() const { return bytes_; }
   const std::vector<Section>& sections() const { return sections_; }
@@ -73,6 +76,8 @@ class LoadedImage {
   std::uint32_t checksum_ = 0;
   std::uint32_t entry_ = 0;
   std::uint32_t exports_ = 0;
+  std::uint32_t exception_table_ = 0;
+  std::uint32_t exception_table_size_ = 0;
   std::vector<std::byte> bytes_;
   std::vector<Section> sections_;
   std::vector<Function> functions_;
