@@ -34,9 +34,9 @@ struct Found {
 };
 
 Found Look(const std::string& path) {
-  auto file = DumpFile::Open(path);
+  const auto file = OpenDumpFile(path);
   if (!file.ok()) return {nullptr, file.error().message};
-  const std::shared_ptr<const DumpFile> source = std::move(file).value();
+  const auto& source = file.value();
   const formats::OpenedDump opened = formats::KernelDump::Open(source);
   if (opened.ok()) {
     return {std::make_unique<DumpSummary>(Summarize(path, source->Size(), *opened.dump)), {}};

@@ -128,9 +128,9 @@ bool TellMissing(const std::vector<PlacedDump>& dumps, const DueTexts& texts, st
 }  // namespace
 
 std::string WhyNoReport(const std::string& file) {
-  auto mapped = DumpFile::Open(file);
+  const auto mapped = OpenDumpFile(file);
   if (!mapped.ok()) return mapped.error().message;
-  const std::shared_ptr<const DumpFile> source = std::move(mapped).value();
+  const auto& source = mapped.value();
   const formats::OpenedDump opened = formats::KernelDump::Open(source);
   if (!opened.ok()) return DumpProblemPlace(opened.problem, source->Size());
   const formats::DumpHeader& header = opened.dump->header();

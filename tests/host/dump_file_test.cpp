@@ -21,7 +21,7 @@ std::vector<std::byte> Pattern(std::size_t size) {
 
 TEST(DumpFile, GivesTheBytesOfThePlaceThatIsAskedFor) {
   TemporaryFolder folder;
-  const auto file = DumpFile::Open(folder.Put("a.dmp", Pattern(10'000)));
+  const auto file = OpenDumpFile(folder.Put("a.dmp", Pattern(10'000)));
   ASSERT_TRUE(file.ok()) << file.error().message;
   EXPECT_EQ(file.value()->Size(), 10'000u);
   std::vector<std::byte> read(5'000);
@@ -31,7 +31,7 @@ TEST(DumpFile, GivesTheBytesOfThePlaceThatIsAskedFor) {
 
 TEST(DumpFile, AReadAcrossTheEndGivesWhatIsThere) {
   TemporaryFolder folder;
-  const auto file = DumpFile::Open(folder.Put("a.dmp", Pattern(100)));
+  const auto file = OpenDumpFile(folder.Put("a.dmp", Pattern(100)));
   ASSERT_TRUE(file.ok());
   std::array<std::byte, 64> read{};
   EXPECT_EQ(file.value()->Read(90, read), 10u);
@@ -42,7 +42,7 @@ TEST(DumpFile, AReadAcrossTheEndGivesWhatIsThere) {
 
 TEST(DumpFile, AnEmptyFileHasNoBytes) {
   TemporaryFolder folder;
-  const auto file = DumpFile::Open(folder.Put("a.dmp", {}));
+  const auto file = OpenDumpFile(folder.Put("a.dmp", {}));
   ASSERT_TRUE(file.ok());
   std::array<std::byte, 1> read{};
   EXPECT_EQ(file.value()->Size(), 0u);
@@ -52,7 +52,7 @@ TEST(DumpFile, AnEmptyFileHasNoBytes) {
 TEST(DumpFile, WhatIsCutOffWhileItIsMappedReadsAsMissing) {
   TemporaryFolder folder;
   const std::string path = folder.Put("a.dmp", Pattern(5 * 4096));
-  const auto file = DumpFile::Open(path);
+  const auto file = OpenDumpFile(path);
   ASSERT_TRUE(file.ok());
   ASSERT_EQ(::truncate(path.c_str(), 2 * 4096), 0);
   std::vector<std::byte> read(5 * 4096);
@@ -64,11 +64,11 @@ TEST(DumpFile, WhatIsCutOffWhileItIsMappedReadsAsMissing) {
 
 TEST(DumpFile, WhatIsNoPlainFileIsRefusedWithTheReason) {
   TemporaryFolder folder;
-  EXPECT_EQ(DumpFile::Open(folder.PathOf("")).error().message, "is a folder");
-  EXPECT_EQ(DumpFile::Open(folder.PathOf("none.dmp")).error().message, "No such file or directory");
+  EXPECT_EQ(OpenDumpFile(folder.PathOf("")).error().message, "is a folder");
+  EXPECT_EQ(OpenDumpFile(folder.PathOf("none.dmp")).error().message, "No such file or directory");
   const std::string pipe = folder.PathOf("pipe");
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-  EXPECT_EQ(DumpFile::Open(pipe).error().message, "is no plain file");
+  EXPECT_EQ(OpenDumpFile(pipe).error().message, "is no plain file");
 }
 
 }  // namespace
