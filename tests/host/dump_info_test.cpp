@@ -1,15 +1,12 @@
 #include "host/dump_info.h"
 
-#include <cjson/cJSON.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <memory>
 
 #include "host/exit_code.h"
+#include "tests/host/golden_json.h"
 #include "tests/host/small_dump.h"
 #include "tests/host/trace_command.h"
 
@@ -19,56 +16,25 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-using Json = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
-
-Json Parsed(const std::string& text) {
-  return {cJSON_Parse(text.c_str()), cJSON_Delete};
-}
-
-std::string Content(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
-/// The first place where two values differ, such as ".modules[3].size"; empty when they are the same.
-std::string FirstDifference(const cJSON* a, const cJSON* b, const std::string& place) {
-  if (cJSON_Compare(a, b, true)) return {};
-  const bool both_hold = (cJSON_IsObject(a) && cJSON_IsObject(b)) || (cJSON_IsArray(a) && cJSON_IsArray(b));
-  if (!both_hold) return place;
-  const cJSON* child = nullptr;
-  int index = 0;
-  cJSON_ArrayForEach(child, a) {
-    const bool object = child->string != nullptr;
-    const cJSON* other = object ? cJSON_GetObjectItemCaseSensitive(b, child->string) : cJSON_GetArrayItem(b, index);
-    const std::string below = place + (object ? "." + std::string(child->string) : "[" + std::to_string(index) + "]");
-    if (other == nullptr) return below;
-    const std::string difference = FirstDifference(child, other, below);
-    if (!difference.empty()) return difference;
-    ++index;
-  }
-  return place + " (more entries)";
-}
-
-class OfASample : public testing::TestWithParam<const char*> {};
+class InfoOfASample : public testing::TestWithParam<const char*> {};
 
 // The golden files come from the bytes by way of golden/dump_info/from_bytes.py, which shares nothing with the program.
-TEST_P(OfASample, TellsWhatItsBytesSay) {
+TEST_P(InfoOfASample, TellsWhatItsBytesSay) {
   const std::filesystem::path sample = std::filesystem::path(VARNEL_SAMPLES_DIR) / "dmp" / GetParam();
   if (!std::filesystem::exists(sample)) GTEST_SKIP() << "the sample files are not there";
   const CommandResult result = RunCommand(DumpInfo, {{sample.string()}, true});
   EXPECT_EQ(result.code, kExitGood);
   EXPECT_EQ(result.err, "");
-  const Json told = Parsed(result.out);
+  const Json told = ParsedJson(result.out);
   ASSERT_NE(told, nullptr) << result.out;
   EXPECT_EQ(cJSON_GetStringValue(cJSON_GetObjectItem(told.get(), "file")), sample.string());
   cJSON_ReplaceItemInObject(told.get(), "file", cJSON_CreateString(GetParam()));
-  const Json golden =
-      Parsed(Content(std::filesystem::path(VARNEL_GOLDEN_DIR) / "dump_info" / (std::string(GetParam()) + ".json")));
+  const Json golden = GoldenJson("dump_info/" + std::string(GetParam()) + ".json");
   ASSERT_NE(golden, nullptr);
   EXPECT_EQ(FirstDifference(told.get(), golden.get(), ""), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(DumpInfo, OfASample,
+INSTANTIATE_TEST_SUITE_P(DumpInfo, InfoOfASample,
                          testing::Values("040124-5218-01.dmp", "040124-5515-01.dmp", "082325-12593-01.dmp",
                                          "083125-14875-01.dmp", "100623-4953-01.dmp", "102622-12546-01.dmp",
                                          "102622-15671-01.dmp", "102622-30093-01.dmp",
