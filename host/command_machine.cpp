@@ -46,28 +46,44 @@ struct CrashOptions {
   std::string machine;
   std::string code = "0xe2";
   std::vector<std::string> parameters;
+  std::string bugcheck;
+  std::string dump;
   bool power_loss = false;
 };
 
+// Code and parameters, given in one word or in several.
+formats::Result<embedded::CrashFacts> FactsOf(const CrashOptions& options) {
+  if (options.power_loss) return embedded::CrashFacts{};
+  std::string text = options.bugcheck;
+  if (text.empty()) {
+    text = options.code;
+    for (const std::string& parameter : options.parameters) text += "," + parameter;
+  }
+  return ParseBugcheck(text);
+}
+
+int CrashWithDump(const std::string& folder, const embedded::CrashFacts& facts, embedded::CrashDumpForm form) {
+  const auto chosen = ChooseDumpForm(folder, form);
+  if (!chosen.ok()) return Fail(chosen.error().message);
+  Tell("CrashDumpEnabled of the machine is now " + std::to_string(CrashDumpType(form)));
+  const auto left = CrashTheMachineWithDump(folder, facts, form);
+  if (!left.ok()) return Fail(left.error().message);
+  Tell(left.value().old_one_kept ? left.value().windows_path + " was there and stays: Overwrite is 0"
+                                 : "the crash left " + left.value().windows_path);
+  return kExitGood;
+}
+
 int Crash(const CrashOptions& options) {
-  embedded::CrashFacts facts;
-  const auto code = ParseNumber(options.code);
-  if (!code.ok() || code.value() > 0xFFFFFFFF || code.value() == 0) {
-    Tell("--code: '" + options.code + "' is no stop code");
+  const auto facts = FactsOf(options);
+  if (!facts.ok()) {
+    Tell(facts.error().message);
     return kExitWrongUse;
   }
-  if (!options.power_loss) facts.bugcheck_code = static_cast<std::uint32_t>(code.value());
-  for (std::size_t i = 0; i < options.parameters.size(); ++i) {
-    const auto parameter = ParseNumber(options.parameters[i]);
-    if (!parameter.ok()) {
-      Tell("--parameters: " + parameter.error().message);
-      return kExitWrongUse;
-    }
-    facts.parameters.at(i) = parameter.value();
-  }
+  const auto form = DumpFormByName(options.dump);
   const auto folder = ChooseMachine(options.machine);
   if (!folder.ok()) return Fail(folder.error().message);
-  const auto crashed = CrashTheMachine(folder.value(), facts);
+  if (form) return CrashWithDump(folder.value(), facts.value(), *form);
+  const auto crashed = CrashTheMachine(folder.value(), facts.value());
   return crashed.ok() ? kExitGood : Fail(crashed.error().message);
 }
 
@@ -146,13 +162,24 @@ void AddCrash(CLI::App* machine, Choice* choice) {
   auto* parameters = crash->add_option("--parameters", options->parameters, "Up to four parameters of the stop code")
                          ->type_name("N")
                          ->expected(1, 4);
+  auto* bugcheck = crash->add_option("--bugcheck", options->bugcheck, "The same in one word")
+                       ->type_name("CODE[,P1..P4]")
+                       ->excludes(code)
+                       ->excludes(parameters);
+  auto* dump = crash->add_option("--dump", options->dump, "Leaves a dump: small, kernel or complete")
+                   ->type_name("FORM")
+                   ->check(CLI::IsMember({"small", "kernel", "complete"}).description(""));
   auto* power = crash->add_flag("--power-loss", options->power_loss, "Power is lost: no stop code is written");
-  power->excludes(code)->excludes(parameters);
+  power->excludes(code)->excludes(parameters)->excludes(bugcheck)->excludes(dump);
   crash->footer(
       "What the trace sessions had not written yet is lost, and the next boot logs event 41 behind its event 12.\n"
       "Refuses while a module runs on the machine.\n"
       "\n"
+      "With --dump the machine's CrashDumpEnabled is set to that form first (3, 2 or 1). A small dump goes into the\n"
+      "folder that MinidumpDir names, the others are the file that DumpFile names; the next run reports it.\n"
+      "\n"
       "Examples:\n"
+      "  wardlet machine crash m --dump small --bugcheck 0xd1,0x8,2,1,0xfffff80200031234\n"
       "  wardlet machine crash m --code 0x133 --parameters 1 0x1e00\n"
       "  wardlet machine crash m --power-loss && wardlet machine boot m");
   SetAction(crash, choice, [options] { return Crash(*options); });

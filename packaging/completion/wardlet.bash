@@ -15,7 +15,7 @@ _wardlet_words() {
     trace) echo info cat gaps -h --help ;;
     'trace info') echo --json -h --help ;;
     'trace cat') echo --manifest --provider --count -h --help ;;
-    'machine crash') echo --machine --code --parameters --power-loss -h --help ;;
+    'machine crash') echo --machine --dump --bugcheck --code --parameters --power-loss -h --help ;;
     events) echo --query --newest --encoding --json -h --help ;;
     crashes) echo --machine --encoding --json -h --help ;;
     demo) echo --keep -h --help ;;

@@ -84,5 +84,17 @@ TEST(ParseNumber, TakesDecimalAndHexadecimal) {
   EXPECT_FALSE(ParseNumber("12x").ok());
 }
 
+TEST(ParseBugcheck, TakesACodeAndUpToFourParameters) {
+  EXPECT_EQ(ParseBugcheck("0xd1").value(), (embedded::CrashFacts{0xD1, {}, 0}));
+  EXPECT_EQ(ParseBugcheck("209,0x8,2,1,0xfffff80200031234").value(),
+            (embedded::CrashFacts{0xD1, {8, 2, 1, 0xFFFFF80200031234}, 0}));
+}
+
+TEST(ParseBugcheck, RefusesWhatIsNoStop) {
+  for (const char* text : {"", "0", "0x100000000", "0xd1,", "0xd1,x", "1,2,3,4,5,6", "0xd1 2"}) {
+    EXPECT_FALSE(ParseBugcheck(text).ok()) << text;
+  }
+}
+
 }  // namespace
 }  // namespace varnel::host

@@ -11,17 +11,17 @@ void FillAsAbsent(std::vector<std::byte>* header) {
   for (std::size_t at = 0; at < header->size(); at += 4) StoreBytes(*header, at, std::as_bytes(std::span("PAGE", 4)));
 }
 
-std::uint32_t TypeOf(DumpForm form) {
+std::uint32_t TypeOf(CrashDumpForm form) {
   switch (form) {
-    case DumpForm::kSmall:
+    case CrashDumpForm::kSmall:
       return 4;
-    case DumpForm::kKernel:
+    case CrashDumpForm::kKernel:
       return 6;
-    case DumpForm::kComplete:
+    case CrashDumpForm::kComplete:
       return 5;
-    case DumpForm::kCompleteRuns:
+    case CrashDumpForm::kCompleteRuns:
       return 1;
-    case DumpForm::kHeaderOnly:
+    case CrashDumpForm::kHeaderOnly:
       break;
   }
   return 3;
@@ -59,7 +59,7 @@ void StoreStop(std::vector<std::byte>* header, const CrashedMachine& machine) {
 
 }  // namespace
 
-std::vector<std::byte> DumpHeader(const CrashedMachine& machine, DumpForm form, std::uint64_t file_size) {
+std::vector<std::byte> DumpHeader(const CrashedMachine& machine, CrashDumpForm form, std::uint64_t file_size) {
   std::vector<std::byte> header(kDumpHeaderSize);
   FillAsAbsent(&header);
   StoreBytes(header, 0x004, std::as_bytes(std::span("DU64", 4)));
@@ -69,7 +69,7 @@ std::vector<std::byte> DumpHeader(const CrashedMachine& machine, DumpForm form, 
   Store<std::uint64_t>(header, 0xFA0, file_size);
   Store<std::uint64_t>(header, 0xFA8, machine.options.system_time);
   Store<std::uint64_t>(header, 0x1030, machine.options.up_time);
-  if (form == DumpForm::kSmall) Store<std::uint32_t>(header, 0x1038, 0xCFF);
+  if (form == CrashDumpForm::kSmall) Store<std::uint32_t>(header, 0x1038, 0xCFF);
   Store<std::uint32_t>(header, 0x1040, 1);
   Store<std::uint32_t>(header, 0x1044, 0x110);
   if (machine.options.attributes) Store<std::uint32_t>(header, 0x1050, *machine.options.attributes);
@@ -96,14 +96,14 @@ std::vector<std::byte> SecondaryData(const CrashedMachine& machine) {
 
 formats::Status WriteCrashDump(const CrashedMachine& machine, const DumpOptions& options, DumpSink* sink) {
   switch (options.form) {
-    case DumpForm::kSmall:
+    case CrashDumpForm::kSmall:
       return WriteSmallDump(machine, options, sink);
-    case DumpForm::kKernel:
-    case DumpForm::kComplete:
+    case CrashDumpForm::kKernel:
+    case CrashDumpForm::kComplete:
       return WriteBitmapDump(machine, options, sink);
-    case DumpForm::kCompleteRuns:
+    case CrashDumpForm::kCompleteRuns:
       return WriteRunsDump(machine, options, sink);
-    case DumpForm::kHeaderOnly:
+    case CrashDumpForm::kHeaderOnly:
       break;
   }
   formats::Status sized = sink->SetSize(kDumpHeaderSize);

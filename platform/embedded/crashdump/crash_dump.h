@@ -7,7 +7,7 @@
 
 namespace varnel::embedded {
 
-enum class DumpForm {
+enum class CrashDumpForm {
   kSmall,         // chosen blocks of memory, the registers, lists of drivers
   kKernel,        // the kernel's pages behind a bitmap
   kComplete,      // all pages behind a bitmap
@@ -16,7 +16,7 @@ enum class DumpForm {
 };
 
 struct DumpOptions {
-  DumpForm form = DumpForm::kSmall;
+  CrashDumpForm form = CrashDumpForm::kSmall;
   /// A small dump holds the kernel's image, so that names and calls can be told from it; else its header page alone.
   bool image_in_small = true;
   /// What stands behind the dump proper. Small dumps have it; whether others do, public readers do not say.

@@ -12,7 +12,7 @@ namespace varnel::embedded {
 inline constexpr std::uint64_t kDumpHeaderSize = 0x2000;
 
 /// The header, for a dump of so many bytes in all.
-std::vector<std::byte> DumpHeader(const CrashedMachine& machine, DumpForm form, std::uint64_t file_size);
+std::vector<std::byte> DumpHeader(const CrashedMachine& machine, CrashDumpForm form, std::uint64_t file_size);
 
 /// The named blocks with their headers, one behind the other.
 std::vector<std::byte> SecondaryData(const CrashedMachine& machine);

@@ -89,7 +89,7 @@ formats::Status WritePages(const CrashedMachine& machine, const DumpOptions& opt
 }  // namespace
 
 formats::Status WriteBitmapDump(const CrashedMachine& machine, const DumpOptions& options, DumpSink* sink) {
-  const bool complete = options.form == DumpForm::kComplete;
+  const bool complete = options.form == CrashDumpForm::kComplete;
   const std::uint64_t bitmap_end = kDumpHeaderSize + kBitmapHeader + (machine.memory.end() + 7) / 8;
   const PageLayout layout = LayOut(machine, complete, RoundUp(bitmap_end, kPage));
   return WritePages(machine, options, layout, Bitmap(machine, complete, layout), sink);

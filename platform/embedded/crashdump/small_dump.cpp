@@ -34,7 +34,7 @@ class SmallDump {
     Field(0x08, Append(std::as_bytes(std::span("TRGD", 4)), 4));
     Field(0x04, bytes_.size());
     if (options_.secondary_data) Append(SecondaryData(machine_), 1);
-    StoreBytes(bytes_, 0, DumpHeader(machine_, DumpForm::kSmall, bytes_.size()));
+    StoreBytes(bytes_, 0, DumpHeader(machine_, CrashDumpForm::kSmall, bytes_.size()));
     return std::move(bytes_);
   }
 

@@ -88,7 +88,7 @@ TEST_P(CrashDumpTest, TheSameCrashGivesTheSameBytes) {
 INSTANTIATE_TEST_SUITE_P(Forms, CrashDumpTest, kFormsWithMemory, FormName);
 
 TEST(CrashDump, AHeaderAloneHasAllThatAHeaderHas) {
-  const DumpedMachine made(SomeCrash(), {DumpForm::kHeaderOnly, true, true});
+  const DumpedMachine made(SomeCrash(), {CrashDumpForm::kHeaderOnly, true, true});
   EXPECT_EQ(made.bytes.size(), 0x2000u);
   EXPECT_EQ(made.dump->header().type, formats::DumpType::kHeaderOnly);
   EXPECT_EQ(made.dump->header().bug_check_code, 0xD1u);
@@ -105,8 +105,8 @@ class FullSink final : public DumpSink {
 
 TEST(CrashDump, TellsThatThereIsNoRoom) {
   const CrashedMachine machine(SomeCrash());
-  for (const DumpForm form :
-       {DumpForm::kSmall, DumpForm::kKernel, DumpForm::kComplete, DumpForm::kCompleteRuns, DumpForm::kHeaderOnly}) {
+  for (const CrashDumpForm form : {CrashDumpForm::kSmall, CrashDumpForm::kKernel, CrashDumpForm::kComplete,
+                                   CrashDumpForm::kCompleteRuns, CrashDumpForm::kHeaderOnly}) {
     FullSink sink;
     const formats::Status written = WriteCrashDump(machine, {form, true, true}, &sink);
     ASSERT_FALSE(written.ok());

@@ -8,16 +8,17 @@ namespace {
 
 TEST(PageDump, KindsAreWhatThePlatformCallsThem) {
   using formats::DumpQualifier;
-  EXPECT_EQ(DumpedMachine(SomeCrash(), {DumpForm::kKernel, true, true}).dump->Qualifier(), DumpQualifier::kKernel);
-  EXPECT_EQ(DumpedMachine(SomeCrash(), {DumpForm::kComplete, true, true}).dump->Qualifier(), DumpQualifier::kFull);
-  EXPECT_EQ(DumpedMachine(SomeCrash(), {DumpForm::kCompleteRuns, true, true}).dump->Qualifier(), DumpQualifier::kFull);
+  EXPECT_EQ(DumpedMachine(SomeCrash(), {CrashDumpForm::kKernel, true, true}).dump->Qualifier(), DumpQualifier::kKernel);
+  EXPECT_EQ(DumpedMachine(SomeCrash(), {CrashDumpForm::kComplete, true, true}).dump->Qualifier(), DumpQualifier::kFull);
+  EXPECT_EQ(DumpedMachine(SomeCrash(), {CrashDumpForm::kCompleteRuns, true, true}).dump->Qualifier(),
+            DumpQualifier::kFull);
   CrashedMachineOptions filtered = SomeCrash();
   filtered.attributes = 0x40;
-  EXPECT_EQ(DumpedMachine(filtered, {DumpForm::kComplete, true, true}).dump->Qualifier(), DumpQualifier::kActive);
+  EXPECT_EQ(DumpedMachine(filtered, {CrashDumpForm::kComplete, true, true}).dump->Qualifier(), DumpQualifier::kActive);
 }
 
 TEST(PageDump, AKernelDumpLeavesTheProcessesOwnPagesOut) {
-  const DumpedMachine made(SomeCrash(), {DumpForm::kKernel, true, true});
+  const DumpedMachine made(SomeCrash(), {CrashDumpForm::kKernel, true, true});
   for (const auto& [number, page] : made.machine.memory.pages()) {
     std::vector<std::byte> read(4096);
     const bool there = made.dump->ReadPhysical(number * 4096, read) == 4096;
@@ -28,7 +29,7 @@ TEST(PageDump, AKernelDumpLeavesTheProcessesOwnPagesOut) {
 }
 
 TEST(PageDump, ACompleteDumpHasEachPageOfTheMachineAndNoOther) {
-  for (const DumpForm form : {DumpForm::kComplete, DumpForm::kCompleteRuns}) {
+  for (const CrashDumpForm form : {CrashDumpForm::kComplete, CrashDumpForm::kCompleteRuns}) {
     const DumpedMachine made(SomeCrash(), {form, true, true});
     for (const auto& [number, page] : made.machine.memory.pages()) {
       std::vector<std::byte> read(4096);
@@ -45,7 +46,7 @@ TEST(PageDump, ACompleteDumpHasEachPageOfTheMachineAndNoOther) {
 }
 
 TEST(PageDump, TheBitmapCountsWhatItMarks) {
-  for (const DumpForm form : {DumpForm::kKernel, DumpForm::kComplete}) {
+  for (const CrashDumpForm form : {CrashDumpForm::kKernel, CrashDumpForm::kComplete}) {
     const DumpedMachine made(SomeCrash(), {form, true, false});
     const auto bits = Load<std::uint64_t>(made.bytes, 0x2030);
     std::uint64_t set = 0;

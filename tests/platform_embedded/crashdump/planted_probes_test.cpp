@@ -67,7 +67,8 @@ class SparseSink final : public DumpSink, public formats::DumpSource {
 };
 
 struct ProbedDump {
-  ProbedDump(const CrashedMachineOptions& crash, DumpForm form) : machine(crash), file(std::make_shared<SparseSink>()) {
+  ProbedDump(const CrashedMachineOptions& crash, CrashDumpForm form)
+      : machine(crash), file(std::make_shared<SparseSink>()) {
     EXPECT_TRUE(WriteCrashDump(machine, {form, true, true}, file.get()).ok());
     auto opened = formats::KernelDump::Open(file);
     EXPECT_TRUE(opened.ok()) << formats::DumpProblemText(opened.problem);
@@ -78,7 +79,7 @@ struct ProbedDump {
   std::unique_ptr<formats::KernelDump> dump;
 };
 
-using FormAndLevels = std::tuple<DumpForm, unsigned>;
+using FormAndLevels = std::tuple<CrashDumpForm, unsigned>;
 class PlantedProbesTest : public testing::TestWithParam<FormAndLevels> {
  protected:
   static CrashedMachineOptions OddCrash() {
@@ -94,7 +95,7 @@ TEST_P(PlantedProbesTest, EachEntryIsReadAsTheProcessorAndTheKernelWouldTakeIt) 
   const ProbedDump made(OddCrash(), std::get<0>(GetParam()));
   EXPECT_EQ(made.machine.probes.size(), std::get<1>(GetParam()) == 5 ? 12u : 11u);
   for (const Probe& probe : made.machine.probes) {
-    const bool kernel = std::get<0>(GetParam()) == DumpForm::kKernel;
+    const bool kernel = std::get<0>(GetParam()) == CrashDumpForm::kKernel;
     const Outcome outcome = kernel ? probe.in_kernel_dump : probe.in_complete_dump;
     EXPECT_EQ(made.dump->WhyMissing(probe.address), ReasonOf(outcome)) << probe.kind;
     std::vector<std::byte> read(outcome == Outcome::kThere ? probe.text.size() : 1);
@@ -127,14 +128,14 @@ TEST_P(PlantedProbesTest, PagesTellTheirProtection) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Forms, PlantedProbesTest,
-                         testing::Combine(testing::Values(DumpForm::kKernel, DumpForm::kComplete,
-                                                          DumpForm::kCompleteRuns),
+                         testing::Combine(testing::Values(CrashDumpForm::kKernel, CrashDumpForm::kComplete,
+                                                          CrashDumpForm::kCompleteRuns),
                                           testing::Values(4u, 5u)));
 
 TEST(PlantedProbes, ACompleteDumpOf64GiBIsWrittenByItsFewPages) {
   CrashedMachineOptions crash = SomeCrash();
   crash.memory_size = std::uint64_t{64} << 30;
-  const ProbedDump made(crash, DumpForm::kComplete);
+  const ProbedDump made(crash, CrashDumpForm::kComplete);
   EXPECT_GT(made.file->Size(), std::uint64_t{63} << 30);
   EXPECT_LT(made.file->WrittenBytes(), std::size_t{8} << 20);
   EXPECT_EQ(made.dump->Modules().size(), made.machine.modules.size());

@@ -57,29 +57,29 @@ struct DumpedMachine {
 };
 
 /// The forms that have memory, for tests that hold each of them to the same facts.
-inline std::string FormName(const testing::TestParamInfo<DumpForm>& info) {
+inline std::string FormName(const testing::TestParamInfo<CrashDumpForm>& info) {
   switch (info.param) {
-    case DumpForm::kSmall:
+    case CrashDumpForm::kSmall:
       return "small";
-    case DumpForm::kKernel:
+    case CrashDumpForm::kKernel:
       return "kernel";
-    case DumpForm::kComplete:
+    case CrashDumpForm::kComplete:
       return "complete";
-    case DumpForm::kCompleteRuns:
+    case CrashDumpForm::kCompleteRuns:
       return "complete_runs";
-    case DumpForm::kHeaderOnly:
+    case CrashDumpForm::kHeaderOnly:
       break;
   }
   return "header_only";
 }
 
-inline const auto kFormsWithMemory =
-    testing::Values(DumpForm::kSmall, DumpForm::kKernel, DumpForm::kComplete, DumpForm::kCompleteRuns);
+inline const auto kFormsWithMemory = testing::Values(CrashDumpForm::kSmall, CrashDumpForm::kKernel,
+                                                     CrashDumpForm::kComplete, CrashDumpForm::kCompleteRuns);
 
-class EachForm : public testing::TestWithParam<DumpForm> {
+class EachForm : public testing::TestWithParam<CrashDumpForm> {
  protected:
   static DumpOptions Form() { return {GetParam(), true, true}; }
-  static bool IsSmall() { return GetParam() == DumpForm::kSmall; }
+  static bool IsSmall() { return GetParam() == CrashDumpForm::kSmall; }
 };
 
 }  // namespace varnel::embedded

@@ -7,7 +7,7 @@ namespace varnel::embedded {
 namespace {
 
 TEST(SmallDump, IsWhatThePlatformCallsSmall) {
-  const DumpedMachine made(SomeCrash(), {DumpForm::kSmall, true, true});
+  const DumpedMachine made(SomeCrash(), {CrashDumpForm::kSmall, true, true});
   EXPECT_EQ(made.dump->Qualifier(), formats::DumpQualifier::kSmall);
   EXPECT_EQ(made.dump->header().mini_dump_fields, 0xCFFu);
   ASSERT_NE(made.dump->triage(), nullptr);
@@ -15,7 +15,7 @@ TEST(SmallDump, IsWhatThePlatformCallsSmall) {
 }
 
 TEST(SmallDump, ItsStackBeginsWithTheNewestReturnAddressAndEndsAtTheBase) {
-  const DumpedMachine made(SomeCrash(), {DumpForm::kSmall, true, true});
+  const DumpedMachine made(SomeCrash(), {CrashDumpForm::kSmall, true, true});
   const CrashStack& stack = made.machine.stack();
   const auto range = made.dump->KernelStack();
   ASSERT_TRUE(range.has_value());
@@ -25,7 +25,7 @@ TEST(SmallDump, ItsStackBeginsWithTheNewestReturnAddressAndEndsAtTheBase) {
 }
 
 TEST(SmallDump, TheImageIsReadOverTheEndsOfItsPieces) {
-  const DumpedMachine made(SomeCrash(), {DumpForm::kSmall, true, true});
+  const DumpedMachine made(SomeCrash(), {CrashDumpForm::kSmall, true, true});
   const LoadedImage& kernel = made.machine.kernel;
   const auto read = made.Read(kernel.base(), kernel.bytes().size());
   ASSERT_EQ(read.size(), kernel.bytes().size());
@@ -33,7 +33,7 @@ TEST(SmallDump, TheImageIsReadOverTheEndsOfItsPieces) {
 }
 
 TEST(SmallDump, OnRequestOnlyTheFirstPageOfTheImageIsThere) {
-  const DumpedMachine made(SomeCrash(), {DumpForm::kSmall, false, true});
+  const DumpedMachine made(SomeCrash(), {CrashDumpForm::kSmall, false, true});
   const std::uint64_t base = made.machine.kernel.base();
   const std::uint64_t code = made.machine.stack().registers.rip / 4096 * 4096;
   EXPECT_EQ(made.Read(base, 4096).size(), 4096u);
@@ -42,7 +42,7 @@ TEST(SmallDump, OnRequestOnlyTheFirstPageOfTheImageIsThere) {
 }
 
 TEST(SmallDump, NamesOfUnloadedDriversAreCut) {
-  const DumpedMachine made(SomeCrash(), {DumpForm::kSmall, true, true});
+  const DumpedMachine made(SomeCrash(), {CrashDumpForm::kSmall, true, true});
   const auto& unloaded = made.dump->UnloadedModules();
   ASSERT_EQ(unloaded.size(), 3u);
   EXPECT_EQ(unloaded[1].name, u"dump_storage");
