@@ -25,7 +25,7 @@ class BitmapStore final : public PageStore {
   bool CountsAgree() const noexcept override;
 
  private:
-  static constexpr std::size_t kPieceBytes = 4096;
+  static constexpr std::size_t kPieceBytes = 512;
   static constexpr std::uint64_t kPieceBits = kPieceBytes * 8;
 
   /// Eight bytes of the bitmap each, the bits behind its end cleared.

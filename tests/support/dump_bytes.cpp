@@ -187,7 +187,7 @@ PagedDumpBytes::PagedDumpBytes(int levels) : levels_(levels), header_(MakeDumpHe
 
 std::uint64_t PagedDumpBytes::NewPage() {
   // A hole now and then, so that the pages are no single run.
-  if (next_page_ % 16 == 0) next_page_ += 3;
+  if (next_page_ % 16 == 0 && next_page_ < 0x200) next_page_ += 3;
   pages_[next_page_].resize(kPage);
   return next_page_++;
 }
