@@ -170,4 +170,25 @@ Blob DebugEntry(std::uint32_t type, std::uint32_t rva, std::uint32_t size) {
   return ByteWriter().U32(0).U32(0x5F1A2B3C).U16(0).U16(0).U32(type).U32(size).U32(rva).U32(rva).Take();
 }
 
+std::uint16_t UnwindSlot(std::uint8_t offset, std::uint8_t op, std::uint8_t info) {
+  return static_cast<std::uint16_t>(offset | op << 8 | info << 12);
+}
+
+Blob PeUnwindBytes(const PeUnwindSpec& spec) {
+  ByteWriter out;
+  out.U8(static_cast<std::uint8_t>(spec.version | spec.flags << 3)).U8(spec.prolog_size);
+  out.U8(static_cast<std::uint8_t>(spec.slots.size()));
+  out.U8(static_cast<std::uint8_t>(spec.frame_register | spec.frame_offset << 4));
+  for (const std::uint16_t slot : spec.slots) out.U16(slot);
+  if (spec.slots.size() % 2 != 0) out.U16(0);
+  for (const std::uint32_t word : spec.behind) out.U32(word);
+  return out.Take();
+}
+
+Blob PeFunctionTable(const std::vector<std::array<std::uint32_t, 3>>& entries) {
+  ByteWriter out;
+  for (const auto& [begin, end, unwind] : entries) out.U32(begin).U32(end).U32(unwind);
+  return out.Take();
+}
+
 }  // namespace varnel::support

@@ -2,6 +2,7 @@
 // structures of the reader, so that a wrong structure makes a test fail. Places are bytes from the image's base.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -91,5 +92,20 @@ Blob VersionResource(std::u16string_view file_version, std::u16string_view produ
 Blob RsdsRecord(const GUID& guid, std::uint32_t age, std::string_view file_name);
 /// One entry of a debug directory.
 Blob DebugEntry(std::uint32_t type, std::uint32_t rva, std::uint32_t size);
+
+struct PeUnwindSpec {
+  std::uint8_t version = 1;
+  std::uint8_t flags = 0;
+  std::uint8_t prolog_size = 0;
+  std::uint8_t frame_register = 0;
+  std::uint8_t frame_offset = 0;  // in units of 16 bytes
+  std::vector<std::uint16_t> slots = {};
+  std::vector<std::uint32_t> behind = {};  // a handler's place, or the three words of an entry to go on with
+};
+/// One slot of unwind information: where its instruction ends, what it did, four bits more.
+std::uint16_t UnwindSlot(std::uint8_t offset, std::uint8_t op, std::uint8_t info = 0);
+Blob PeUnwindBytes(const PeUnwindSpec& spec);
+/// A function table of begin, end, unwind information.
+Blob PeFunctionTable(const std::vector<std::array<std::uint32_t, 3>>& entries);
 
 }  // namespace varnel::support
