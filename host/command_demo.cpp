@@ -31,6 +31,7 @@ using Output = ChildProcess::Output;
 
 constexpr int kEventsOfEach = 8;
 constexpr int kEventsPerSecond = 14;
+constexpr int kReportsOfADump = 2;  // one without symbols, one with
 
 // A folder that goes with this object, unless it is kept.
 class TemporaryFolder {
@@ -104,15 +105,16 @@ class Demo {
     return Do({"install", "--machine", machine_}) && Do({"machine", "boot", "--machine", machine_});
   }
 
-  // A crash, a boot, and two runs: the first one tells of the crash, the second one does not.
+  // A crash, a boot, and two runs: the first one tells of the crash and of its dump, the second one does not.
   bool Crash() {
-    Tell("now the machine crashes, with stop code 0x133, and boots again");
-    if (!Do({"machine", "crash", "--machine", machine_, "--code", "0x133", "--parameters", "1", "0x1e00"}) ||
+    Tell("now the machine crashes, with stop code 0x133, leaves a small dump, and boots again");
+    if (!Do({"machine", "crash", "--machine", machine_, "--dump", "small", "--bugcheck", "0x133,1,0x1e00"}) ||
         !Do({"machine", "boot", "--machine", machine_}) || !RunModule({"--idle-exit", "1"})) {
       return false;
     }
-    told_at_once_ = crashes_ == 1;
-    Tell("the module found " + std::to_string(crashes_) + " crash in the System log; it starts once more");
+    told_at_once_ = crashes_ == 1 && dump_reports_ == kReportsOfADump;
+    Tell("the module found " + std::to_string(crashes_) + " crash in the System log and told the dump in " +
+         std::to_string(dump_reports_) + " texts; it starts once more");
     return RunModule({"--idle-exit", "1"});
   }
 
@@ -126,6 +128,7 @@ class Demo {
     while (const auto text = module->ReadLine()) {
       ledger_.Note(*text);
       if (IsCrash(*text)) ++crashes_;
+      if (IsDumpReport(*text)) ++dump_reports_;
       if (!WriteWhole(STDOUT_FILENO, *text + '\n')) {
         Tell(std::string("standard output: ") + std::strerror(errno));
         return false;
@@ -157,8 +160,9 @@ class Demo {
           "behind it along)");
     }
     if (!unexplained.empty()) Tell("missing without a reason: " + unexplained);
-    const bool once = told_at_once_ && crashes_ == 1;
-    Tell("the crash was told " + (once ? "once, not twice" : std::to_string(crashes_) + " times"));
+    const bool once = told_at_once_ && crashes_ == 1 && dump_reports_ == kReportsOfADump;
+    Tell("the crash was told " + (once ? "once, not twice" : std::to_string(crashes_) + " times") + ", its dump in " +
+         std::to_string(dump_reports_) + " texts");
     return ledger_.twice().empty() && unexplained.empty() && once ? kExitGood : kExitFailed;
   }
 
@@ -167,9 +171,17 @@ class Demo {
     return TextField(text, "Function") == "AnalyzeBSODEvents" && text.find("\"AdditionalMsgAnsi\":{") != text.npos;
   }
 
+  // Likewise that there was no dump.
+  static bool IsDumpReport(std::string_view text) {
+    const auto function = TextField(text, "Function");
+    return text.find("\"AdditionalMsgJson\":{") != text.npos &&
+           (function == "BsodDumpCallBackNoSymbol" || function == "BsodDumpCallBackWithSymbol");
+  }
+
   const std::string machine_;
   DeliveryLedger ledger_;
   int crashes_ = 0;            // texts of one
+  int dump_reports_ = 0;       // texts of its dump
   bool told_at_once_ = false;  // by the first run behind the boot
 };
 
@@ -189,7 +201,7 @@ void AddDemoCommand(CLI::App* program, Choice* choice) {
   demo->add_flag("--keep", *keep, "Keeps the machine and says where it is");
   demo->footer(
       "Texts go to standard output, what happens is told on standard error. Exit code 1 when a text came twice, or is\n"
-      "missing for another reason than the rule about repeats, or the crash was not told once.\n"
+      "missing for another reason than the rule about repeats, or the crash or its dump was not told once.\n"
       "\n"
       "Examples:\n"
       "  wardlet demo\n"
