@@ -112,7 +112,8 @@ const std::vector<DumpUnloadedModule>& KernelDump::UnloadedModules() const {
   if (lists_->unloaded) return *lists_->unloaded;
   std::vector<DumpUnloadedModule> modules;
   if (triage() != nullptr) modules = ReadTriageUnloaded(*source_, *triage());
-  if (paged_ != nullptr && debugger_data() != nullptr) modules = ReadLiveUnloaded(*memory_, *debugger_data());
+  if (paged_ != nullptr && debugger_data() != nullptr)
+    modules = ReadLiveUnloaded(*memory_, *debugger_data(), source_->Size());
   return lists_->unloaded.emplace(std::move(modules));
 }
 

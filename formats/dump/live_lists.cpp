@@ -1,5 +1,6 @@
 #include "formats/dump/live_lists.h"
 
+#include <algorithm>
 #include <array>
 #include <span>
 #include <unordered_set>
@@ -44,12 +45,13 @@ DumpModule ModuleOf(const AddressSpace& memory, Entry entry, ModuleNames* names)
 
 }  // namespace
 
-std::vector<DumpModule> ReadLiveModules(const AddressSpace& memory, std::uint64_t head, std::uint64_t name_budget) {
+std::vector<DumpModule> ReadLiveModules(const AddressSpace& memory, std::uint64_t head, std::uint64_t file_size) {
   std::vector<DumpModule> out;
-  ModuleNames names(name_budget);
+  ModuleNames names(file_size);
+  const auto limit = static_cast<std::size_t>(std::min<std::uint64_t>(kMaxListedModules, file_size / kModuleNeeded));
   std::unordered_set<std::uint64_t> seen = {head};
   auto next = ReadMemory<std::uint64_t>(memory, head);
-  while (next && out.size() < kMaxListedModules && seen.insert(*next).second) {
+  while (next && out.size() < limit && seen.insert(*next).second) {
     std::array<std::byte, kModuleEntry> entry{};
     if (memory.ReadVirtual(*next, entry) < kModuleNeeded) break;
     out.push_back(ModuleOf(memory, entry, &names));
@@ -58,13 +60,14 @@ std::vector<DumpModule> ReadLiveModules(const AddressSpace& memory, std::uint64_
   return out;
 }
 
-std::vector<DumpUnloadedModule> ReadLiveUnloaded(const AddressSpace& memory, const DebuggerData& data) {
+std::vector<DumpUnloadedModule> ReadLiveUnloaded(const AddressSpace& memory, const DebuggerData& data,
+                                                 std::uint64_t file_size) {
   namespace field = debugger_data_field;
   std::vector<DumpUnloadedModule> out;
   const auto array = ReadMemory<std::uint64_t>(memory, data.At<std::uint64_t>(field::kMmUnloadedDrivers).value_or(0));
   const auto next = ReadMemory<std::uint32_t>(memory, data.At<std::uint64_t>(field::kMmLastUnloadedDriver).value_or(0));
   if (!array || *array == 0 || !next) return out;
-  ModuleNames names(std::uint64_t{kUnloadedSlots} * 0x10000);
+  ModuleNames names(file_size);
   for (std::uint32_t back = 1; back <= kUnloadedSlots; ++back) {
     // The kernel counts on and uses the slots in turn.
     const std::uint32_t slot = (*next % kUnloadedSlots + kUnloadedSlots - back) % kUnloadedSlots;

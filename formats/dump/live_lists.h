@@ -12,10 +12,12 @@
 namespace varnel::formats {
 
 /// From the list head at `head` on. The list ends at its head, at an entry that can't be read or was there before, and
-/// after kMaxListedModules. All names together take at most `name_budget` bytes; later ones are made up.
-std::vector<DumpModule> ReadLiveModules(const AddressSpace& memory, std::uint64_t head, std::uint64_t name_budget);
+/// after kMaxListedModules or as many as a file of this size has room for, so that entries that overlap each other end.
+/// All names together take no more than the file either; later ones are made up.
+std::vector<DumpModule> ReadLiveModules(const AddressSpace& memory, std::uint64_t head, std::uint64_t file_size);
 
 /// The newest first, at most 50; entries that were never used are left out.
-std::vector<DumpUnloadedModule> ReadLiveUnloaded(const AddressSpace& memory, const DebuggerData& data);
+std::vector<DumpUnloadedModule> ReadLiveUnloaded(const AddressSpace& memory, const DebuggerData& data,
+                                                 std::uint64_t file_size);
 
 }  // namespace varnel::formats

@@ -7,12 +7,12 @@ namespace varnel::formats {
 
 std::u16string ModuleNames::Read(std::uint64_t size_bytes, const Reader& read) {
   if (size_bytes / 2 == 0 || size_bytes > budget_bytes_ || size_bytes > 0x10000) return {};
+  budget_bytes_ -= size_bytes;
   std::u16string text(size_bytes / 2, u'\0');
   const std::span<std::byte> bytes = std::as_writable_bytes(std::span(text));
   if (read(bytes) != bytes.size()) return {};
   text.resize(std::min(text.find(u'\0'), text.size()));
   text.shrink_to_fit();
-  budget_bytes_ -= std::min<std::uint64_t>(budget_bytes_, 2 * text.size());
   return text;
 }
 

@@ -1,5 +1,5 @@
 // ModuleNames reads the names of a dump's modules and makes up one where there is none. All names of one dump together
-// take no more than the dump itself, however often they point at one long text.
+// read and take no more than the dump itself, however often they point at one long text.
 #pragma once
 
 #include <cstdint>

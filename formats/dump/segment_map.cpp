@@ -20,6 +20,8 @@ SegmentMap::SegmentMap(std::vector<Segment> pieces, std::uint64_t file_size) {
   std::sort(pieces.begin(), pieces.end(), [](const Segment& a, const Segment& b) {
     return a.address != b.address ? a.address < b.address : a.size > b.size;
   });
+  // In place: what is kept never stands behind what is looked at.
+  std::size_t kept = 0;
   std::uint64_t covered = 0;  // all below is in a segment already, or in none
   for (Segment piece : pieces) {
     const std::uint64_t end = piece.address + piece.size;
@@ -29,9 +31,11 @@ SegmentMap::SegmentMap(std::vector<Segment> pieces, std::uint64_t file_size) {
       piece.address = covered;
       piece.size = end - covered;
     }
-    segments_.push_back(piece);
+    pieces[kept++] = piece;
     covered = end;
   }
+  pieces.resize(kept);
+  segments_ = std::move(pieces);
 }
 
 std::optional<Segment> SegmentMap::Find(std::uint64_t address) const noexcept {

@@ -62,6 +62,7 @@ std::vector<Segment> TriageMemory::ReadBlocks() const {
   const std::uint64_t room = offset < file_size ? (file_size - offset) / kBlockEntry : 0;
   const std::uint64_t count = offset == 0 ? 0 : std::min<std::uint64_t>(block_->data_blocks_count, room);
   std::vector<Segment> out;
+  out.reserve(count);
   for (std::uint64_t i = 0; i < count; ++i) {
     std::array<std::byte, kBlockEntry> entry{};
     if (source_.Read(offset + kBlockEntry * i, entry) != entry.size()) break;

@@ -82,7 +82,7 @@ TEST(LiveLists, FallBackToTheOtherNameWhenOneIsPagedOut) {
 }
 
 TEST(LiveLists, HaveNoMoreThanTheirLimit) {
-  // 70,000 entries of 0x48 bytes, one behind the other, with neither name.
+  // Entries without end, one behind the other, with neither name.
   class Endless final : public AddressSpace {
    public:
     std::size_t ReadVirtual(std::uint64_t address, std::span<std::byte> into) const noexcept override {
@@ -95,8 +95,9 @@ TEST(LiveLists, HaveNoMoreThanTheirLimit) {
     mutable std::size_t reads = 0;
   };
   const Endless memory;
-  EXPECT_EQ(ReadLiveModules(memory, 0x1000, 100).size(), kMaxListedModules);
+  EXPECT_EQ(ReadLiveModules(memory, 0x1000, std::uint64_t{1} << 40).size(), kMaxListedModules);
   EXPECT_EQ(memory.reads, kMaxListedModules + 1);
+  EXPECT_EQ(ReadLiveModules(memory, 0x1000, 0x48 * 10).size(), 10u);  // a file without room for more
 }
 
 TEST(LiveLists, ReadEachEntryOnceInAListOfFiveThousand) {

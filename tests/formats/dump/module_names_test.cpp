@@ -35,6 +35,12 @@ TEST(ModuleNames, StopsWhenTheBudgetIsSpent) {
   EXPECT_EQ(names.Read(4, Of(u"nt")), u"nt");
 }
 
+TEST(ModuleNames, SpendsItsBudgetOnTextsThatAreMissingToo) {
+  ModuleNames names(14);
+  EXPECT_EQ(names.Read(10, Of(u"")), u"");
+  EXPECT_EQ(names.Read(10, Of(u"hal.d")), u"");
+}
+
 TEST(ModuleNames, ReadsNoTextLongerThanTheFormAllows) {
   ModuleNames names(0x100000);
   EXPECT_EQ(names.Read(0x10000, Of(std::u16string(0x8000, u'x'))).size(), 0x8000u);
