@@ -5,13 +5,14 @@
 #include <memory>
 #include <optional>
 
+#include "platform/embedded/debugger/target_images.h"
 #include "platform/embedded/debugger/target_modules.h"
 
 namespace varnel::embedded {
 
 class DebugTarget {
  public:
-  explicit DebugTarget(std::unique_ptr<formats::KernelDump> dump) : dump_(std::move(dump)) {}
+  explicit DebugTarget(std::unique_ptr<formats::KernelDump> dump) : dump_(std::move(dump)), images_(*dump_) {}
 
   const formats::KernelDump& dump() const { return *dump_; }
   const formats::DumpHeader& header() const { return dump_->header(); }
@@ -21,10 +22,12 @@ class DebugTarget {
     if (!modules_) modules_.emplace(*dump_);
     return *modules_;
   }
+  TargetImages& images() { return images_; }
 
  private:
   const std::unique_ptr<formats::KernelDump> dump_;
   std::optional<TargetModules> modules_;
+  TargetImages images_;
 };
 
 }  // namespace varnel::embedded

@@ -55,6 +55,10 @@ class DumpEngine final : public platform::DebugEngineStub {
   /// The code as the dump has it, with the bit that marks it in some small dumps.
   HRESULT ReadBugCheckData(std::uint32_t* code, std::uint64_t* arg1, std::uint64_t* arg2, std::uint64_t* arg3,
                            std::uint64_t* arg4) override;
+  /// Walks by the unwind data of images whose pages are in the dump, and ends where it can't go on honestly.
+  HRESULT GetStackTrace(std::uint64_t frame_offset, std::uint64_t stack_offset, std::uint64_t instruction_offset,
+                        platform::DEBUG_STACK_FRAME* frames, std::uint32_t frames_size,
+                        std::uint32_t* frames_filled) override;
   HRESULT GetCurrentTimeDate(std::uint32_t* time_date) override;
   HRESULT GetCurrentSystemUpTime(std::uint32_t* up_time) override;
 
@@ -65,6 +69,9 @@ class DumpEngine final : public platform::DebugEngineStub {
   HRESULT SetSymbolOptions(std::uint32_t options) override;
   HRESULT GetSymbolPathWide(char16_t* buffer, std::uint32_t buffer_size, std::uint32_t* path_size) override;
   HRESULT SetSymbolPathWide(const char16_t* path) override;
+  /// Names come from export tables in the dump, where the function is proved to be that export.
+  HRESULT GetNameByOffset(std::uint64_t offset, char* name_buffer, std::uint32_t name_capacity,
+                          std::uint32_t* name_size, std::uint64_t* displacement) override;
   HRESULT GetNumberModules(std::uint32_t* loaded, std::uint32_t* unloaded) override;
   HRESULT GetModuleByIndex(std::uint32_t index, std::uint64_t* base) override;
   HRESULT GetModuleByModuleName(const char* name, std::uint32_t start, std::uint32_t* index,
@@ -75,6 +82,10 @@ class DumpEngine final : public platform::DebugEngineStub {
                          std::uint32_t* image_size, char* module, std::uint32_t module_capacity,
                          std::uint32_t* module_size, char* loaded_image, std::uint32_t loaded_image_capacity,
                          std::uint32_t* loaded_image_size) override;
+  /// From the version resource in the dump; texts are UTF-8. 0x80004002 where the dump does not have the item.
+  HRESULT GetModuleVersionInformation(std::uint32_t index, std::uint64_t base, const char* item, void* buffer,
+                                      std::uint32_t buffer_size, std::uint32_t* ver_info_size) override;
+  /// Symbols of a module are its exports (4), where those are in the dump, else there are none (0).
   HRESULT GetModuleParameters(std::uint32_t count, std::uint64_t* bases, std::uint32_t start,
                               platform::DEBUG_MODULE_PARAMETERS* params) override;
   HRESULT GetModuleNameString(std::uint32_t which, std::uint32_t index, std::uint64_t base, char* buffer,
@@ -148,7 +159,7 @@ class DumpEngine final : public platform::DebugEngineStub {
   HRESULT ReadRegisterNamed(const char* name, std::uint64_t* value);
   /// By index, or by base when the index is kDebugAnyId. Null: no such module.
   static const TargetModule* ModuleAt(DebugTarget* target, std::uint32_t index, std::uint64_t base);
-  static void Describe(const TargetModule& module, platform::DEBUG_MODULE_PARAMETERS* parameters);
+  static void Describe(DebugTarget* target, const TargetModule& module, platform::DEBUG_MODULE_PARAMETERS* parameters);
 
   const DumpOpener opener_;
   std::mutex mutex_;

@@ -8,6 +8,8 @@ namespace {
 using platform::HRESULT;
 
 constexpr std::uint32_t kModuleUnloaded = 1;
+constexpr std::uint32_t kSymbolTypeNone = 0;
+constexpr std::uint32_t kSymbolTypeExport = 4;
 constexpr std::uint32_t kLastNameKind = 4;  // of a symbol file and of a mapped image, which there are none of
 
 std::uint32_t SizeOf(const std::string& text) {
@@ -120,13 +122,15 @@ HRESULT DumpEngine::GetModuleNames(std::uint32_t index, std::uint64_t base, char
   });
 }
 
-void DumpEngine::Describe(const TargetModule& module, platform::DEBUG_MODULE_PARAMETERS* parameters) {
+void DumpEngine::Describe(DebugTarget* target, const TargetModule& module,
+                          platform::DEBUG_MODULE_PARAMETERS* parameters) {
   *parameters = {};
   parameters->Base = module.base;
   parameters->Size = module.size;
   parameters->TimeDateStamp = module.time_date_stamp;
   parameters->Checksum = module.check_sum;
   parameters->Flags = module.unloaded ? kModuleUnloaded : 0;
+  parameters->SymbolType = target->images().HasExports(module) ? kSymbolTypeExport : kSymbolTypeNone;
   parameters->ImageNameSize = SizeOf(module.image);
   parameters->ModuleNameSize = SizeOf(module.name);
   parameters->LoadedImageNameSize = SizeOf(module.loaded);
@@ -140,7 +144,7 @@ HRESULT DumpEngine::GetModuleParameters(std::uint32_t count, std::uint64_t* base
       const TargetModule* const module =
           bases != nullptr ? ModuleAt(target, platform::kDebugAnyId, bases[i]) : target->modules().At(start + i);
       if (module != nullptr) {
-        Describe(*module, &params[i]);
+        Describe(target, *module, &params[i]);
       } else if (bases != nullptr) {
         params[i] = {};
         params[i].Base = ~std::uint64_t{0};

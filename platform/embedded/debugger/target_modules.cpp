@@ -80,6 +80,8 @@ TargetModule Describe(const formats::DumpModule& module) {
   described.size = module.size;
   described.time_date_stamp = module.time_date_stamp;
   described.check_sum = module.check_sum;
+  described.exception_table = module.exception_table;
+  described.exception_table_size = module.exception_table_size;
   if (!module.path.empty() || !module.name.starts_with(kMadeUpName)) {
     described.image = formats::Utf16ToUtf8(module.path.empty() ? module.name : module.path);
     described.loaded = formats::Utf16ToUtf8(module.name);

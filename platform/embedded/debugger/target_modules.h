@@ -20,6 +20,8 @@ struct TargetModule {
   std::uint32_t size = 0;  // bytes
   std::uint32_t time_date_stamp = 0;
   std::uint32_t check_sum = 0;
+  std::uint64_t exception_table = 0;       // address of the function table; 0 when the dump does not tell
+  std::uint32_t exception_table_size = 0;  // bytes
   bool unloaded = false;
   std::string name;    // "nt"
   std::string image;   // the image as the dump tells of it, with its folder where it has one; UTF-8, may be empty
