@@ -150,16 +150,26 @@ void PagedMemory::Prepare() const noexcept {
   if (prepared_) return;
   prepared_ = true;
   bool list_is_there[2] = {};
+  std::optional<DebuggerData> doubtful;  // found with another number of levels than it tells
+  int doubtful_levels = 0;
   for (const int levels : {4, 5}) {
-    levels_ = levels;
-    remembered_ = {};
+    UseLevels(levels);
     debugger_data_ = ReadDebuggerData();
     if (debugger_data_ && debugger_data_->PagingLevels() == levels) return;
+    if (debugger_data_ && !doubtful) {
+      doubtful = debugger_data_;
+      doubtful_levels = levels;
+    }
     std::byte one{};
     list_is_there[levels - 4] = ReadAt(header_.loaded_module_list, std::span(&one, 1), 0) == 1;
   }
-  debugger_data_.reset();
-  levels_ = !list_is_there[0] && list_is_there[1] ? 5 : 4;
+  debugger_data_ = doubtful;
+  if (doubtful) return UseLevels(doubtful_levels);
+  UseLevels(!list_is_there[0] && list_is_there[1] ? 5 : 4);
+}
+
+void PagedMemory::UseLevels(int levels) const noexcept {
+  levels_ = levels;
   remembered_ = {};
 }
 

@@ -48,6 +48,7 @@ class PagedMemory final : public DumpMemory {
   };
 
   void Prepare() const noexcept;
+  void UseLevels(int levels) const noexcept;
   std::optional<DebuggerData> ReadDebuggerData() const noexcept;
   bool IsCanonical(std::uint64_t address) const noexcept;
   Place Find(std::uint64_t address) const noexcept;

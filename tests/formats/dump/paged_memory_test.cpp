@@ -228,6 +228,15 @@ TEST(PagedMemory, FindsFiveLevelsByTheListOfModulesWithoutTheDebuggersBlock) {
   EXPECT_EQ(opened.dump->Modules().size(), 2u);
 }
 
+TEST(PagedMemory, BelievesTheTablesWhereTheDebuggersBlockTellsOtherLevels) {
+  PagedDumpBytes dump(4);
+  support::MakeMachine(&dump, true, 5);
+  const OpenedDump opened = OpenAsBitmap(&dump);
+  ASSERT_TRUE(opened.dump->debugger_data());
+  EXPECT_EQ(opened.dump->Modules().size(), 2u);
+  EXPECT_EQ(opened.dump->CurrentThread(), machine::kThread);
+}
+
 TEST(PagedMemory, ReadsTheDebuggersBlockPlainOrScrambled) {
   for (const bool scramble : {false, true}) {
     PagedDumpBytes dump;
