@@ -9,24 +9,42 @@ namespace varnel::host {
 namespace {
 
 using testing::HasSubstr;
+using testing::StartsWith;
+
+// A library of the system's that is no module.
+#if defined(_WIN32)
+constexpr char kForeignLibrary[] = "C:\\Windows\\System32\\shlwapi.dll";
+#else
+constexpr char kForeignLibrary[] = "libm.so.6";
+#endif
+
+/// "NAME=VALUE"; without a value it is as if it were not set. The text is the environment's from then on.
+void SetModuleVariable(const char* definition) {
+#if defined(_WIN32)
+  ::_putenv(definition);
+#else
+  ::putenv(const_cast<char*>(definition));
+#endif
+}
 
 TEST(LoadedModule, AMissingLibraryIsToldByName) {
-  const auto module = LoadedModule::Load("/nowhere/libVarnelWardlet.so");
+  const auto module = LoadedModule::Load("/nowhere/VarnelWardlet.module");
   ASSERT_FALSE(module.ok());
-  EXPECT_THAT(module.error().message, HasSubstr("/nowhere/libVarnelWardlet.so"));
+  EXPECT_THAT(module.error().message, StartsWith("the module can't be loaded: "));
+  EXPECT_THAT(module.error().message, HasSubstr("/nowhere/VarnelWardlet.module"));
 }
 
 TEST(LoadedModule, ALibraryWithoutTheExportIsRefused) {
-  const auto module = LoadedModule::Load("libm.so.6");
+  const auto module = LoadedModule::Load(kForeignLibrary);
   ASSERT_FALSE(module.ok());
-  EXPECT_EQ(module.error().message, "libm.so.6: has no export DllGetClassObject");
+  EXPECT_EQ(module.error().message, std::string(kForeignLibrary) + ": has no export DllGetClassObject");
 }
 
 TEST(LoadedModule, TheEnvironmentNamesAnotherModule) {
-  ::setenv("VARNEL_MODULE", "/other/module.so", 1);
-  EXPECT_EQ(FindModule(), "/other/module.so");
-  ::unsetenv("VARNEL_MODULE");
-  EXPECT_THAT(FindModule(), HasSubstr("libVarnelWardlet.so"));
+  SetModuleVariable("VARNEL_MODULE=/other/module");
+  EXPECT_EQ(FindModule(), "/other/module");
+  SetModuleVariable("VARNEL_MODULE=");
+  EXPECT_THAT(FindModule(), HasSubstr("VarnelWardlet."));
 }
 
 TEST(LoadedModule, AStatusReadsAsTheLogShowsIt) {

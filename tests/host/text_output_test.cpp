@@ -1,17 +1,14 @@
 #include "host/text_output.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>
 #include <vector>
+
+#include "tests/host/trace_command.h"
 
 namespace varnel::host {
 namespace {
@@ -20,13 +17,6 @@ using testing::HasSubstr;
 
 class TextOutputTest : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = testing::TempDir() + "text_output.XXXXXX";
-    folder_ = ::mkdtemp(pattern.data());
-    path_ = folder_ + "/texts";
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
   void Put(const std::string& text) const { std::ofstream(path_, std::ios::binary) << text; }
   std::string Get() const {
     std::ostringstream text;
@@ -39,8 +29,8 @@ class TextOutputTest : public testing::Test {
     return std::move(output).value();
   }
 
-  std::string folder_;
-  std::string path_;
+  const TemporaryFolder folder_;
+  const std::string path_ = folder_.PathOf("texts");
 };
 
 TEST_F(TextOutputTest, EachTextIsOneLine) {
@@ -75,10 +65,10 @@ TEST_F(TextOutputTest, AnEmptyFileGetsNoLineEndInFront) {
 }
 
 TEST_F(TextOutputTest, AFileThatCannotBeOpenedIsNamedWithTheReason) {
-  const auto output = TextOutput::AppendTo(folder_ + "/none/texts");
+  const auto output = TextOutput::AppendTo(folder_.PathOf("none/texts"));
   ASSERT_FALSE(output.ok());
-  EXPECT_THAT(output.error().message, HasSubstr(folder_ + "/none/texts: No such file or directory"));
-  EXPECT_FALSE(TextOutput::AppendTo(folder_).ok());  // a folder
+  EXPECT_THAT(output.error().message, HasSubstr(folder_.PathOf("none/texts") + ": No such file or directory"));
+  EXPECT_FALSE(TextOutput::AppendTo(folder_.PathOf("")).ok());  // a folder
 }
 
 TEST_F(TextOutputTest, BytesThatAreNoUtf8AreReplacedAndCounted) {
@@ -94,14 +84,6 @@ TEST_F(TextOutputTest, BytesThatAreNoUtf8AreReplacedAndCounted) {
   EXPECT_EQ(output->replaced_bytes(), 3u);
 }
 
-TEST_F(TextOutputTest, AFailedWriteIsToldWithItsReason) {
-  const auto output = TextOutput::AppendTo("/dev/full");
-  ASSERT_TRUE(output.ok());
-  errno = 0;
-  EXPECT_FALSE(output.value()->Write("text"));
-  EXPECT_EQ(errno, ENOSPC);
-}
-
 TEST_F(TextOutputTest, TextsOfSeveralThreadsDoNotMix) {
   const auto output = Open();
   std::vector<std::thread> threads;
@@ -115,22 +97,6 @@ TEST_F(TextOutputTest, TextsOfSeveralThreadsDoNotMix) {
   int count = 0;
   for (std::string line; std::getline(lines, line); ++count) EXPECT_EQ(line, std::string(300, line[0]));
   EXPECT_EQ(count, 2000);
-}
-
-TEST_F(TextOutputTest, AWholeWriteGoesOnAfterAShortOne) {
-  int ends[2];
-  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-  const std::string much(1 << 20, 'x');  // more than a pipe holds
-  std::string got;
-  std::thread reader([&got, end = ends[0]] {
-    char block[65536];
-    for (ssize_t n = 0; (n = ::read(end, block, sizeof block)) > 0;) got.append(block, static_cast<std::size_t>(n));
-  });
-  EXPECT_TRUE(WriteWhole(ends[1], much));
-  ::close(ends[1]);
-  reader.join();
-  ::close(ends[0]);
-  EXPECT_EQ(got, much);
 }
 
 }  // namespace
