@@ -17,7 +17,9 @@ void Furnish(const fs::path& drive) {
   fs::create_directories(drive / "Windows/Temp");
   fs::create_directories(drive / "ProgramData");
   fs::create_directories(drive / "Program Files/Varnel/Host");
-  std::ofstream(drive / "Windows/System32/kernel32.dll") << "stands in for the system's\n";
+  for (const char* library : {"kernel32.dll", "dbgeng.dll"}) {
+    std::ofstream(drive / "Windows/System32" / library) << "stands in for the system's\n";
+  }
 }
 
 }  // namespace

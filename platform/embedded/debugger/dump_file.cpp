@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include <cerrno>
+#include <new>
 
 #include "formats/dump/dump_header.h"
 #include "platform/embedded/core/handle_table.h"
@@ -69,11 +70,15 @@ HRESULT OpenDump(platform::Files* files, platform::System* system, const char16_
     system->CloseHandle(file);
     return results::kOutOfMemory;
   }
-  if (const HRESULT mapped = dump->Map(); mapped != results::kOk) return mapped;
-  formats::DumpHeader header;
-  if (const HRESULT known = ResultOf(formats::ReadDumpHeader(*dump, &header)); known != results::kOk) return known;
-  *source = std::move(dump);
-  return results::kOk;
+  try {
+    formats::DumpHeader header;
+    HRESULT result = dump->Map();
+    if (result == results::kOk) result = ResultOf(formats::ReadDumpHeader(*dump, &header));
+    if (result == results::kOk) *source = std::move(dump);
+    return result;
+  } catch (const std::bad_alloc&) {
+    return results::kOutOfMemory;
+  }
 }
 
 }  // namespace varnel::embedded
