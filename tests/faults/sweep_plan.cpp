@@ -6,7 +6,10 @@
 namespace varnel::testing {
 namespace {
 
-thread_local std::string g_caller = "test";
+const std::string kTest = "test";
+
+// A pointer, since nothing thread-local may want a destructor: mingw takes the memory away before the destructors run.
+thread_local const std::string* g_caller = &kTest;
 
 /// The calls of one line of the log: it begins with the precise time and ends when its last block is freed behind the
 /// write.
@@ -30,7 +33,7 @@ std::ostream& operator<<(std::ostream& out, const CallSite& site) {
   return out << site.caller << ": " << site.operation << " #" << site.nth;
 }
 
-CallerScope::CallerScope(std::string name) : before_(std::exchange(g_caller, std::move(name))) {
+CallerScope::CallerScope(std::string name) : name_(std::move(name)), before_(std::exchange(g_caller, &name_)) {
   g_line = {};
 }
 
@@ -40,7 +43,7 @@ CallerScope::~CallerScope() {
 }
 
 const std::string& CallerName() {
-  return g_caller;
+  return *g_caller;
 }
 
 void BeginLogLine() {
@@ -77,12 +80,12 @@ std::vector<CallSite> SweepPlan::Sites() const {
 }
 
 std::optional<std::uint32_t> SweepPlan::Called(const char* operation) {
-  const std::string caller = g_line.open ? g_caller + " log" : g_caller;
+  const std::string caller = g_line.open ? *g_caller + " log" : *g_caller;
   if (g_line.open) Follow(operation);
   const std::lock_guard lock(mutex_);
   const CallSite site{caller, operation, ++counts_[{caller, operation}]};
   sites_.push_back(site);
-  if (g_caller == "test") return std::nullopt;
+  if (*g_caller == kTest) return std::nullopt;
   if (!armed_) return FaultPlan::Called(operation);
   const bool goes_on = hit_ && mode_ == Mode::kForEver && site.operation == armed_->operation;
   if (site != *armed_ && !goes_on) return FaultPlan::Called(operation);

@@ -37,7 +37,8 @@ class CallerScope {
   CallerScope& operator=(const CallerScope&) = delete;
 
  private:
-  std::string before_;
+  const std::string name_;
+  const std::string* const before_;
 };
 
 /// The name of the calling thread, without what it does at the moment.

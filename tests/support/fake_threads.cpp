@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/support/last_error.h"
@@ -50,7 +51,8 @@ struct FakeThreads::Thread : Waitable {
   bool Signalled() const override { return ended; }
   bool ended = false;
   bool terminated = false;
-  bool left = false;  // runs nothing of its start function any more
+  bool left = false;     // runs nothing of its start function any more
+  bool returns = false;  // has come to its end, and not to a stand for ever
   std::uint32_t exit_code = platform::kStillActive;
 };
 
@@ -68,7 +70,27 @@ struct FakeThreads::Census {
   }
 };
 
+/// The real threads, to be joined. None is detached: mingw's detach can give a thread's record away twice when the
+/// thread ends at that moment, and a later thread then starts without its function.
+struct FakeThreads::Roster {
+  std::mutex mutex;
+  std::vector<std::pair<std::shared_ptr<Thread>, std::thread>> threads;
+
+  void Add(std::shared_ptr<Thread> record, std::thread thread) {
+    const std::lock_guard lock(mutex);
+    threads.emplace_back(std::move(record), std::move(thread));
+  }
+};
+
 namespace {
+
+/// Keeps a thread that blocks for the life of the process.
+void KeepForEver(std::thread thread) {
+  static std::mutex mutex;
+  static auto* const kept = new std::vector<std::thread>;
+  const std::lock_guard lock(mutex);
+  kept->push_back(std::move(thread));
+}
 
 /// The calling thread's own record, if it was made through the port.
 thread_local void* g_self = nullptr;
@@ -76,7 +98,7 @@ thread_local void* g_self = nullptr;
 }  // namespace
 
 FakeThreads::FakeThreads(FakeHandles* handles, VirtualTime* time)
-    : handles_(handles), time_(time), census_(std::make_shared<Census>()) {}
+    : handles_(handles), time_(time), census_(std::make_shared<Census>()), roster_(std::make_unique<Roster>()) {}
 
 FakeThreads::~FakeThreads() {
   time_->Settle();
@@ -84,6 +106,16 @@ FakeThreads::~FakeThreads() {
   if (!census_->changed.wait_for(lock, std::chrono::seconds(10), [this] { return census_->running == 0; })) {
     std::fprintf(stderr, "FakeThreads: %zu threads still run at the end of their ports\n", census_->running);
     std::abort();
+  }
+  lock.unlock();
+  for (auto& [record, thread] : roster_->threads) {
+    bool returns = false;
+    time_->Change([&, of = record.get()] { returns = of->returns; });
+    if (returns) {
+      thread.join();
+    } else {
+      KeepForEver(std::move(thread));
+    }
   }
 }
 
@@ -95,7 +127,7 @@ HANDLE FakeThreads::CreateThread(platform::ThreadStart start, void* parameter) {
     ++census_->created;
   }
   const std::uint64_t turn = time_->Enter();
-  std::thread([this, thread, start, parameter, turn, census = census_] {
+  std::thread real([this, thread, start, parameter, turn, census = census_] {
     time_->BeginThread(turn);
     g_self = thread.get();
     LeaveIfTerminated();
@@ -104,13 +136,15 @@ HANDLE FakeThreads::CreateThread(platform::ThreadStart start, void* parameter) {
     time_->Change([&] {
       terminated = thread->terminated;
       thread->left = true;
+      thread->returns = true;
       if (terminated) return;
       thread->ended = true;
       thread->exit_code = code;
     });
     time_->Leave();
     if (!terminated) census->Ended();
-  }).detach();
+  });
+  roster_->Add(thread, std::move(real));
   return handles_->Add(std::move(thread));
 }
 

@@ -41,6 +41,7 @@ class FakeThreads : public platform::Threads {
   struct Event;
   struct Thread;
   struct Census;
+  struct Roster;
 
   /// Comes back only on a thread that was not ended.
   void LeaveIfTerminated();
@@ -48,6 +49,7 @@ class FakeThreads : public platform::Threads {
   FakeHandles* handles_;
   VirtualTime* time_;
   std::shared_ptr<Census> census_;
+  std::unique_ptr<Roster> roster_;
   std::mutex once_mutex_;
 };
 

@@ -3,36 +3,37 @@
 #include <utility>
 
 namespace varnel::testing {
-namespace {
-
-// What is to be done behind each of this thread's calls that are under way, the innermost last.
-thread_local std::vector<std::function<void()>> t_under_way;
-
-}  // namespace
-
 void HookedPlan::After(const std::string& operation, unsigned nth, std::function<void()> act) {
   const std::lock_guard lock(hooks_mutex_);
   hooks_.push_back({operation, nth, std::move(act)});
 }
 
 std::optional<std::uint32_t> HookedPlan::Called(const char* operation) {
-  if (!t_under_way.empty()) {
+  {
     const std::lock_guard lock(hooks_mutex_);
+    const auto own = under_way_.find(std::this_thread::get_id());
     for (Hook& hook : hooks_) {
-      if (hook.calls_left == 0 || hook.operation != operation) continue;
-      if (--hook.calls_left == 0) t_under_way.back() = std::move(hook.act);
+      if (own == under_way_.end() || hook.calls_left == 0 || hook.operation != operation) continue;
+      if (--hook.calls_left == 0) own->second.back() = std::move(hook.act);
     }
   }
   return FaultPlan::Called(operation);
 }
 
 void HookedPlan::Enter() {
-  t_under_way.emplace_back();
+  const std::lock_guard lock(hooks_mutex_);
+  under_way_[std::this_thread::get_id()].emplace_back();
 }
 
 void HookedPlan::Leave() {
-  const std::function<void()> act = std::move(t_under_way.back());
-  t_under_way.pop_back();
+  std::function<void()> act;
+  {
+    const std::lock_guard lock(hooks_mutex_);
+    const auto own = under_way_.find(std::this_thread::get_id());
+    act = std::move(own->second.back());
+    own->second.pop_back();
+    if (own->second.empty()) under_way_.erase(own);
+  }
   if (act) act();
 }
 

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/support/fault_plan.h"
@@ -31,6 +33,9 @@ class HookedPlan : public FaultPlan {
 
   std::mutex hooks_mutex_;
   std::vector<Hook> hooks_;
+  // What is to be done behind each thread's calls that are under way, the innermost last. No thread-local object, since
+  // mingw takes its memory away before its destructor runs.
+  std::map<std::thread::id, std::vector<std::function<void()>>> under_way_;
 };
 
 }  // namespace varnel::testing
