@@ -20,13 +20,6 @@ namespace {
 
 constexpr int kLimitMs = 300'000;  // a child that is silent for so long hangs
 
-std::vector<std::string> EnvironmentWith(const std::string& host) {
-  std::vector<std::string> environment;
-  for (char** entry = environ; *entry != nullptr; ++entry) environment.emplace_back(*entry);
-  if (!host.empty()) environment.push_back("VARNEL_HOST_IMAGE=" + host + "\\host.exe");
-  return environment;
-}
-
 std::vector<char*> Pointers(std::vector<std::string>* texts) {
   std::vector<char*> pointers;
   for (std::string& text : *texts) pointers.push_back(text.data());
@@ -61,21 +54,18 @@ void TakeLine(const std::string& line, ChildEnd* end) {
 
 }  // namespace
 
-AnalyzerChild::AnalyzerChild(const std::string& root, Moment moment, unsigned nth, const std::string& host) {
+AnalyzerChild::AnalyzerChild(const std::string& root, Moment moment, unsigned nth) {
   std::vector<std::string> arguments{VARNEL_ANALYZER_RUN_CHILD, root};
   if (moment != Moment::kNever) {
     arguments.emplace_back(moment == Moment::kBefore ? "before" : "after");
     arguments.push_back(std::to_string(nth));
   }
-  std::vector<std::string> environment = EnvironmentWith(host);
   int pipe[2];
   EXPECT_EQ(::pipe2(pipe, O_CLOEXEC), 0);
   posix_spawn_file_actions_t actions;
   ::posix_spawn_file_actions_init(&actions);
   ::posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
-  EXPECT_EQ(::posix_spawn(&child_, arguments[0].c_str(), &actions, nullptr, Pointers(&arguments).data(),
-                          Pointers(&environment).data()),
-            0);
+  EXPECT_EQ(::posix_spawn(&child_, arguments[0].c_str(), &actions, nullptr, Pointers(&arguments).data(), environ), 0);
   ::posix_spawn_file_actions_destroy(&actions);
   ::close(pipe[1]);
   from_child_ = pipe[0];

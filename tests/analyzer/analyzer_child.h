@@ -26,8 +26,8 @@ struct ChildEnd {
 
 class AnalyzerChild {
  public:
-  /// Starts it. `host`: the folder of its executable on the machine; empty for the machine's own.
-  AnalyzerChild(const std::string& root, Moment moment, unsigned nth, const std::string& host = {});
+  /// Starts it. `nth`: which call of the platform, from 1.
+  AnalyzerChild(const std::string& root, Moment moment, unsigned nth);
   ~AnalyzerChild();
   AnalyzerChild(const AnalyzerChild&) = delete;
   AnalyzerChild& operator=(const AnalyzerChild&) = delete;
