@@ -12,6 +12,11 @@
 #include "formats/dump/triage_memory.h"
 
 namespace varnel::formats {
+namespace {
+
+constexpr std::uint64_t kPagesToldBefore = 0x2038;  // where the header of a bitmap ends
+
+}  // namespace
 
 struct KernelDump::Lists {
   std::optional<std::vector<DumpModule>> modules;
@@ -179,8 +184,10 @@ std::optional<std::uint64_t> KernelDump::CurrentProcess() const {
 
 std::optional<AddressRange> KernelDump::KernelStack() const {
   if (triage() != nullptr) {
-    if (triage()->call_stack_size == 0) return {};
-    return AddressRange{triage()->top_of_stack, triage()->top_of_stack + triage()->call_stack_size};
+    const std::uint64_t low = triage()->top_of_stack;
+    const std::uint64_t high = low + triage()->call_stack_size;
+    if (low >= high) return {};
+    return AddressRange{low, high};
   }
   const auto processors = ProcessorsOf();
   const auto thread = CurrentThread();
@@ -198,6 +205,8 @@ DumpCompleteness KernelDump::Completeness() const {
   if (paged_ != nullptr && paged_->store() != nullptr) {
     out.expected_size = std::max(out.expected_size, paged_->store()->End());
     out.consistent = paged_->store()->CountsAgree();
+  } else if (paged_ != nullptr && header_.type != DumpType::kHeaderOnly) {
+    out.expected_size = kPagesToldBefore;  // how many pages follow is in the part that is cut off
   }
   static_cast<void>(SecondaryData());
   out.expected_size = std::max(out.expected_size, lists_->secondary->end.value_or(0));

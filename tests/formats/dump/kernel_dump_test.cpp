@@ -62,6 +62,17 @@ TEST(KernelDump, OpensASmallDumpThatEndsBehindItsHeader) {
   EXPECT_FALSE(opened.dump->Completeness().complete());
 }
 
+TEST(KernelDump, TellsThatADumpWithABitmapEndsBeforeIt) {
+  EXPECT_FALSE(OpenBytes(support::MakeDumpHeader(6).bytes()).dump->Completeness().complete());
+  EXPECT_TRUE(OpenBytes(support::MakeDumpHeader(3).bytes()).dump->Completeness().complete());
+}
+
+TEST(KernelDump, HasNoStackThatLeavesMemory) {
+  support::SmallDumpBytes dump;
+  dump.AddStack(~std::uint64_t{0} - 0x10, Pattern(0x40, 1));
+  EXPECT_FALSE(OpenBytes(dump.Finish()).dump->KernelStack());
+}
+
 TEST(KernelDump, TellsThatASmallDumpsMarkIsMissing) {
   support::SmallDumpBytes dump;
   std::vector<std::byte> bytes = dump.Finish();
