@@ -1,8 +1,6 @@
 #include "formats/event_query.h"
 
 #include <algorithm>
-#include <iterator>
-#include <set>
 #include <string>
 
 #include "formats/event_query_syntax.h"
@@ -145,58 +143,6 @@ class Evaluation {
   const std::uint64_t now_;
 };
 
-using Ids = std::optional<std::set<std::uint32_t>>;  // nothing: any
-
-Ids IdsOf(const std::vector<Step>& path, std::size_t at, bool in_event, const Test* test);
-
-/// The numbers that elements can have of which the expression holds. `in_event`: the element is the event; else it is
-/// its <System>.
-Ids IdsOf(const Expression& expression, bool in_event) {
-  if (std::holds_alternative<Position>(expression.form)) return std::nullopt;
-  if (const auto* test = std::get_if<Test>(&expression.form)) return IdsOf(test->operand.path, 0, in_event, test);
-  const auto& junction = std::get<Junction>(expression.form);
-  Ids all;
-  std::set<std::uint32_t> any;
-  for (const auto& part : junction.parts) {
-    const Ids ids = IdsOf(*part, in_event);
-    if (!junction.all) {
-      if (!ids) return std::nullopt;
-      any.insert(ids->begin(), ids->end());
-    } else if (ids && !all) {
-      all = ids;
-    } else if (ids) {
-      std::set<std::uint32_t> both;
-      std::set_intersection(all->begin(), all->end(), ids->begin(), ids->end(), std::inserter(both, both.end()));
-      all = std::move(both);
-    }
-  }
-  return junction.all ? all : Ids(any);
-}
-
-Ids IdsOfPredicates(const std::vector<query::ExpressionPtr>& predicates, bool in_event) {
-  for (const auto& predicate : predicates) {
-    Ids ids = IdsOf(*predicate, in_event);
-    if (ids) return ids;
-  }
-  return std::nullopt;
-}
-
-/// Along a path: "System" leads from the event to its <System>, whose tests and "EventID" with an equal number limit.
-Ids IdsOf(const std::vector<Step>& path, std::size_t at, bool in_event, const Test* test) {
-  if (at >= path.size() || path[at].attribute) return std::nullopt;
-  const Step& step = path[at];
-  if (in_event) {
-    if (step.name != "System") return std::nullopt;
-    Ids ids = IdsOfPredicates(step.predicates, false);
-    return ids ? ids : IdsOf(path, at + 1, false, test);
-  }
-  if (step.name != "EventID" || at + 1 != path.size() || test == nullptr || !test->compares) return std::nullopt;
-  const auto* number = std::get_if<std::uint64_t>(&test->literal);
-  if (test->op != Operator::kEqual || number == nullptr || *number > 0xFFFFFFFF) return std::nullopt;
-  if (test->operand.function != Operand::Function::kNone) return std::nullopt;
-  return std::set<std::uint32_t>{static_cast<std::uint32_t>(*number)};
-}
-
 }  // namespace
 
 EventQuery::EventQuery(std::vector<Step> path) : path_(std::move(path)) {}
@@ -215,13 +161,6 @@ bool EventQuery::Matches(const XMLElement& event, std::uint64_t now) const {
   std::vector<std::uint64_t> positions(first.predicates.size());
   if (!evaluation.All(first.predicates, event, positions.data())) return false;
   return path_.size() == 1 || evaluation.Any(event, path_, 1, [](std::string_view) { return true; });
-}
-
-std::optional<std::vector<std::uint32_t>> EventQuery::EventIds() const {
-  Ids ids = IdsOfPredicates(path_.front().predicates, true);
-  if (!ids && path_.size() > 1) ids = IdsOf(path_, 1, true, nullptr);
-  if (!ids) return std::nullopt;
-  return std::vector<std::uint32_t>(ids->begin(), ids->end());
 }
 
 }  // namespace varnel::formats

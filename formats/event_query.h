@@ -18,7 +18,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -41,10 +40,6 @@ class EventQuery {
 
   /// `now` is a count of 100 ns since 1601, for timediff.
   bool Matches(const tinyxml2::XMLElement& event, std::uint64_t now) const;
-
-  /// The event numbers of which any match has one, in ascending order; nothing when the query does not limit them. A
-  /// reader may pass over the other events unread.
-  std::optional<std::vector<std::uint32_t>> EventIds() const;
 
  private:
   explicit EventQuery(std::vector<query::Step> path);

@@ -99,21 +99,5 @@ TEST(EventQuery, ComparesNamedDataByValue) {
       << "counts what the first test let through";
 }
 
-TEST(EventQuery, TellsWhichNumbersItCanMatch) {
-  const auto ids = [](std::string_view text) { return EventQuery::Parse(text).value()->EventIds(); };
-  using Ids = std::vector<std::uint32_t>;
-  EXPECT_EQ(ids("*[System[(EventID=41 or EventID=12)]]"), (Ids{12, 41}));
-  EXPECT_EQ(ids("Event/System[EventID=41]"), Ids{41});
-  EXPECT_EQ(ids("*[System/EventID=41]"), Ids{41});
-  EXPECT_EQ(ids("*[System[(EventID=1 or EventID=2) and Level=1 and (EventID=2 or EventID=3)]]"), Ids{2});
-  EXPECT_EQ(ids("*[EventData][System[EventID=7]]"), Ids{7});
-  EXPECT_EQ(ids("*"), std::nullopt);
-  EXPECT_EQ(ids("*[System[EventID=1 or Level=2]]"), std::nullopt);
-  EXPECT_EQ(ids("*[System[EventID>1]]"), std::nullopt);
-  EXPECT_EQ(ids("*[System[EventID='1']]"), std::nullopt);
-  EXPECT_EQ(ids("*[EventData[EventID=1]]"), std::nullopt) << "another element of that name";
-  EXPECT_EQ(ids("*[System[band(EventID,1)=1]]"), std::nullopt);
-}
-
 }  // namespace
 }  // namespace varnel::formats

