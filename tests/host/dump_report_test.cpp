@@ -66,12 +66,8 @@ TEST_P(ReportOfASample, TellsWhatItsBytesSayWithoutSymbolsAndThenWithSymbolsThat
   for (int i = 0; i < 2; ++i) {
     const Json text = ParsedJson(texts[static_cast<std::size_t>(i)]);
     ASSERT_NE(text, nullptr);
-    cJSON* const report = ReportIn(text);
-    cJSON* const expected = cJSON_GetObjectItemCaseSensitive(golden.get(), passes[i]);
-    if (i == 1) {
-      for (cJSON* one : {report, expected}) cJSON_DeleteItemFromObjectCaseSensitive(one, "call_stack");
-    }
-    EXPECT_EQ(FirstDifference(report, expected, passes[i]), "");
+    const cJSON* const expected = cJSON_GetObjectItemCaseSensitive(golden.get(), passes[i]);
+    EXPECT_EQ(FirstDifference(ReportIn(text), expected, passes[i]), "");
   }
 }
 

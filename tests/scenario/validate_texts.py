@@ -35,6 +35,18 @@ def out_of_order(text, schema):
     return list(text) != known
 
 
+def report_out_of_order(text, schema):
+    """The parts of a dump report whose keys stand in another order than in the schema."""
+    report = text["AdditionalMsgJson"]
+    if out_of_order(report, schema):
+        yield "the whole"
+    for name, part in report.items():
+        below = schema["properties"].get(name, {})
+        for entry in part if isinstance(part, list) else [part]:
+            if out_of_order(entry, below.get("items", below)):
+                yield name
+
+
 def main():
     schemas = pathlib.Path(sys.argv[1])
     folder = pathlib.Path(sys.argv[2])
@@ -60,6 +72,9 @@ def main():
                 facts = validator.schema["$defs"]["crash"]
                 if out_of_order(text["AdditionalMsgAnsi"], facts):
                     wrong.append("the crash's keys are out of order")
+            if kind == "dump report":
+                report = validator.schema["$defs"]["report"]
+                wrong += [f"the report's keys of {place}" for place in report_out_of_order(text, report)]
             for message in wrong[:3]:
                 print(f"{where}: {kind}: {message}")
             failures += len(wrong)
