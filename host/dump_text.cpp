@@ -130,8 +130,9 @@ void WriteModules(const DumpSummary& summary, Lines* lines) {
   }
   if (!summary.unloaded.empty()) lines->Line("unloaded modules");
   for (const formats::DumpUnloadedModule& module : summary.unloaded) {
-    lines->Line("  " + AddressText(module.start) + "  " + AddressText(module.end) + "  " +
-                formats::Utf16ToUtf8(module.name));
+    std::string line = "  " + AddressText(module.start) + "  " + AddressText(module.end) + "  ";
+    if (module.time) line += IsoTime(static_cast<std::int64_t>(*module.time), TimeDigits::kMicroseconds) + "  ";
+    lines->Line(line + formats::Utf16ToUtf8(module.name));
   }
 }
 

@@ -67,6 +67,7 @@ TEST(DumpText, ListsModulesStackAndSecondaryDataAtTheEnd) {
   module.path = u"\\x\\a.sys";
   summary.modules.push_back(module);
   summary.unloaded.push_back({u"b.sys", 0x1000, 0x2000, {}});
+  summary.unloaded.push_back({u"c.sys", 0x3000, 0x4000, 132'583'535'027'654'321});
   summary.stack = DumpStack{0x10, 24, {{0x18, 0xFFFFF80000100004, u"a.sys", 4}}};
   summary.secondary_data.push_back({GUID{}, 0x3000, 5});
   EXPECT_THAT(DumpAsText(summary),
@@ -75,6 +76,7 @@ TEST(DumpText, ListsModulesStackAndSecondaryDataAtTheEnd) {
                                 "  0xFFFFF80000100000  0x00001000  0x93DAD125  \\x\\a.sys\n"
                                 "unloaded modules\n"
                                 "  0x0000000000001000  0x0000000000002000  b.sys\n"
+                                "  0x0000000000003000  0x0000000000004000  2021-02-21T03:58:22.765432Z  c.sys\n"
                                 "stack from 0x0000000000000010, 24 bytes; what lies in modules\n"
                                 "  0x0000000000000018  0xFFFFF80000100004  a.sys+0x4\n"
                                 "secondary data\n"
