@@ -4,9 +4,13 @@
 
 #include <algorithm>
 #include <memory>
+#include <random>
 #include <span>
 #include <utility>
 
+#include "host/dump_json.h"
+#include "host/dump_text.h"
+#include "tests/host/golden_json.h"
 #include "tests/host/small_dump.h"
 
 namespace varnel::host {
@@ -74,6 +78,22 @@ TEST(DumpSummary, ADumpWithoutMemoryHasNoStack) {
   EXPECT_EQ(summary.header.build, 19041u);
   EXPECT_FALSE(summary.stack);
   EXPECT_TRUE(summary.modules.empty());
+}
+
+TEST(DumpSummary, DamagedBytesNeitherEndTheProgramNorSpoilTheJson) {
+  std::mt19937 random(20'210'221);
+  for (int i = 0; i < 400; ++i) {
+    DumpBytes bytes = SmallDump();
+    for (int changes = 0; changes < 4; ++changes) {
+      const std::size_t at = 0x30 + random() % (bytes.size() - 0x30);
+      bytes[at] = static_cast<std::byte>(random());
+    }
+    if (i % 2 == 1) bytes.resize(0x2000 + random() % (bytes.size() - 0x2000));
+    const DumpSummary summary = SummaryOf(std::move(bytes));
+    const Json json = ParsedJson(DumpAsJson(summary));
+    ASSERT_NE(json, nullptr) << i;
+    EXPECT_FALSE(DumpAsText(summary).empty()) << i;
+  }
 }
 
 TEST(DumpSummary, OfAnotherMachinesDumpThereIsTheHeaderAlone) {
