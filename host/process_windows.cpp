@@ -39,6 +39,7 @@ std::vector<std::string> CommandLine(int argc, const char* const* argv) {
   wchar_t** words = ::CommandLineToArgvW(::GetCommandLineW(), &count);
   if (words == nullptr) return {argv, argv + argc};
   std::vector<std::string> line;
+  line.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) line.push_back(Utf8(words[i]));
   ::LocalFree(words);
   return line;
