@@ -3,9 +3,7 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,40 +18,18 @@
 #include "host/program.h"
 #include "host/providers.h"
 #include "host/report.h"
+#include "host/scratch_folder.h"
 #include "host/text_field.h"
 #include "host/text_output.h"
 
 namespace varnel::host {
 namespace {
 
-namespace fs = std::filesystem;
 using Output = ChildProcess::Output;
 
 constexpr int kEventsOfEach = 8;
 constexpr int kEventsPerSecond = 14;
 constexpr int kReportsOfADump = 2;  // one without symbols, one with
-
-// A folder that goes with this object, unless it is kept.
-class TemporaryFolder {
- public:
-  explicit TemporaryFolder(bool keep) : keep_(keep) {
-    std::error_code error;
-    std::string pattern = (fs::temp_directory_path(error) / "wardlet-demo.XXXXXX").string();
-    if (::mkdtemp(pattern.data()) != nullptr) path_ = pattern;
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    if (!keep_ && !path_.empty()) fs::remove_all(path_, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  const std::string& path() const { return path_; }
-
- private:
-  const bool keep_;
-  std::string path_;
-};
 
 class Demo {
  public:
@@ -186,8 +162,9 @@ class Demo {
 };
 
 int RunDemo(bool keep) {
-  const TemporaryFolder folder(keep);
-  if (folder.path().empty()) return Fail(std::string("no temporary folder: ") + std::strerror(errno));
+  const auto made = ScratchFolder::Make("wardlet-demo", keep ? FolderFate::kKept : FolderFate::kRemoved);
+  if (!made.ok()) return Fail(made.error().message);
+  const ScratchFolder& folder = made.value();
   const int code = Demo(folder.path() + "/machine").Play();
   if (keep) Tell("the machine stays in " + folder.path() + "/machine");
   return code;
