@@ -131,5 +131,39 @@ TEST_F(DumpTexts, WhatIsNoDumpOfAnX64DoesNotKeepTheOthersFromBeingTold) {
   EXPECT_THAT(codes, ::testing::Contains("0x0000004A"));
 }
 
+/// The functions of a report's stack in their order, without the places in them; those without a name are left out.
+std::vector<std::string> Functions(const std::string& line) {
+  const std::unique_ptr<cJSON, decltype(&cJSON_Delete)> text(cJSON_Parse(line.c_str()), &cJSON_Delete);
+  const cJSON* const report = cJSON_GetObjectItem(text.get(), "AdditionalMsgJson");
+  std::vector<std::string> functions;
+  const cJSON* frame = nullptr;
+  cJSON_ArrayForEach(frame, cJSON_GetObjectItem(report, "call_stack")) {
+    const std::string symbol = cJSON_GetStringValue(cJSON_GetObjectItem(frame, "symbol"));
+    if (symbol.find('!') != std::string::npos) functions.push_back(symbol.substr(0, symbol.find('+')));
+  }
+  return functions;
+}
+
+class SimulatedCrash : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(SimulatedCrash, IsToldByTheNextBootsRunWithItsStackAndItsKernelsVersion) {
+  const ScenarioMachine machine;
+  machine.Do({"machine", "crash", "--dump", GetParam(), "--bugcheck", "0x133"});
+  machine.Do({"machine", "boot"});
+  std::istringstream in(machine.Do({"run", "--idle-exit", "3", "--flags", "2"}));
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(in, line);) {
+    if (line.find(kWithSymbols) != std::string::npos) lines.push_back(line);
+  }
+  ASSERT_THAT(lines, SizeIs(1));
+  EXPECT_EQ(Value(lines[0], {"bugcheck", "code"}), "0x00000133");
+  EXPECT_EQ(Value(lines[0], {"system_info", "nt_file_version"}), "10.0.19041.5072");
+  EXPECT_THAT(Functions(lines[0]), ElementsAre("nt!KeBugCheckEx", "nt!KeCheckWatchdogs", "nt!ExQueueWorkItem",
+                                               "nt!PsCreateSystemThread", "nt!KiStartSystemThread"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, SimulatedCrash, ::testing::Values("small", "kernel", "complete"),
+                         [](const auto& info) { return info.param; });
+
 }  // namespace
 }  // namespace varnel::scenario
