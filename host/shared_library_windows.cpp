@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "host/error_text.h"
 #include "host/path_text.h"
 #include "host/shared_library.h"
 
@@ -18,11 +19,11 @@ formats::Result<void*> OpenLibrary(const std::string& path) {
   const fs::path given = PathOf(path);
   // A bare name stands for a file beside the program, never for one in whatever folder the user is in.
   const fs::path full = given.has_parent_path() ? fs::absolute(given, error) : PathOf(ProgramFolder()) / given;
-  if (error) return formats::Error{path + ": " + error.message()};
+  if (error) return formats::Error{path + ": " + ErrorText(error)};
   HMODULE library = ::LoadLibraryExW(full.c_str(), nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
   if (library != nullptr) return static_cast<void*>(library);
   const auto code = static_cast<int>(::GetLastError());
-  return formats::Error{path + ": " + std::system_category().message(code) + " (" + std::to_string(code) + ")"};
+  return formats::Error{path + ": " + ErrorText({code, std::system_category()}) + " (" + std::to_string(code) + ")"};
 }
 
 void* FindExport(void* library, const char* name) {

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "formats/text_encoding.h"
+#include "host/error_text.h"
 #include "host/path_text.h"
 #include "platform/unpack.h"
 
@@ -48,7 +49,7 @@ class FileSource final : public formats::EtlSource {
 std::string WhyNoFile(const fs::path& path) {
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
-  if (!fs::exists(status)) return error ? error.message() : "no such file";
+  if (!fs::exists(status)) return error ? ErrorText(error) : "no such file";
   if (fs::is_directory(status)) return "is a folder";
   return {};
 }
