@@ -9,16 +9,19 @@
 #include <shellapi.h>
 
 #include "formats/text_encoding.h"
+#include "host/console_windows.h"
 #include "host/process.h"
 
 namespace varnel::host {
 namespace {
 
-// A console keeps its code page when a program ends.
+// A console keeps its code page when a program ends. Written once, before there is another thread.
 UINT g_console_code_page = 0;
 
-void RestoreConsole() {
-  if (g_console_code_page != 0) ::SetConsoleOutputCP(g_console_code_page);
+// The last handler before the system's own, which ends the process without what is registered for its exit.
+BOOL WINAPI OnEndByConsole(DWORD /*control*/) {
+  RestoreConsole();
+  return FALSE;
 }
 
 std::string Utf8(const wchar_t* text) {
@@ -27,11 +30,16 @@ std::string Utf8(const wchar_t* text) {
 
 }  // namespace
 
+void RestoreConsole() {
+  if (g_console_code_page != 0) ::SetConsoleOutputCP(g_console_code_page);
+}
+
 void PrepareProcess() {
   for (const int fd : {0, 1, 2}) ::_setmode(fd, _O_BINARY);
   g_console_code_page = ::GetConsoleOutputCP();
   if (g_console_code_page == 0 || ::SetConsoleOutputCP(CP_UTF8) == 0) return;
   std::atexit(&RestoreConsole);
+  ::SetConsoleCtrlHandler(&OnEndByConsole, TRUE);
 }
 
 std::vector<std::string> CommandLine(int argc, const char* const* argv) {

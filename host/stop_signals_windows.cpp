@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 
+#include "host/console_windows.h"
 #include "host/stop_signals.h"
 
 namespace varnel::host {
@@ -15,7 +16,10 @@ std::atomic<int> g_signals{0};
 // Runs on a thread that the console makes for it.
 BOOL WINAPI OnControl(DWORD control) {
   constexpr UINT kControlCExit = 0xC000013A;
-  if (g_signals.fetch_add(1) > 0) ::TerminateProcess(::GetCurrentProcess(), kControlCExit);
+  if (g_signals.fetch_add(1) > 0) {
+    RestoreConsole();
+    ::TerminateProcess(::GetCurrentProcess(), kControlCExit);
+  }
   ::SetEvent(g_wish.load());
   // A console that is closed, a user that leaves and a system that goes down end the process as soon as this returns;
   // until then the system grants it some seconds.
