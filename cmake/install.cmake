@@ -1,5 +1,5 @@
 # What a package holds of the build: programs, libraries, the headers of hosts and of programs that write events, and
-# their pkg-config files. Manuals and completion are added by packaging/debian/build.
+# their pkg-config files. Manuals and completion are added by packaging/deb/build.
 include(GNUInstallDirs)
 
 # Headers keep their folders, so that a source file includes them by one name in the tree and on a machine.
