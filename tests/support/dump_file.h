@@ -24,7 +24,7 @@ class DumpFileSource final : public formats::DumpSource {
   std::size_t Read(std::uint64_t offset, std::span<std::byte> into) const noexcept override {
     if (offset >= bytes_.size()) return 0;
     const std::size_t size = std::min<std::size_t>(into.size(), bytes_.size() - offset);
-    std::memcpy(into.data(), bytes_.data() + offset, size);
+    if (size != 0) std::memcpy(into.data(), bytes_.data() + offset, size);
     return size;
   }
 
