@@ -28,6 +28,19 @@ TEST(BugCheckParameterMeanings, OfTheFormThatSmallDumpsWriteAreThoseOfTheCode) {
   EXPECT_TRUE(HasBugCheckParameterMeanings(0x100000EA));
 }
 
+TEST(BugCheckParameterMeanings, ThatHoldInSomeFormsOnlySaySo) {
+  EXPECT_EQ(BugCheckParameterMeanings(0x124)[2], "for source 0: upper 32 bits of the bank's status");
+  EXPECT_EQ(BugCheckParameterMeanings(0x124)[3], "for source 0: lower 32 bits of the bank's status");
+  EXPECT_EQ(BugCheckParameterMeanings(0x12B)[1], "number of the physical page; else the compressed size");
+  EXPECT_EQ(BugCheckParameterMeanings(0x12B)[2], "0, else the source buffer");
+  EXPECT_EQ(BugCheckParameterMeanings(0x7A)[0], "1 to 4 for a kind of lock, else address of the page table entry");
+  EXPECT_EQ(BugCheckParameterMeanings(0x77)[3], "place in the page file; for 0 to 2 the signature's address");
+  EXPECT_EQ(BugCheckParameterMeanings(0x24)[1], "address of the exception record, if any");
+  EXPECT_EQ(BugCheckParameterMeanings(0x116)[3], "data that depends on the failure");
+  EXPECT_EQ(BugCheckParameterMeanings(0xEA)[3], "under a debugger how often it was intercepted, else 1");
+  EXPECT_EQ(BugCheckParameterMeanings(0xED)[1], "status of the mount");
+}
+
 TEST(BugCheckParameterMeanings, AreEmptyForACodeThatIsNotInTheTable) {
   for (const std::uint32_t code : {0x0u, 0x2u, 0xFFFFFFFFu, 0x8000007Eu}) {
     EXPECT_EQ(BugCheckParameterMeanings(code), BugCheckParameters{}) << code;
