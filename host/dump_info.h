@@ -17,7 +17,8 @@ struct DumpInfoOptions {
 
 /// Prints what each file holds to `out`; errors are lines on `err`, and the next file is taken. Of a dump whose memory
 /// can't be read the header is printed all the same. One thread.
-/// @return 0, 1 when a file could not be read or not whole, 2 when no file was named.
+/// @return 0, also for a file that is cut short; 1 when a file could not be read, or nothing of it but its header; 2
+/// when no file was named.
 int DumpInfo(const DumpInfoOptions& options, std::FILE* out, std::FILE* err);
 
 /// "byte 8192: ...": where a file that can't be read stops making sense, and why. `size` is the file's, in bytes.

@@ -8,6 +8,7 @@
 #include "formats/guid_text.h"
 #include "formats/text_encoding.h"
 #include "host/dump_words.h"
+#include "host/log_file.h"
 #include "host/trace_file.h"
 
 namespace varnel::host {
@@ -18,15 +19,18 @@ class Lines {
   void Row(const std::string& name, const std::string& value) {
     char padded[32];
     std::snprintf(padded, sizeof(padded), "  %-14s ", name.c_str());
-    text_ += padded + formats::ToValidUtf8(value) + '\n';
+    text_ += padded + Shown(value) + '\n';
   }
   void OptionalRow(const char* name, const std::optional<std::string>& value) {
     if (value) Row(name, *value);
   }
-  void Line(const std::string& line) { text_ += formats::ToValidUtf8(line) + '\n'; }
+  void Line(const std::string& line) { text_ += Shown(line) + '\n'; }
   std::string Take() { return std::move(text_); }
 
  private:
+  // Texts of a dump are foreign: they must not steer a terminal.
+  static std::string Shown(const std::string& text) { return ForTerminal(formats::ToValidUtf8(text)); }
+
   std::string text_;
 };
 
@@ -56,7 +60,8 @@ void WriteStopCode(const formats::DumpHeader& header, Lines* lines) {
     lines->Row("stop code", "none");
     return;
   }
-  lines->Row("stop code", CodeText(header.bug_check_code) + ' ' + StopCodeName(header.bug_check_code).value_or(""));
+  const auto name = StopCodeName(header.bug_check_code);
+  lines->Row("stop code", CodeText(header.bug_check_code) + (name ? ' ' + *name : std::string()));
   const formats::BugCheckParameters meanings = formats::BugCheckParameterMeanings(header.bug_check_code);
   for (std::size_t i = 0; i < meanings.size(); ++i) {
     const std::string meaning = meanings[i].empty() ? std::string() : "  " + std::string(meanings[i]);

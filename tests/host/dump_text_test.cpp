@@ -38,6 +38,23 @@ TEST(DumpText, TellsEachParameterOfTheStopCodeWithItsMeaning) {
                                              "  parameter 4    0x0000000000000004\n"));
 }
 
+TEST(DumpText, AStopCodeWithoutANameStandsAlone) {
+  DumpSummary summary;
+  summary.header.bug_check_code = 0x0F000000;
+  EXPECT_THAT(DumpAsText(summary), HasSubstr("  stop code      0x0F000000\n"));
+}
+
+TEST(DumpText, ControlCharactersOfADumpAreBlanks) {
+  DumpSummary summary;
+  summary.header.comment = "a\x1B[2Jb\nc";
+  formats::DumpModule module;
+  module.name = u"\u001B]0;x\u0007.sys";
+  summary.modules.push_back(module);
+  const std::string text = DumpAsText(summary);
+  EXPECT_THAT(text, HasSubstr("  comment        a [2Jb c\n"));
+  EXPECT_THAT(text, HasSubstr("   ]0;x .sys\n"));
+}
+
 TEST(DumpText, SaysHowMuchIsMissing) {
   DumpSummary summary;
   summary.completeness = formats::DumpCompleteness{100, 250, true};
