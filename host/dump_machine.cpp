@@ -51,19 +51,52 @@ Status WriteMarkers(const Machine& machine) {
   return formats::Ok();
 }
 
-/// The file's own name as far as a machine takes it, with the ending of dumps, and unlike the names before.
-std::string DumpName(const std::string& file, std::set<std::string>* taken) {
+constexpr std::size_t kLongestStem = 100;
+
+std::string Folded(std::string text) {
+  for (char& c : text) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+  return text;
+}
+
+/// Such a name is a device, whatever ending it has.
+bool NamesADevice(const std::string& stem) {
+  const std::string base = Folded(stem.substr(0, stem.find('.')));
+  for (const char* name : {"con", "prn", "aux", "nul"}) {
+    if (base == name) return true;
+  }
+  return base.size() == 4 && (base.starts_with("com") || base.starts_with("lpt")) && base[3] >= '0' && base[3] <= '9';
+}
+
+/// The file's own name without its ending, as far as a machine takes it.
+std::string StemOf(const std::string& file) {
   std::string stem = fs::path(file).filename().string();
-  if (stem.size() > 4 && (stem.ends_with(".dmp") || stem.ends_with(".DMP"))) stem.resize(stem.size() - 4);
+  if (stem.size() > 4 && Folded(stem).ends_with(".dmp")) stem.resize(stem.size() - 4);
   for (char& c : stem) {
     const auto u = static_cast<unsigned char>(c);
     if (u < 0x21 || u > 0x7E || std::strchr("<>:\"/\\|?*", c) != nullptr) c = '_';
   }
-  std::string folded = stem;
-  for (char& c : folded) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-  std::string suffix;
-  for (int number = 2; !taken->insert(folded + suffix).second; ++number) suffix = "-" + std::to_string(number);
-  return stem + suffix + ".dmp";
+  if (NamesADevice(stem)) stem.insert(0, "d");
+  if (stem.size() > kLongestStem) stem.resize(kLongestStem);
+  return stem;
+}
+
+/// A name for each file, in their order, with the ending of dumps. The first of a name has it as it is, those behind it
+/// a number that makes no other file's name.
+std::vector<std::string> DumpNames(const std::vector<std::string>& files) {
+  std::vector<std::string> names(files.size());
+  std::set<std::string> taken;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const std::string stem = StemOf(files[i]);
+    if (taken.insert(Folded(stem)).second) names[i] = stem + ".dmp";
+  }
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    if (!names[i].empty()) continue;
+    const std::string stem = StemOf(files[i]);
+    int number = 2;
+    while (!taken.insert(Folded(stem + '-' + std::to_string(number))).second) ++number;
+    names[i] = stem + '-' + std::to_string(number) + ".dmp";
+  }
+  return names;
 }
 
 }  // namespace
@@ -76,14 +109,15 @@ formats::Result<std::vector<PlacedDump>> MakeDumpMachine(const std::string& fold
   if (made.ok()) made = WriteMarkers(*machine.value());
   if (!made.ok()) return made.error();
   std::vector<PlacedDump> dumps;
-  std::set<std::string> taken;
+  const std::vector<std::string> names = DumpNames(files);
   std::uint64_t creation = embedded::FileTimeNow();
-  for (const std::string& file : files) {
-    PlacedDump dump{file, kDumpFolder + DumpName(file, &taken), {}};
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    PlacedDump dump{files[i], kDumpFolder + names[i], {}};
     const Status linked =
-        embedded::AddLink(*machine.value(), formats::Utf8ToUtf16(dump.windows_path), file, creation--);
+        embedded::AddLink(*machine.value(), formats::Utf8ToUtf16(dump.windows_path), files[i], creation--);
     if (!linked.ok()) {
-      dump.reason = linked.error().message;
+      const std::string& message = linked.error().message;
+      dump.reason = message.starts_with(files[i] + ": ") ? message.substr(files[i].size() + 2) : message;
       dump.windows_path.clear();
     }
     dumps.push_back(std::move(dump));

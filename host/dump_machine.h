@@ -13,7 +13,7 @@ namespace varnel::host {
 struct PlacedDump {
   std::string file;
   std::string windows_path;  // where the machine has it; empty when it has not
-  std::string reason;        // why not
+  std::string reason;        // why not; without the file's name
 };
 
 /// Makes the machine in a folder that is not there or empty. The small dumps' folder has a read-only link to each file
