@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
-#include <optional>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -80,21 +79,25 @@ class DueTexts {
   std::set<std::pair<std::string, std::string>> due_;  // function, path on the machine
 };
 
-/// Hosts the module in a process of its own until all texts have come, nothing more comes, or a signal. The exit code
-/// of that process; nothing when it could not be started or the texts not be printed.
-std::optional<int> RunModule(const std::string& machine, const DumpReportOptions& options, DueTexts* texts,
-                             std::FILE* out, std::FILE* err) {
+enum class Ending { kByItself, kStopped, kFailed };
+
+/// Hosts the module in a process of its own until all texts have come, nothing more comes, or a signal, which is
+/// kStopped. What failed is told.
+Ending RunModule(const std::string& machine, const DumpReportOptions& options, DueTexts* texts, std::FILE* out,
+                 std::FILE* err) {
   const StopSignals signals;
   auto module = ChildProcess::Start({OwnProgram(), "run", "-q", "--machine", machine, "--flags",
                                      std::to_string(options.flags), "--idle-exit", kIdleSeconds},
                                     ChildProcess::Output::kPiped);
   if (!module.ok()) {
     TellTrace(err, kCommand, module.error().message);
-    return std::nullopt;
+    return Ending::kFailed;
   }
   bool stopping = false;
+  bool stopped = false;
   while (true) {
-    if (!stopping && (texts->AllCame() || signals.WaitFor(std::chrono::milliseconds(0)))) {
+    stopped = stopped || signals.WaitFor(std::chrono::milliseconds(0));
+    if (!stopping && (texts->AllCame() || stopped)) {
       module.value().Signal(SIGTERM);
       stopping = true;
     }
@@ -103,9 +106,16 @@ std::optional<int> RunModule(const std::string& machine, const DumpReportOptions
     if (!text) break;
     if (!texts->Note(*text)) continue;
     std::fprintf(out, "%s\n", text->c_str());
-    if (!FinishOutput(out, kCommand, err)) return std::nullopt;
+    if (!FinishOutput(out, kCommand, err)) return Ending::kFailed;
   }
-  return module.value().Wait();
+  const int code = module.value().Wait();
+  if (stopped) {
+    TellTrace(err, kCommand, "stopped");
+    return Ending::kStopped;
+  }
+  if (code == 0) return Ending::kByItself;
+  TellTrace(err, kCommand, "the module's process ended with exit code " + std::to_string(code));
+  return Ending::kFailed;
 }
 
 /// A line for each file that lacks a text. @return whether there is one.
@@ -113,7 +123,7 @@ bool TellMissing(const std::vector<PlacedDump>& dumps, const DueTexts& texts, st
   bool missing = false;
   for (const PlacedDump& dump : dumps) {
     if (dump.windows_path.empty()) {
-      TellTrace(err, kCommand, dump.reason);
+      TellTrace(err, kCommand, dump.file + ": " + dump.reason);
       missing = true;
       continue;
     }
@@ -154,13 +164,11 @@ int DumpReport(const DumpReportOptions& options, std::FILE* out, std::FILE* err)
     return kExitFailed;
   }
   DueTexts texts(dumps.value(), options.flags);
-  std::optional<int> code = 0;
-  if (!texts.AllCame()) code = RunModule(machine, options, &texts, out, err);
+  const Ending ending = texts.AllCame() ? Ending::kByItself : RunModule(machine, options, &texts, out, err);
   if (options.keep) TellTrace(err, kCommand, "the machine stays in " + machine);
-  if (code && *code != 0)
-    TellTrace(err, kCommand, "the module's process ended with exit code " + std::to_string(*code));
-  const bool missing = TellMissing(dumps.value(), texts, err);
-  return code == 0 && !missing ? kExitGood : kExitFailed;
+  // What a stop kept from coming is nothing that a dump could be blamed for.
+  const bool missing = ending != Ending::kStopped && TellMissing(dumps.value(), texts, err);
+  return ending == Ending::kByItself && !missing ? kExitGood : kExitFailed;
 }
 
 }  // namespace varnel::host

@@ -3,9 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
+#include <thread>
 
 #include "host/exit_code.h"
 #include "host/text_field.h"
@@ -162,21 +165,65 @@ TEST(DumpReport, AFileThatIsNotThereIsToldAndTheOthersAreReported) {
   EXPECT_EQ(Lines(outcome.out).size(), 1u);
 }
 
+/// Where the program makes its temporary folders while this lives.
+class TemporaryPlace {
+ public:
+  explicit TemporaryPlace(std::string path) : path_(std::move(path)) {
+    const char* const before = std::getenv("TMPDIR");
+    if (before != nullptr) before_ = before;
+    fs::create_directory(path_);
+    ::setenv("TMPDIR", path_.c_str(), 1);
+  }
+  ~TemporaryPlace() {
+    before_.empty() ? static_cast<void>(::unsetenv("TMPDIR"))
+                    : static_cast<void>(::setenv("TMPDIR", before_.c_str(), 1));
+  }
+  TemporaryPlace(const TemporaryPlace&) = delete;
+  TemporaryPlace& operator=(const TemporaryPlace&) = delete;
+
+  const std::string& path() const { return path_; }
+  /// Whether a file of this name is in it, however deep. Others add and remove meanwhile.
+  bool Holds(const std::string& ending) const {
+    std::error_code error;
+    for (fs::recursive_directory_iterator at(path_, error), end; !error && at != end; at.increment(error)) {
+      if (at->path().string().ends_with(ending)) return true;
+    }
+    return false;
+  }
+
+ private:
+  const std::string path_;
+  std::string before_;
+};
+
+TEST(DumpReport, AStopIsToldOnceAndBlamesNoDump) {
+  TemporaryFolder folder;
+  // No text ever comes of it, so that the program waits for the module to be idle.
+  const std::string x86 = folder.Put("x86.dmp", HeaderOf32Bits());
+  const TemporaryPlace place(folder.PathOf("temporary"));
+  auto child = ChildProcess::Start({"/bin/sh", "-c", "exec \"$0\" \"$@\" >/dev/null 2>'" + folder.PathOf("err") + "'",
+                                    VARNEL_WARDLET, "dump", "report", x86},
+                                   ChildProcess::Output::kInherited);
+  ASSERT_TRUE(child.ok());
+  for (int i = 0; i < 6000 && !place.Holds("-12593BD342A8}.txt"); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  child.value().Signal(SIGINT);
+  EXPECT_EQ(child.value().Wait(), kExitFailed);
+  EXPECT_EQ(ReadAll(folder.PathOf("err")), "wardlet dump report: stopped\n");
+  EXPECT_TRUE(fs::is_empty(place.path()));
+}
+
 TEST(DumpReport, ItsMachineGoesUnlessItIsKept) {
   TemporaryFolder folder;
   const std::string path = folder.Put("a.dmp", SmallDump());
-  const std::string place = folder.PathOf("temporary");
-  fs::create_directory(place);
-  const char* const before = std::getenv("TMPDIR");
-  const std::string restored = before == nullptr ? "" : before;
-  ::setenv("TMPDIR", place.c_str(), 1);
+  const TemporaryPlace place(folder.PathOf("temporary"));
   EXPECT_EQ(RunWardlet({"dump", "report", "--flags", "1", path}).exit_code, kExitGood);
-  EXPECT_TRUE(fs::is_empty(place));
+  EXPECT_TRUE(fs::is_empty(place.path()));
   const Outcome kept = RunWardlet({"dump", "report", "--flags", "1", "--keep", path});
-  restored.empty() ? ::unsetenv("TMPDIR") : ::setenv("TMPDIR", restored.c_str(), 1);
   EXPECT_EQ(kept.exit_code, kExitGood);
-  ASSERT_EQ(kept.err.rfind("wardlet dump report: the machine stays in " + place, 0), 0u) << kept.err;
-  std::string machine = kept.err.substr(kept.err.find(place));
+  ASSERT_EQ(kept.err.rfind("wardlet dump report: the machine stays in " + place.path(), 0), 0u) << kept.err;
+  std::string machine = kept.err.substr(kept.err.find(place.path()));
   machine.pop_back();
   EXPECT_TRUE(fs::exists(machine + "/C/ProgramData/KelvoVarnels/Log")) << machine;
 }
