@@ -49,16 +49,36 @@ bool BitmapStore::ReadPiece(std::uint64_t number, Piece* out) const noexcept {
   return true;
 }
 
+// Counts on to `piece`, many pieces a read. What stands behind the bitmap's end is read with its last piece and left
+// out.
+bool BitmapStore::CountTo(std::uint64_t piece) const {
+  std::vector<std::uint64_t> words(kCountedAtOnce / sizeof(std::uint64_t));
+  while (set_before_.size() <= piece) {
+    const std::uint64_t first = set_before_.size() - 1;
+    const std::uint64_t pieces = std::min<std::uint64_t>(piece - first, kCountedAtOnce / kPieceBytes);
+    const std::uint64_t bits = std::min(bits_ - first * kPieceBits, pieces * kPieceBits);
+    const auto bytes = static_cast<std::size_t>((bits + 7) / 8);
+    std::fill(words.begin(), words.end(), 0);
+    const auto into = std::as_writable_bytes(std::span(words)).first(bytes);
+    const std::size_t got = source_.Read(kBitmapAt + first * kPieceBytes, into);
+    if (bits % 64 != 0) words[bits / 64] &= (std::uint64_t{1} << (bits % 64)) - 1;
+    const std::uint64_t whole = got == bytes ? pieces : got / kPieceBytes;
+    for (std::uint64_t i = 0; i < whole; ++i) {
+      std::uint64_t count = set_before_.back();
+      for (std::size_t word = 0; word < kPieceBytes / 8; ++word) {
+        count += static_cast<std::uint64_t>(std::popcount(words[i * (kPieceBytes / 8) + word]));
+      }
+      set_before_.push_back(count);
+    }
+    if (whole < pieces) return false;
+  }
+  return true;
+}
+
 std::optional<std::uint64_t> BitmapStore::SetBefore(std::uint64_t piece) const noexcept {
   try {
     if (set_before_.empty()) set_before_.push_back(0);
-    Piece bits;
-    while (set_before_.size() <= piece) {
-      if (!ReadPiece(set_before_.size() - 1, &bits)) return {};
-      std::uint64_t count = set_before_.back();
-      for (const std::uint64_t word : bits) count += static_cast<std::uint64_t>(std::popcount(word));
-      set_before_.push_back(count);
-    }
+    if (set_before_.size() <= piece && !CountTo(piece)) return {};
     return set_before_[piece];
   } catch (const std::bad_alloc&) {
     return {};

@@ -27,12 +27,15 @@ class BitmapStore final : public PageStore {
  private:
   static constexpr std::size_t kPieceBytes = 512;
   static constexpr std::uint64_t kPieceBits = kPieceBytes * 8;
+  static constexpr std::size_t kCountedAtOnce = 64 * 1024;  // bytes; a multiple of a piece
 
   /// Eight bytes of the bitmap each, the bits behind its end cleared.
   using Piece = std::array<std::uint64_t, kPieceBytes / 8>;
 
   explicit BitmapStore(const DumpSource& source) noexcept : source_(source) {}
   bool ReadPiece(std::uint64_t number, Piece* out) const noexcept;
+  /// @return false when the file ends first.
+  bool CountTo(std::uint64_t piece) const;
   /// How many bits are set before the piece; empty when the file ends first.
   std::optional<std::uint64_t> SetBefore(std::uint64_t piece) const noexcept;
 

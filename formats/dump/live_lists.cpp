@@ -39,7 +39,7 @@ DumpModule ModuleOf(const AddressSpace& memory, Entry entry, ModuleNames* names)
   out.flags = Field<std::uint32_t>(entry, 0x68);
   out.check_sum = Field<std::uint32_t>(entry, 0x78);
   out.time_date_stamp = Field<std::uint32_t>(entry, 0x80);
-  CompleteName(&out);
+  names->Complete(&out);
   return out;
 }
 

@@ -1,7 +1,7 @@
 #include "formats/dump/module_names.h"
 
 #include <algorithm>
-#include <cstring>
+#include <utility>
 
 namespace varnel::formats {
 
@@ -21,9 +21,14 @@ std::u16string FileNameOf(const std::u16string& path) {
   return slash == std::u16string::npos ? path : path.substr(slash + 1);
 }
 
-void CompleteName(DumpModule* module) {
-  if (module->name.empty()) module->name = FileNameOf(module->path);
+void ModuleNames::Complete(DumpModule* module) {
   if (!module->name.empty()) return;
+  std::u16string name = FileNameOf(module->path);
+  if (!name.empty() && 2 * name.size() <= budget_bytes_) {
+    budget_bytes_ -= 2 * name.size();
+    module->name = std::move(name);
+    return;
+  }
   module->name = u"unknown_";
   for (int shift = 60; shift >= 0; shift -= 4) module->name += u"0123456789abcdef"[(module->base >> shift) & 0xF];
 }

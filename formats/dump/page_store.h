@@ -11,8 +11,8 @@
 
 namespace varnel::formats {
 
-/// No x64 has more than 2^36 pages of 4 KiB: 48 bits of physical address.
-inline constexpr std::uint64_t kMaxPages = std::uint64_t{1} << 36;
+/// 64 TiB in pages of 4 KiB; no dump is made of more, and a number above is damage.
+inline constexpr std::uint64_t kMaxPages = std::uint64_t{1} << 34;
 
 /// One thread at a time: implementations build indexes when they are first asked.
 class PageStore {

@@ -69,7 +69,7 @@ std::optional<std::uint64_t> Processors::Cr8(std::uint32_t number) const noexcep
 std::optional<std::uint64_t> Processors::CurrentThread(std::uint32_t number) const noexcept {
   const auto offset = data_.At<std::uint16_t>(field::kPrcbCurrentThread);
   const auto block = Block(number);
-  if (!block || !offset) return {};
+  if (!block || !offset || *offset == 0) return {};
   return ReadMemory<std::uint64_t>(memory_, *block + *offset);
 }
 

@@ -17,7 +17,7 @@ DumpProblem RunStore::Open(const DumpHeader& header, std::unique_ptr<PageStore>*
   for (const PageRun& run : descriptor.runs) {
     if (run.base_page > kMaxPages || run.page_count > kMaxPages - run.base_page) return DumpProblem::kDamagedBody;
     store->runs_.push_back({run.base_page, run.page_count, store->pages_});
-    store->pages_ += run.page_count;  // at most 42 times 2^36
+    store->pages_ += run.page_count;  // at most 42 times 2^34
   }
   store->counts_agree_ = store->pages_ == descriptor.number_of_pages;
   *out = std::move(store);

@@ -36,7 +36,7 @@ DumpModule ModuleOf(const DumpSource& source, Entry entry, ModuleNames* names) {
   out.check_sum = Field<std::uint32_t>(entry, 0x80);
   out.time_date_stamp = Field<std::uint32_t>(entry, 0x88);
   out.path = ReadPoolText(source, Field<std::uint32_t>(entry, 0), names);
-  CompleteName(&out);
+  names->Complete(&out);
   return out;
 }
 

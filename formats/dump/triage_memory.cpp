@@ -12,6 +12,8 @@ namespace {
 namespace field = debugger_data_field;
 
 constexpr std::size_t kBlockEntry = 16;
+// Real dumps have up to two thousand; a count in a damaged one costs no more than this.
+constexpr std::uint32_t kMaxBlocks = 65'536;
 constexpr std::uint64_t kCr8InSpecialRegisters = 0xA0;
 
 std::optional<DebuggerData> ReadDebuggerData(const DumpSource& source, const TriageBlock& block) {
@@ -29,12 +31,21 @@ TriageMemory::TriageMemory(const DumpSource& source, const DumpHeader& header)
   if (block_) debugger_data_ = ReadDebuggerData(source, *block_);
 }
 
+// A place of 0 is one that the kernel did not tell; one behind the told size is no part of the copy.
 template <typename T>
-std::optional<T> TriageMemory::FromProcessorBlock(std::size_t field, std::uint64_t further) const noexcept {
-  if (!block_ || block_->prcb_offset == 0 || !debugger_data_) return {};
-  const auto offset = debugger_data_->At<std::uint16_t>(field);
-  if (!offset) return {};
-  return ReadFile<T>(source_, std::uint64_t{block_->prcb_offset} + *offset + further);
+std::optional<T> TriageMemory::FromCopy(std::uint32_t copy, std::size_t size_field, std::size_t place_field,
+                                        std::uint64_t further) const noexcept {
+  if (!block_ || copy == 0 || !debugger_data_) return {};
+  const auto size = debugger_data_->At<std::uint16_t>(size_field);
+  const auto place = debugger_data_->At<std::uint16_t>(place_field);
+  if (!size || !place || *place == 0 || *place + further + sizeof(T) > *size) return {};
+  return ReadFile<T>(source_, std::uint64_t{copy} + *place + further);
+}
+
+template <typename T>
+std::optional<T> TriageMemory::FromProcessorBlock(std::size_t place, std::uint64_t further) const noexcept {
+  if (!block_) return {};
+  return FromCopy<T>(block_->prcb_offset, field::kSizePrcb, place, further);
 }
 
 std::optional<std::uint64_t> TriageMemory::CurrentThread() const noexcept {
@@ -42,10 +53,8 @@ std::optional<std::uint64_t> TriageMemory::CurrentThread() const noexcept {
 }
 
 std::optional<std::uint64_t> TriageMemory::CurrentProcess() const noexcept {
-  if (!block_ || block_->thread_offset == 0 || !debugger_data_) return {};
-  const auto offset = debugger_data_->At<std::uint16_t>(field::kThreadApcProcess);
-  if (!offset) return {};
-  return ReadFile<std::uint64_t>(source_, std::uint64_t{block_->thread_offset} + *offset);
+  if (!block_) return {};
+  return FromCopy<std::uint64_t>(block_->thread_offset, field::kSizeThread, field::kThreadApcProcess, 0);
 }
 
 std::optional<std::uint64_t> TriageMemory::Cr8() const noexcept {
@@ -56,18 +65,28 @@ std::optional<std::uint32_t> TriageMemory::ProcessorNumber() const noexcept {
   return FromProcessorBlock<std::uint32_t>(field::kPrcbNumber, 0);
 }
 
-std::vector<Segment> TriageMemory::ReadBlocks() const {
+// Many at a time: a dump may be read through a guard that costs more than a few bytes do.
+template <typename Visit>
+void TriageMemory::ForEachBlock(Visit visit) const {
   const std::uint64_t offset = block_->data_blocks_offset;
-  const std::uint64_t file_size = source_.Size();
-  const std::uint64_t room = offset < file_size ? (file_size - offset) / kBlockEntry : 0;
-  const std::uint64_t count = offset == 0 ? 0 : std::min<std::uint64_t>(block_->data_blocks_count, room);
-  std::vector<Segment> out;
-  out.reserve(count);
-  for (std::uint64_t i = 0; i < count; ++i) {
-    std::array<std::byte, kBlockEntry> entry{};
-    if (source_.Read(offset + kBlockEntry * i, entry) != entry.size()) break;
-    out.push_back({Field<std::uint64_t>(entry, 0), Field<std::uint32_t>(entry, 12), Field<std::uint32_t>(entry, 8)});
+  if (offset == 0) return;
+  const std::uint32_t count = std::min(block_->data_blocks_count, kMaxBlocks);
+  std::array<std::byte, 256 * kBlockEntry> entries;
+  for (std::uint32_t done = 0; done < count;) {
+    const std::size_t wanted = std::min<std::size_t>(entries.size(), kBlockEntry * std::size_t{count - done});
+    const std::size_t got = source_.Read(offset + kBlockEntry * done, std::span(entries).first(wanted));
+    for (std::size_t at = 0; at + kBlockEntry <= got; at += kBlockEntry) {
+      visit({Field<std::uint64_t>(entries, at), Field<std::uint32_t>(entries, at + 12),
+             Field<std::uint32_t>(entries, at + 8)});
+    }
+    if (got < wanted) return;
+    done += static_cast<std::uint32_t>(wanted / kBlockEntry);
   }
+}
+
+std::vector<Segment> TriageMemory::ReadBlocks() const {
+  std::vector<Segment> out;
+  ForEachBlock([&out](const Segment& block) { out.push_back(block); });
   return out;
 }
 
@@ -148,16 +167,10 @@ std::optional<std::uint32_t> TriageMemory::Protection(std::uint64_t) const noexc
 std::uint64_t TriageMemory::EndOfParts() const noexcept {
   if (!block_) return 0x2080;
   std::uint64_t end = block_->size_of_dump;
-  const std::uint64_t blocks = block_->data_blocks_offset;
-  const std::uint64_t size = source_.Size();
-  for (std::uint64_t i = 0; blocks != 0 && i < block_->data_blocks_count; ++i) {
-    const std::uint64_t at = blocks + kBlockEntry * i;
-    end = std::max(end, at + kBlockEntry);
-    if (at >= size) break;
-    const auto entry = ReadFile<std::array<std::uint32_t, 4>>(source_, at);
-    if (!entry) break;
-    end = std::max(end, std::uint64_t{(*entry)[2]} + (*entry)[3]);
+  if (block_->data_blocks_offset != 0) {
+    end = std::max(end, block_->data_blocks_offset + kBlockEntry * std::uint64_t{block_->data_blocks_count});
   }
+  ForEachBlock([&end](const Segment& block) { end = std::max(end, block.offset + block.size); });
   return end;
 }
 

@@ -40,11 +40,18 @@ class TriageMemory final : public DumpMemory {
  private:
   std::optional<Segment> Find(std::uint64_t address) const noexcept;
   void Prepare() const noexcept;
+  /// Calls `visit` with each data block as a segment.
+  template <typename Visit>
+  void ForEachBlock(Visit visit) const;
   std::vector<Segment> ReadBlocks() const;
   std::vector<Segment> Copies() const;
-  /// A number in the copy of the processor's block, at a place that the debugger's block tells.
+  /// A number in the copy of a structure that begins at `copy` of the file. The debugger's block tells, at the two
+  /// fields, how large the structure is and the number's place in it.
   template <typename T>
-  std::optional<T> FromProcessorBlock(std::size_t field, std::uint64_t further) const noexcept;
+  std::optional<T> FromCopy(std::uint32_t copy, std::size_t size_field, std::size_t place_field,
+                            std::uint64_t further) const noexcept;
+  template <typename T>
+  std::optional<T> FromProcessorBlock(std::size_t place_field, std::uint64_t further) const noexcept;
 
   const DumpSource& source_;
   const DumpHeader& header_;

@@ -91,6 +91,24 @@ TEST(BitmapStore, MissesThePagesWhoseBitsAreCutOff) {
   EXPECT_TRUE(store->CountsAgree());
 }
 
+TEST(BitmapStore, CountsALargeBitmapInFewReads) {
+  Bitmap bitmap;
+  bitmap.bits = std::uint64_t{1} << 26;  // 256 GiB
+  bitmap.first = std::uint64_t{1} << 30;
+  bitmap.present = 3;
+  support::GrowingBytes bytes = bitmap.Bytes();
+  for (const std::size_t page : {std::size_t{5}, std::size_t{700'000}, std::size_t{(1u << 26) - 1}}) {
+    bytes.Put<std::uint8_t>(0x2038 + page / 8, static_cast<std::uint8_t>(1u << (page % 8)));
+  }
+  const SparseSource source(bytes.bytes(), std::uint64_t{1} << 31);
+  std::unique_ptr<PageStore> store;
+  ASSERT_EQ(BitmapStore::Open(source, &store), DumpProblem::kNone);
+  EXPECT_EQ(store->OffsetOf((1u << 26) - 1), bitmap.first + 2 * 0x1000);
+  EXPECT_EQ(store->OffsetOf(700'000), bitmap.first + 0x1000);
+  EXPECT_TRUE(store->CountsAgree());
+  EXPECT_LE(source.reads, 200u);
+}
+
 TEST(BitmapStore, HasNothingWhereTheFileEndsBeforeIt) {
   const support::DumpFileSource source(support::MakeDumpHeader(6).bytes());
   std::unique_ptr<PageStore> store;

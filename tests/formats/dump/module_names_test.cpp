@@ -55,17 +55,45 @@ TEST(ModuleNames, TakeTheFileNameBehindTheLastSlash) {
 }
 
 TEST(ModuleNames, MakeUpANameWhereTheDumpHasNone) {
+  ModuleNames names(100);
   DumpModule module;
   module.base = 0xFFFFF80012345000;
-  CompleteName(&module);
+  names.Complete(&module);
   EXPECT_EQ(module.name, u"unknown_fffff80012345000");
   module.path = u"\\x\\y.sys";
   module.name.clear();
-  CompleteName(&module);
+  names.Complete(&module);
   EXPECT_EQ(module.name, u"y.sys");
   module.path = u"z.sys";
-  CompleteName(&module);
+  names.Complete(&module);
   EXPECT_EQ(module.name, u"y.sys");
+}
+
+TEST(ModuleNames, PayForANameThatIsTakenFromThePath) {
+  ModuleNames names(10);
+  DumpModule module;
+  module.path = u"y.sys";
+  names.Complete(&module);
+  EXPECT_EQ(module.name, u"y.sys");
+  module.name.clear();
+  names.Complete(&module);
+  EXPECT_EQ(module.name, u"unknown_0000000000000000");
+}
+
+TEST(ModuleNames, HaveALimitThatNoFileSizeRaises) {
+  ModuleNames names(~std::uint64_t{0});
+  const auto all = [](std::span<std::byte> into) { return into.size(); };
+  std::size_t reads = 0;
+  while (reads < 2000) {
+    bool read = false;
+    static_cast<void>(names.Read(0x10000, [&](std::span<std::byte> into) {
+      read = true;
+      return all(into);
+    }));
+    if (!read) break;
+    ++reads;
+  }
+  EXPECT_EQ(reads, 1024u);
 }
 
 }  // namespace

@@ -76,6 +76,16 @@ TEST(Processors, AreUnknownWithoutTheDebuggersBlock) {
   EXPECT_FALSE(opened.dump->ContextOf(0));
 }
 
+TEST(Processors, TakeAPlaceOf0ForOneThatIsNotTold) {
+  PagedDumpBytes dump;
+  support::MakeMachine(&dump, false);
+  for (const std::size_t field : {0x2A0u, 0x2B4u}) dump.Put<std::uint16_t>(machine::kDebuggerData + field, 0);
+  const OpenedDump opened = OpenBytes(dump.AsBitmap(6));
+  EXPECT_EQ(opened.dump->CrashingProcessor(), 1u);
+  EXPECT_FALSE(opened.dump->CurrentThread());
+  EXPECT_FALSE(opened.dump->CurrentProcess());
+}
+
 TEST(Processors, GiveNoStackWhoseLimitsAreTurnedRound) {
   const OpenedDump opened = Open([](PagedDumpBytes* dump) {
     dump->Put<std::uint64_t>(machine::kThread + support::made_layout::kThreadStackBase, machine::kStackLimit);

@@ -159,6 +159,49 @@ TEST(TriageMemory, TakesNoMoreBlocksThanTheFileHasRoomFor) {
   EXPECT_FALSE(opened.dump->Completeness().complete());
 }
 
+TEST(TriageMemory, DoesBoundedWorkForBlocksThatALargeFileHasRoomFor) {
+  support::SmallDumpBytes bytes;
+  bytes.AddBlock(0x10000, Pattern(16, 1));
+  std::vector<std::byte> file = bytes.Finish();
+  const std::uint32_t many = 0xFFFFFFFF;
+  std::memcpy(file.data() + 0x207C, &many, sizeof(many));
+  const auto source = std::make_shared<SparseSource>(file, std::uint64_t{1} << 36);
+  const OpenedDump opened = KernelDump::Open(source);
+  EXPECT_EQ(Read(*opened.dump, 0x10000, 16), Pattern(16, 1));
+  EXPECT_EQ(opened.dump->Completeness().expected_size, 0x2090u + 16 * std::uint64_t{many});
+  EXPECT_LE(source->reads, 600u);
+  EXPECT_LE(source->bytes_read, 2 * 65'536u * 16 + 0x4000);
+}
+
+TEST(TriageMemory, TakesAPlaceOf0ForOneThatIsNotTold) {
+  support::SmallDumpBytes bytes = Crashed();
+  std::vector<std::byte> file = bytes.Finish();
+  std::uint32_t data = 0;
+  std::memcpy(&data, file.data() + 0x2070, sizeof(data));
+  for (const std::size_t field : {0x2A0u, 0x2B4u, 0x2BEu, 0x2F2u}) std::memset(file.data() + data + field, 0, 2);
+  const OpenedDump opened = OpenBytes(file);
+  ASSERT_TRUE(opened.dump->debugger_data());
+  EXPECT_FALSE(opened.dump->CurrentThread());
+  EXPECT_FALSE(opened.dump->CurrentProcess());
+  EXPECT_FALSE(opened.dump->Cr8());
+  EXPECT_FALSE(opened.dump->CrashingProcessor());
+}
+
+TEST(TriageMemory, ReadsNothingBehindTheToldSizeOfACopy) {
+  support::SmallDumpBytes bytes = Crashed();
+  std::vector<std::byte> file = bytes.Finish();
+  std::uint32_t data = 0;
+  std::memcpy(&data, file.data() + 0x2070, sizeof(data));
+  const std::uint16_t thread = support::made_layout::kThreadApcProcess + 7;
+  const std::uint16_t prcb = support::made_layout::kPrcbSpecialRegisters + 0xA0 + 7;
+  std::memcpy(file.data() + data + 0x2C0, &thread, sizeof(thread));
+  std::memcpy(file.data() + data + 0x2B0, &prcb, sizeof(prcb));
+  const OpenedDump opened = OpenBytes(file);
+  EXPECT_FALSE(opened.dump->CurrentProcess());
+  EXPECT_FALSE(opened.dump->Cr8());
+  EXPECT_EQ(opened.dump->CurrentThread(), kThread);
+}
+
 TEST(TriageMemory, HasNoPageTables) {
   support::SmallDumpBytes bytes;
   bytes.AddBlock(0x10000, Pattern(16, 1));
