@@ -5,8 +5,9 @@
 // One object behind all interfaces, counted, on the heap. Any thread may call. One lock guards an instance; it is not
 // held while the file is opened and while the target comes up. A thread that was ended (platform::Threads) leaves at
 // the end of the engine's call in which it is, after the engine's own frames and locks are gone, and does not come back
-// to its caller; a dump that it was bringing up does not come up any more, and every call for a target fails until
-// EndSession. Such a wait keeps the instance alive until it has left.
+// to its caller; a dump that it was bringing up comes up before it leaves, and is there for the others. Such a wait
+// keeps the instance alive until it has left. A thread that was ended before its first instruction never comes to its
+// wait: the dump stays selected, every call for a target fails, and another wait may bring it up.
 //
 // Results besides those told in platform/debugger: 0x8000FFFF without a target that is up, 0x80004005 for what the dump
 // does not tell, 0x80004001 for what is no question to a target of that kind.
@@ -134,7 +135,7 @@ class DumpEngine final : public platform::DebugEngineStub {
   HRESULT GetThreadContext(void* context, std::uint32_t context_size) override;
 
  private:
-  enum class State : std::uint8_t { kNoTarget, kSelected, kLoading, kUp, kAbandoned };
+  enum class State : std::uint8_t { kNoTarget, kSelected, kLoading, kUp };
 
   ~DumpEngine() = default;
   void Destroy() override { delete this; }

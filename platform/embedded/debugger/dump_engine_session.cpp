@@ -74,7 +74,7 @@ HRESULT DumpEngine::Select(const char16_t* name) noexcept {
   if (const HRESULT opened = opener_(name, &source); opened != results::kOk) return opened;
   std::unique_ptr<DebugTarget> previous;  // ends behind the lock, and before its source
   const std::lock_guard lock(mutex_);
-  if (state_ == State::kLoading || state_ == State::kAbandoned) return results::kUnexpected;
+  if (state_ == State::kLoading) return results::kUnexpected;
   previous = std::move(target_);
   source_.swap(source);
   ++selection_;
@@ -124,10 +124,7 @@ HRESULT DumpEngine::BeginLoading(std::uint64_t* selection, std::shared_ptr<const
 HRESULT DumpEngine::FinishLoading(std::uint64_t selection, HRESULT loaded, std::unique_ptr<DebugTarget>* target) {
   const std::lock_guard lock(mutex_);
   if (selection != selection_) return results::kUnexpected;  // the session was ended meanwhile
-  if (ThreadObject::CurrentWasEnded()) {
-    state_ = State::kAbandoned;
-    return results::kUnexpected;
-  }
+  // Whether or not this thread was ended meanwhile: who gives up waiting for a dump may still want to ask of it.
   state_ = loaded == results::kOk ? State::kUp : State::kSelected;
   if (loaded == results::kOk) target_ = std::move(*target);
   return loaded;

@@ -214,16 +214,39 @@ TEST_F(SlowWaits, NoOtherCallBlocksMeanwhile) {
   EXPECT_EQ(engine_->GetDebuggeeType(nullptr, nullptr), 0);
 }
 
-TEST_F(SlowWaits, AnEndedThreadLeavesWithoutComingBackAndTheTargetDoesNotComeUp) {
+TEST_F(SlowWaits, AnEndedThreadLeavesWithoutComingBackAndTheTargetComesUpAllTheSame) {
   ASSERT_TRUE(threads_.TerminateThread(worker_, 1223));
+  EXPECT_EQ(engine_->GetDebuggeeType(nullptr, nullptr), kE_UNEXPECTED) << "not before the dump is read";
   EXPECT_EQ(Finish(), 1223u);
   EXPECT_FALSE(parameter_.came_back.load());
-  EXPECT_EQ(engine_->GetDebuggeeType(nullptr, nullptr), kE_UNEXPECTED);
-  EXPECT_EQ(engine_->WaitForEvent(0, ~0u), kE_UNEXPECTED);
-  EXPECT_EQ(engine_->OpenDumpFileWide(u"C:\\a.dmp", 0), kE_UNEXPECTED);
-  EXPECT_EQ(engine_->GetSymbolOptions(nullptr), 0) << "what needs no target goes on";
+  std::uint32_t code = 0;
+  EXPECT_EQ(engine_->ReadBugCheckData(&code, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(code, 0xD1u);
+  EXPECT_EQ(engine_->WaitForEvent(0, ~0u), kE_UNEXPECTED) << "nothing is left to wait for";
   EXPECT_EQ(engine_->AddRef(), 2u) << "the wait has given its reference back";
   engine_->Release();
+}
+
+TEST_F(DumpEngineSessions, AThreadThatWasEndedWhileItBringsUpADamagedDumpLeavesItSelected) {
+  auto bytes = SmallDump{}.Bytes();
+  bytes.resize(5000);
+  const auto source = std::make_shared<SlowSource>(std::make_shared<support::DumpFileSource>(bytes));
+  dumps_[u"C:\\a.dmp"] = source;
+  ASSERT_EQ(engine_->OpenDumpFileWide(u"C:\\a.dmp", 0), 0);
+  EmbeddedThreads threads;
+  const auto worker = threads.CreateThread(
+      [](void* engine) -> std::uint32_t {
+        static_cast<DumpEngine*>(engine)->WaitForEvent(0, ~0u);
+        return 0;
+      },
+      engine_);
+  source->AwaitReader();
+  ASSERT_TRUE(threads.TerminateThread(worker, 1));
+  source->LetGo();
+  EXPECT_EQ(threads.WaitForSingleObject(worker, 60'000), platform::kWaitObject0);
+  EXPECT_EQ(engine_->GetDebuggeeType(nullptr, nullptr), kE_UNEXPECTED);
+  EXPECT_EQ(engine_->WaitForEvent(0, ~0u), kFileCorrupt) << "another wait may try again";
+  Handles().Remove(worker);
 }
 
 TEST_F(SlowWaits, AfterAnEndedThreadTheSessionCanBeEndedAndBegunAnew) {
