@@ -8,7 +8,7 @@ namespace {
 
 using platform::HRESULT;
 
-constexpr std::uint32_t kEndActiveDetach = 2;
+constexpr std::uint32_t kEndReentrant = 3;  // the last of the ways to end; for a dump they are all one
 
 HRESULT ResultOf(formats::DumpProblem problem) {
   switch (problem) {
@@ -83,7 +83,7 @@ HRESULT DumpEngine::Select(const char16_t* name) noexcept {
 }
 
 HRESULT DumpEngine::End(std::uint32_t flags) noexcept {
-  if (flags > kEndActiveDetach) return results::kInvalidArgument;
+  if (flags > kEndReentrant) return results::kInvalidArgument;
   std::shared_ptr<const formats::DumpSource> source;  // both end behind the lock
   std::unique_ptr<DebugTarget> target;
   const std::lock_guard lock(mutex_);

@@ -74,6 +74,17 @@ TEST_F(DumpEngineSessions, AnEndedSessionLetsGoOfTheDump) {
   EXPECT_EQ(engine_->EndSession(77), kE_INVALIDARG);
 }
 
+TEST_F(DumpEngineSessions, EachOfThePlatformsWaysToEndASessionEndsIt) {
+  for (std::uint32_t flags = 0; flags <= 3; ++flags) {
+    Open(SmallDump{});
+    EXPECT_EQ(engine_->EndSession(flags), 0) << flags;
+    EXPECT_EQ(engine_->GetDebuggeeType(nullptr, nullptr), kE_UNEXPECTED) << flags;
+  }
+  Open(SmallDump{});
+  EXPECT_EQ(engine_->EndSession(4), kE_INVALIDARG);
+  EXPECT_EQ(engine_->GetDebuggeeType(nullptr, nullptr), 0) << "the target stays";
+}
+
 TEST_F(DumpEngineSessions, TheLastReleaseWithoutAnEndLetsGoOfTheDump) {
   Open(SmallDump{});
   EXPECT_EQ(std::exchange(engine_, nullptr)->Release(), 0u);
