@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <unordered_set>
 
 #include "formats/text_encoding.h"
 
@@ -63,15 +62,21 @@ std::size_t IndexOfKernel(const formats::KernelDump& dump, const std::vector<for
 class UniqueNames {
  public:
   std::string Take(std::string name, std::uint64_t base) {
-    if (!taken_.insert(Folded(name)).second) {
-      name += '_' + Hex(base);
-      taken_.insert(Folded(name));
+    if (IsNew(name)) return name;
+    name += '_' + Hex(base);
+    if (IsNew(name)) return name;
+    // A number is tried once for each name, so that a list of one module over and over is not quadratic.
+    std::uint32_t& number = taken_.at(Folded(name));
+    for (;;) {
+      const std::string numbered = name + '_' + std::to_string(++number);
+      if (IsNew(numbered)) return numbered;
     }
-    return name;
   }
 
  private:
-  std::unordered_set<std::string> taken_;
+  bool IsNew(std::string_view name) { return taken_.try_emplace(Folded(name), 1).second; }
+
+  std::unordered_map<std::string, std::uint32_t> taken_;  // with the last number that was tried behind it
 };
 
 TargetModule Describe(const formats::DumpModule& module) {

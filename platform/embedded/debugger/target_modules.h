@@ -1,7 +1,7 @@
 // The modules of a dumped machine as the engine numbers and names them: the loaded ones first, then the unloaded ones.
 // The kernel is "nt" whatever its image is called; any other has its file's name without the ending, with '_' for what
-// is no letter, digit or '_', and behind a name that stands before it already '_' and its base. Plain values; any
-// thread may ask.
+// is no letter, digit or '_', and behind a name that stands before it already '_' and its base. Where a driver came and
+// went at one base again and again, "_2", "_3" ... follow. Plain values; any thread may ask.
 #pragma once
 
 #include <cstdint>

@@ -98,6 +98,42 @@ TEST_F(DumpEngineModules, ASecondOfTheSameNameHasItsBaseInTheName) {
   EXPECT_EQ(NameOf(4), "driver_fffff80020000000");
 }
 
+TEST_F(DumpEngineModules, ADriverThatWentThreeTimesFromOneBaseHasThreeNames) {
+  dump_.gone = {{u"gone.sys", kGone, kGone + 0x1000},
+                {u"driver.sys", kGone, kGone + 0x1000},
+                {u"GONE.sys", kGone, kGone + 0x1000},
+                {u"gone.sys", kGone, kGone + 0x1000},
+                {u"gone.sys", kGone, kGone + 0x1000}};
+  Open(dump_);
+  const std::string expected[] = {"gone", "driver_fffff80020000000", "GONE_fffff80020000000", "gone_fffff80020000000_2",
+                                  "gone_fffff80020000000_3"};
+  for (std::uint32_t i = 0; i < std::size(expected); ++i) {
+    EXPECT_EQ(NameOf(2 + i), expected[i]);
+    std::uint32_t index = 0;
+    EXPECT_EQ(engine_->GetModuleByModuleName(expected[i].c_str(), 0, &index, nullptr), 0);
+    EXPECT_EQ(index, 2 + i) << "each is found by its own name";
+  }
+}
+
+TEST_F(DumpEngineModules, ANumberThatAFilesOwnNameHasTakenIsLeftOut) {
+  dump_.modules.push_back({u"driver_fffff80010000000.sys", kDriver + 0x5000});
+  dump_.modules.push_back({u"driver_fffff80010000000_2.sys", kDriver + 0x6000});
+  dump_.modules.push_back({u"driver.sys", kDriver});
+  Open(dump_);
+  EXPECT_EQ(NameOf(4), "driver_fffff80010000000_3");
+}
+
+TEST_F(DumpEngineModules, AListOfOneModuleOverAndOverIsNumberedThrough) {
+  dump_.modules.resize(2);
+  dump_.modules.insert(dump_.modules.end(), 20'000, {u"driver.sys", kDriver});
+  dump_.gone.clear();
+  Open(dump_);
+  EXPECT_EQ(NameOf(1), "driver");
+  EXPECT_EQ(NameOf(2), "driver_fffff80010000000");
+  EXPECT_EQ(NameOf(3), "driver_fffff80010000000_2");
+  EXPECT_EQ(NameOf(20'001), "driver_fffff80010000000_20000");
+}
+
 TEST_F(DumpEngineModules, TheImagesNameIsAsTheDumpTellsItAndTheLoadedOneIsTheFiles) {
   Open(dump_);
   EXPECT_EQ(NameString(0, 1), "\\??\\C:\\x\\driver.sys");
