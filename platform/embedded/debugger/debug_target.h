@@ -25,7 +25,7 @@ class DebugTarget {
   TargetImages& images() { return images_; }
 
  private:
-  const std::unique_ptr<formats::KernelDump> dump_;
+  const std::unique_ptr<formats::KernelDump> dump_;  // outlives what is made of it
   std::optional<TargetModules> modules_;
   TargetImages images_;
 };

@@ -1,4 +1,5 @@
 // The engine's modules and symbol settings.
+#include "formats/text_encoding.h"
 #include "platform/embedded/debugger/dump_engine.h"
 #include "platform/embedded/debugger/give.h"
 
@@ -111,9 +112,9 @@ HRESULT DumpEngine::GetModuleNames(std::uint32_t index, std::uint64_t base, char
     const TargetModule* const module = ModuleAt(target, index, base);
     if (module == nullptr) return results::kInvalidArgument;
     const HRESULT given[] = {
-        GiveText<char>(module->image, image, image_capacity, image_size),
+        GiveText<char>(formats::Utf16ToUtf8(module->image), image, image_capacity, image_size),
         GiveText<char>(module->name, module_name, module_capacity, module_size),
-        GiveText<char>(module->loaded, loaded_image, loaded_image_capacity, loaded_image_size),
+        GiveText<char>(formats::Utf16ToUtf8(module->loaded), loaded_image, loaded_image_capacity, loaded_image_size),
     };
     for (const HRESULT result : given) {
       if (result != results::kOk) return result;
@@ -131,9 +132,9 @@ void DumpEngine::Describe(DebugTarget* target, const TargetModule& module,
   parameters->Checksum = module.check_sum;
   parameters->Flags = module.unloaded ? kModuleUnloaded : 0;
   parameters->SymbolType = target->images().HasExports(module) ? kSymbolTypeExport : kSymbolTypeNone;
-  parameters->ImageNameSize = SizeOf(module.image);
+  parameters->ImageNameSize = SizeOf(formats::Utf16ToUtf8(module.image));
   parameters->ModuleNameSize = SizeOf(module.name);
-  parameters->LoadedImageNameSize = SizeOf(module.loaded);
+  parameters->LoadedImageNameSize = SizeOf(formats::Utf16ToUtf8(module.loaded));
 }
 
 HRESULT DumpEngine::GetModuleParameters(std::uint32_t count, std::uint64_t* bases, std::uint32_t start,
@@ -162,8 +163,9 @@ HRESULT DumpEngine::GetModuleNameString(std::uint32_t which, std::uint32_t index
     const TargetModule* const module = ModuleAt(target, index, base);
     if (module == nullptr || which > kLastNameKind) return results::kInvalidArgument;
     if (which > platform::kModuleNameLoadedImage) return results::kNotFound;
-    const std::string* const names[] = {&module->image, &module->name, &module->loaded};
-    return GiveText<char>(*names[which], buffer, buffer_size, name_size);
+    if (which == platform::kModuleNameModule) return GiveText<char>(module->name, buffer, buffer_size, name_size);
+    const std::u16string_view text = which == platform::kModuleNameLoadedImage ? module->loaded : module->image;
+    return GiveText<char>(formats::Utf16ToUtf8(text), buffer, buffer_size, name_size);
   });
 }
 

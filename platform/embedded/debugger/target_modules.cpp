@@ -3,12 +3,11 @@
 #include <algorithm>
 #include <limits>
 
-#include "formats/text_encoding.h"
-
 namespace varnel::embedded {
 namespace {
 
 constexpr std::string_view kKernelName = "nt";
+constexpr std::size_t kLongestName = 255;                 // of a file in a folder; a damaged dump may tell a longer one
 constexpr std::u16string_view kMadeUpName = u"unknown_";  // by the reader, where the dump has no text
 
 char LowerAscii(char c) {
@@ -28,8 +27,9 @@ bool IsNameCharacter(char16_t c) {
 std::string NameOf(std::u16string_view file) {
   const std::size_t dot = file.rfind(u'.');
   const std::u16string_view stem = dot == std::u16string_view::npos || dot == 0 ? file : file.substr(0, dot);
+  const std::u16string_view kept = stem.substr(0, kLongestName);
   std::string name;
-  for (const char16_t c : stem) name.push_back(IsNameCharacter(c) ? static_cast<char>(c) : '_');
+  for (const char16_t c : kept) name.push_back(IsNameCharacter(c) ? static_cast<char>(c) : '_');
   return name;
 }
 
@@ -88,8 +88,8 @@ TargetModule Describe(const formats::DumpModule& module) {
   described.exception_table = module.exception_table;
   described.exception_table_size = module.exception_table_size;
   if (!module.path.empty() || !module.name.starts_with(kMadeUpName)) {
-    described.image = formats::Utf16ToUtf8(module.path.empty() ? module.name : module.path);
-    described.loaded = formats::Utf16ToUtf8(module.name);
+    described.image = module.path.empty() ? module.name : module.path;
+    described.loaded = module.name;
   }
   return described;
 }
@@ -100,7 +100,7 @@ TargetModule Describe(const formats::DumpUnloadedModule& module) {
   const std::uint64_t size = module.end > module.start ? module.end - module.start : 0;
   described.size = static_cast<std::uint32_t>(std::min<std::uint64_t>(size, std::numeric_limits<std::uint32_t>::max()));
   described.unloaded = true;
-  described.image = formats::Utf16ToUtf8(module.name);
+  described.image = module.name;
   described.loaded = described.image;
   return described;
 }

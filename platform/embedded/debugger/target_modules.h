@@ -1,7 +1,8 @@
 // The modules of a dumped machine as the engine numbers and names them: the loaded ones first, then the unloaded ones.
 // The kernel is "nt" whatever its image is called; any other has its file's name without the ending, with '_' for what
 // is no letter, digit or '_', and behind a name that stands before it already '_' and its base. Where a driver came and
-// went at one base again and again, "_2", "_3" ... follow. Plain values; any thread may ask.
+// went at one base again and again, "_2", "_3" ... follow. Plain values, but that the images' names stay where the dump
+// has them: it must outlive this. Any thread may ask.
 #pragma once
 
 #include <cstdint>
@@ -23,9 +24,9 @@ struct TargetModule {
   std::uint64_t exception_table = 0;       // address of the function table; 0 when the dump does not tell
   std::uint32_t exception_table_size = 0;  // bytes
   bool unloaded = false;
-  std::string name;    // "nt"
-  std::string image;   // the image as the dump tells of it, with its folder where it has one; UTF-8, may be empty
-  std::string loaded;  // the image's file name alone; UTF-8, may be empty
+  std::string name;            // "nt"; from a file's name of at most 255 characters
+  std::u16string_view image;   // the image as the dump tells of it, with its folder where it has one; may be empty
+  std::u16string_view loaded;  // the image's file name alone; may be empty
 
   bool Holds(std::uint64_t address) const { return address >= base && address - base < size; }
 };

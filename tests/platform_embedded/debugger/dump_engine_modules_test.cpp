@@ -134,6 +134,32 @@ TEST_F(DumpEngineModules, AListOfOneModuleOverAndOverIsNumberedThrough) {
   EXPECT_EQ(NameOf(20'001), "driver_fffff80010000000_20000");
 }
 
+TEST_F(DumpEngineModules, ANameLongerThanAFileCanHaveIsCutAndTheImagesStaysWhole) {
+  const std::u16string longest(255, u'x');
+  dump_.modules[1].path = longest + u"y";
+  dump_.modules.push_back({longest + u"z.sys", kDriver + 0x5000});
+  Open(dump_);
+  std::uint32_t size = 0;
+  EXPECT_EQ(engine_->GetModuleNameString(1, 1, 0, nullptr, 0, &size), 0);
+  EXPECT_EQ(size, 256u);
+  EXPECT_EQ(engine_->GetModuleNameString(0, 1, 0, nullptr, 0, &size), 0);
+  EXPECT_EQ(size, 257u);
+  EXPECT_EQ(engine_->GetModuleNameString(1, 2, 0, nullptr, 0, &size), 0);
+  EXPECT_EQ(size, 256u + 17) << "what was cut may be the same, and is told apart by its base";
+}
+
+TEST_F(DumpEngineModules, ImageNamesAreUtf8WithTheirSizes) {
+  dump_.modules[1].path = u"\\x\\t\u00FCr.sys";
+  Open(dump_);
+  EXPECT_EQ(NameString(0, 1), "\\x\\t\xC3\xBCr.sys");
+  EXPECT_EQ(NameString(2, 1), "t\xC3\xBCr.sys");
+  platform::DEBUG_MODULE_PARAMETERS parameters{};
+  EXPECT_EQ(engine_->GetModuleParameters(1, nullptr, 1, &parameters), 0);
+  EXPECT_EQ(parameters.ImageNameSize, 12u);
+  EXPECT_EQ(parameters.ModuleNameSize, 4u);
+  EXPECT_EQ(parameters.LoadedImageNameSize, 9u);
+}
+
 TEST_F(DumpEngineModules, TheImagesNameIsAsTheDumpTellsItAndTheLoadedOneIsTheFiles) {
   Open(dump_);
   EXPECT_EQ(NameString(0, 1), "\\??\\C:\\x\\driver.sys");
