@@ -32,7 +32,10 @@ class [[nodiscard]] PeLookup {
   PeLookup(PeState why) : state_(std::in_place_index<1>, why) {}  // NOLINT: so is a reason
 
   bool found() const noexcept { return state_.index() == 0; }
-  PeState state() const noexcept { return found() ? PeState::kFound : std::get<1>(state_); }
+  PeState state() const noexcept {
+    const PeState* why = std::get_if<1>(&state_);
+    return why != nullptr ? *why : PeState::kFound;
+  }
   T& value() & { return std::get<0>(state_); }
   const T& value() const& { return std::get<0>(state_); }
   T&& value() && { return std::get<0>(std::move(state_)); }

@@ -32,8 +32,8 @@ const Unwinder::Known* Unwinder::KnownAt(std::uint64_t address) {
   auto known = known_.find(place->base);
   if (known == known_.end()) {
     auto image = PeImage::Open(*space_, place->base, place->size);
-    auto functions = FunctionsOf(*space_, *place, image);
-    known = known_.emplace(place->base, Known{*place, std::move(image), std::move(functions)}).first;
+    const auto functions = FunctionsOf(*space_, *place, image);
+    known = known_.emplace(place->base, Known{*place, std::move(image), functions}).first;
   }
   return &known->second;
 }
