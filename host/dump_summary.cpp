@@ -37,32 +37,37 @@ class ModuleIndex {
   std::vector<const DumpModule*> by_base_;
 };
 
-/// The part of the stack that is in use: from the stack pointer on.
-std::optional<AddressRange> StackInUse(const KernelDump& dump) {
-  std::optional<AddressRange> stack = dump.KernelStack();
-  const auto& context = dump.header().context;
-  if (!stack && !context) return std::nullopt;
-  if (!stack) stack = AddressRange{context->Rsp(), context->Rsp()};
-  if (context && context->Rsp() >= stack->low && context->Rsp() < stack->high) stack->low = context->Rsp();
-  const std::uint64_t known = stack->high > stack->low ? stack->high - stack->low : kMostStackBytes;
-  stack->high = stack->low + std::min(known, kMostStackBytes);
-  return stack->high > stack->low ? stack : std::nullopt;
+/// Where the stack in use may lie, the best place first: from the stack pointer on, to the stack's end where the
+/// pointer lies in it; an interrupt's or a deferred call's stack is another one, whose end is not told. Else the
+/// thread's.
+std::vector<AddressRange> PlacesOfStack(const KernelDump& dump) {
+  const std::optional<AddressRange> stack = dump.KernelStack();
+  std::vector<AddressRange> places;
+  if (const auto& context = dump.header().context) {
+    const std::uint64_t pointer = context->Rsp();
+    const bool inside = stack && pointer >= stack->low && pointer < stack->high;
+    places.push_back({pointer, inside ? stack->high : ~std::uint64_t{0}});
+  }
+  if (stack && stack->high > stack->low) places.push_back(*stack);
+  return places;
 }
 
 std::optional<DumpStack> ReadStack(const KernelDump& dump) {
-  const auto range = StackInUse(dump);
-  if (!range) return std::nullopt;
-  std::vector<std::byte> bytes(static_cast<std::size_t>(range->high - range->low));
   DumpStack stack;
-  stack.start = range->low;
-  stack.bytes = dump.ReadVirtual(range->low, bytes);
+  std::vector<std::byte> bytes;
+  for (const AddressRange& place : PlacesOfStack(dump)) {
+    bytes.resize(static_cast<std::size_t>(std::min(place.high - place.low, kMostStackBytes)));
+    stack.start = place.low;
+    stack.bytes = dump.ReadVirtual(place.low, bytes);
+    if (stack.bytes != 0) break;
+  }
   if (stack.bytes == 0) return std::nullopt;
   const ModuleIndex modules(dump.Modules());
   for (std::size_t at = 0; at + sizeof(std::uint64_t) <= stack.bytes; at += sizeof(std::uint64_t)) {
     std::uint64_t value = 0;
     std::memcpy(&value, bytes.data() + at, sizeof(value));
     const DumpModule* const module = modules.Find(value);
-    if (module != nullptr) stack.words.push_back({range->low + at, value, module->name, value - module->base});
+    if (module != nullptr) stack.words.push_back({stack.start + at, value, module->name, value - module->base});
   }
   return stack;
 }

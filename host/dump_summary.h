@@ -19,8 +19,8 @@ struct DumpStackWord {
 };
 
 struct DumpStack {
-  std::uint64_t start =
-      0;  // the crashing processor's stack pointer; the stack's lowest address where it points elsewhere
+  /// The crashing processor's stack pointer; the lowest address of the thread's stack where the dump has nothing there.
+  std::uint64_t start = 0;
   std::uint64_t bytes = 0;  // how many the dump has from there on, without a gap
   std::vector<DumpStackWord> words;
 };

@@ -52,7 +52,23 @@ TEST(DumpSummary, StackWordsAreThoseInModulesFromTheStackPointerOn) {
   EXPECT_EQ(summary.stack->words[1].offset, 0xFFFu);
 }
 
-TEST(DumpSummary, AStackPointerOutsideOfTheStackLeavesTheWholeStack) {
+TEST(DumpSummary, AStackPointerOnAnotherStackIsFollowedToTheFirstGap) {
+  DumpBytes bytes = SmallDump();
+  PutAt<std::uint64_t>(&bytes, 0x348 + 0x98, 0xFFFF900000000010);
+  PutAt<std::uint32_t>(&bytes, 0x2000 + 0x78, 0x2180);  // one block of data, of the bytes of the other stack
+  PutAt<std::uint32_t>(&bytes, 0x2000 + 0x7C, 1);
+  PutAt<std::uint64_t>(&bytes, 0x2180, 0xFFFF900000000000);
+  PutAt<std::uint32_t>(&bytes, 0x2188, 0x2100);
+  PutAt<std::uint32_t>(&bytes, 0x218C, 0x28);
+  const DumpSummary summary = SummaryOf(std::move(bytes));
+  ASSERT_TRUE(summary.stack);
+  EXPECT_EQ(summary.stack->start, 0xFFFF900000000010u);
+  EXPECT_EQ(summary.stack->bytes, 0x18u);
+  ASSERT_EQ(summary.stack->words.size(), 2u);
+  EXPECT_EQ(summary.stack->words[1].module, u"a.sys");
+}
+
+TEST(DumpSummary, AStackPointerToNothingLeavesTheThreadsWholeStack) {
   DumpBytes bytes = SmallDump();
   PutAt<std::uint64_t>(&bytes, 0x348 + 0x98, 0xFFFF900000000000);
   const DumpSummary summary = SummaryOf(std::move(bytes));
