@@ -16,6 +16,7 @@ namespace {
 
 constexpr char kCommand[] = "dump info";
 
+constexpr std::uint64_t kRunsPlace = 0x88;    // of the runs of memory in the header
 constexpr std::uint64_t kTypePlace = 0xF98;   // of the dump's type in the header
 constexpr std::uint64_t kBodyPlace = 0x2000;  // behind the header
 
@@ -41,7 +42,7 @@ Found Look(const std::string& path) {
   if (opened.ok()) {
     return {std::make_unique<DumpSummary>(Summarize(path, source->Size(), *opened.dump)), {}};
   }
-  Found found{nullptr, DumpProblemPlace(opened.problem, source->Size())};
+  Found found{nullptr, DumpProblemPlace(opened.problem, *source)};
   auto summary = std::make_unique<DumpSummary>();
   summary->file = path;
   summary->size = source->Size();
@@ -52,12 +53,17 @@ Found Look(const std::string& path) {
 
 }  // namespace
 
-std::string DumpProblemPlace(formats::DumpProblem problem, std::uint64_t size) {
+std::string DumpProblemPlace(formats::DumpProblem problem, const formats::DumpSource& source) {
   using formats::DumpProblem;
   std::uint64_t place = 0;
-  if (problem == DumpProblem::kTooShort) place = size;
+  if (problem == DumpProblem::kTooShort) place = source.Size();
   if (problem == DumpProblem::kRanges || problem == DumpProblem::kUnknownType) place = kTypePlace;
-  if (problem == DumpProblem::kDamagedBody) place = kBodyPlace;
+  if (problem == DumpProblem::kDamagedBody) {
+    formats::DumpHeader header;
+    const bool runs =
+        formats::ReadDumpHeader(source, &header) == DumpProblem::kNone && header.type == formats::DumpType::kFull;
+    place = runs ? kRunsPlace : kBodyPlace;
+  }
   return "byte " + std::to_string(place) + ": " + std::string(formats::DumpProblemText(problem));
 }
 

@@ -1,12 +1,12 @@
 // `wardlet dump info`: what crash dumps hold. Works on any kernel dump, without a machine.
 #pragma once
 
-#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "formats/dump/dump_problem.h"
+#include "formats/dump/dump_source.h"
 
 namespace varnel::host {
 
@@ -21,7 +21,7 @@ struct DumpInfoOptions {
 /// when no file was named.
 int DumpInfo(const DumpInfoOptions& options, std::FILE* out, std::FILE* err);
 
-/// "byte 8192: ...": where a file that can't be read stops making sense, and why. `size` is the file's, in bytes.
-std::string DumpProblemPlace(formats::DumpProblem problem, std::uint64_t size);
+/// "byte 8192: ...": where a file that can't be read stops making sense, and why.
+std::string DumpProblemPlace(formats::DumpProblem problem, const formats::DumpSource& source);
 
 }  // namespace varnel::host

@@ -142,7 +142,7 @@ std::string WhyNoReport(const std::string& file) {
   if (!mapped.ok()) return mapped.error().message;
   const auto& source = mapped.value();
   const formats::OpenedDump opened = formats::KernelDump::Open(source);
-  if (!opened.ok()) return DumpProblemPlace(opened.problem, source->Size());
+  if (!opened.ok()) return DumpProblemPlace(opened.problem, *source);
   const formats::DumpHeader& header = opened.dump->header();
   if (!opened.dump->IsX64()) {
     return "a dump of a machine of type " + MachineName(header.machine) + "; the module tells those of x64 alone";

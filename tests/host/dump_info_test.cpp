@@ -103,6 +103,15 @@ TEST(DumpInfo, OfAFormThatCantBeReadTheHeaderIsShownAndThePlaceTold) {
   EXPECT_THAT(result.out, HasSubstr("\"form\":\"ranges\",\"dump_type\":10,"));
 }
 
+TEST(DumpInfo, OfADamagedListOfMemoryRunsItsPlaceInTheHeaderIsTold) {
+  TemporaryFolder folder;
+  const std::string path = folder.Put("a.dmp", HeaderOf(1));
+  const CommandResult result = RunCommand(DumpInfo, {{path}, true});
+  EXPECT_EQ(result.code, kExitFailed);
+  EXPECT_THAT(result.err, StartsWith("wardlet dump info: " + path + ": byte 136: "));
+  EXPECT_THAT(result.out, HasSubstr("\"form\":\"complete\""));
+}
+
 TEST(DumpInfo, WithoutAFileIsWrongUse) {
   const CommandResult result = RunCommand(DumpInfo, {{}, false});
   EXPECT_EQ(result.code, kExitWrongUse);
