@@ -95,10 +95,10 @@ void WriteCompleteness(const DumpSummary& summary, Lines* lines) {
   const formats::DumpCompleteness& c = *summary.completeness;
   std::string text = c.complete() ? "yes" : "no";
   if (c.file_size < c.expected_size) {
-    text += ", " + std::to_string(c.expected_size - c.file_size) + " of " + std::to_string(c.expected_size) +
-            " bytes are missing at the end";
+    text += ", at least " + std::to_string(c.expected_size - c.file_size) + " bytes are missing at the end";
+  } else if (!c.consistent) {
+    text += ", it contradicts itself";
   }
-  if (!c.consistent) text += ", it contradicts itself";
   lines->Row("complete", text);
 }
 

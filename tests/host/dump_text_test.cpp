@@ -58,7 +58,9 @@ TEST(DumpText, ControlCharactersOfADumpAreBlanks) {
 TEST(DumpText, SaysHowMuchIsMissing) {
   DumpSummary summary;
   summary.completeness = formats::DumpCompleteness{100, 250, true};
-  EXPECT_THAT(DumpAsText(summary), HasSubstr("  complete       no, 150 of 250 bytes are missing at the end\n"));
+  EXPECT_THAT(DumpAsText(summary), HasSubstr("  complete       no, at least 150 bytes are missing at the end\n"));
+  summary.completeness = formats::DumpCompleteness{100, 250, false};
+  EXPECT_THAT(DumpAsText(summary), HasSubstr("  complete       no, at least 150 bytes are missing at the end\n"));
   summary.completeness = formats::DumpCompleteness{250, 250, false};
   EXPECT_THAT(DumpAsText(summary), HasSubstr("  complete       no, it contradicts itself\n"));
   summary.completeness = formats::DumpCompleteness{300, 250, true};
