@@ -25,7 +25,8 @@
 
 namespace varnel::embedded {
 
-/// Opens the bytes of a dump by its path on the machine: 0 and the source, or a failure. Never throws.
+/// Opens the bytes of a dump by its path on the machine: 0 and the source, or a failure. Never throws. 0 without a
+/// source counts as 0x80004005.
 using DumpOpener =
     std::function<platform::HRESULT(const char16_t* path, std::shared_ptr<const formats::DumpSource>* source)>;
 

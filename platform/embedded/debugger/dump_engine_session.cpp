@@ -72,6 +72,7 @@ HRESULT DumpEngine::Select(const char16_t* name) noexcept {
   if (name == nullptr) return results::kInvalidArgument;
   std::shared_ptr<const formats::DumpSource> source;
   if (const HRESULT opened = opener_(name, &source); opened != results::kOk) return opened;
+  if (source == nullptr) return results::kFail;
   std::unique_ptr<DebugTarget> previous;  // ends behind the lock, and before its source
   const std::lock_guard lock(mutex_);
   if (state_ == State::kLoading) return results::kUnexpected;

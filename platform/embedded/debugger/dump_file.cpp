@@ -56,13 +56,18 @@ HRESULT ResultOf(formats::DumpProblem problem) {
   }
 }
 
+/// A call that failed without telling why has failed.
+HRESULT FailureOf(std::uint32_t error) {
+  return error == platform::kErrorSuccess ? results::kFail : results::OfWin32(error);
+}
+
 }  // namespace
 
 HRESULT OpenDump(platform::Files* files, platform::System* system, const char16_t* path,
                  std::shared_ptr<const formats::DumpSource>* source) {
   const HANDLE file = files->CreateFileW(path, platform::kGenericRead, platform::kFileShareRead,
                                          platform::kOpenExisting, platform::kFileAttributeNormal);
-  if (file == platform::kInvalidHandleValue) return results::OfWin32(system->GetLastError());
+  if (file == platform::kInvalidHandleValue) return FailureOf(system->GetLastError());
   std::shared_ptr<MachineDump> dump;
   try {
     dump = std::make_shared<MachineDump>(system, file);

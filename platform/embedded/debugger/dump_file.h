@@ -12,8 +12,8 @@
 namespace varnel::embedded {
 
 /// Opens the file for reading, others may read it too, and looks whether it begins as a kernel dump does. Borrows the
-/// ports, which outlive the source. 0, or: what the files port tells (0x80070002: no such file), 0x8007000B (no kernel
-/// dump), 0x80070570 (shorter than a dump's header).
+/// ports, which outlive the source. 0, or: what the files port tells (0x80070002: no such file; 0x80004005 when it
+/// fails without an error), 0x8007000B (no kernel dump), 0x80070570 (shorter than a dump's header).
 platform::HRESULT OpenDump(platform::Files* files, platform::System* system, const char16_t* path,
                            std::shared_ptr<const formats::DumpSource>* source);
 

@@ -45,6 +45,15 @@ TEST_F(DumpEngineSessions, WhatTheFilesTellOfADumpThatCannotBeOpenedIsTheResult)
   EXPECT_EQ(engine_->OpenDumpFile("C:\\none.dmp"), kFileMissing);
 }
 
+TEST_F(DumpEngineSessions, AnOpenThatSucceedsWithoutASourceFailsAndLeavesTheDumpBefore) {
+  dumps_[u"C:\\b.dmp"] = nullptr;
+  EXPECT_EQ(engine_->OpenDumpFileWide(u"C:\\b.dmp", 0), kE_FAIL);
+  EXPECT_EQ(engine_->WaitForEvent(0, 100), kE_UNEXPECTED);
+  Open(SmallDump{});
+  EXPECT_EQ(engine_->OpenDumpFileWide(u"C:\\b.dmp", 0), kE_FAIL);
+  EXPECT_EQ(engine_->GetDebuggeeType(nullptr, nullptr), 0) << "the target stays";
+}
+
 TEST_F(DumpEngineSessions, ADumpNeedsAName) {
   EXPECT_EQ(engine_->OpenDumpFileWide(nullptr, 0), kE_INVALIDARG);
   EXPECT_EQ(engine_->OpenDumpFileWide(u"C:\\a.dmp", 5), kE_INVALIDARG);

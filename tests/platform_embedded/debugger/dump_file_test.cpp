@@ -71,6 +71,20 @@ TEST_F(DumpFiles, AMissingFileAndAMissingFolderAreToldApart) {
   EXPECT_EQ(source_, nullptr);
 }
 
+TEST_F(DumpFiles, AnOpenThatFailsWithoutAnErrorFails) {
+  class SilentFiles final : public EmbeddedFiles {
+   public:
+    using EmbeddedFiles::EmbeddedFiles;
+    platform::HANDLE CreateFileW(const char16_t*, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t) override {
+      SetLastError(0);
+      return platform::kInvalidHandleValue;
+    }
+  };
+  SilentFiles silent(machine_, &environment_);
+  EXPECT_EQ(OpenDump(&silent, system_.get(), u"C:\\a.dmp", &source_), Of(0x80004005));
+  EXPECT_EQ(source_, nullptr);
+}
+
 TEST_F(DumpFiles, AFileThatIsNoDumpIsNotOpened) {
   MakeFile("a.dmp", std::string(0x3000, 'x'));
   EXPECT_EQ(Open(u"C:\\a.dmp"), Of(0x8007000B));
