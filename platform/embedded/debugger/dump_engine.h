@@ -114,6 +114,7 @@ class DumpEngine final : public platform::DebugEngineStub {
   HRESULT QueryVirtual(std::uint64_t offset, platform::MEMORY_BASIC_INFORMATION64* info) override;
 
   // IDebugSystemObjects: a thread for each processor, one process.
+  /// The processor that crashed; 0 too where the dump does not tell which one that was, so that no other fact is lost.
   HRESULT GetCurrentThreadId(std::uint32_t* id) override;
   HRESULT GetCurrentProcessId(std::uint32_t* id) override;
   HRESULT GetNumberThreads(std::uint32_t* number) override;
