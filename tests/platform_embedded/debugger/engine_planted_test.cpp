@@ -51,9 +51,15 @@ TEST_P(PlantedForms, TheStackIsThePathThatTheThreadTook) {
     EXPECT_EQ(frames[i].InstructionOffset, stack.frames[i].rip) << i;
     EXPECT_EQ(frames[i].StackOffset, stack.frames[i].rsp) << i;
     EXPECT_EQ(frames[i].FrameNumber, i);
-    const std::uint64_t caller = i + 1 < frames.size() ? stack.frames[i + 1].rip : frames[i].ReturnOffset;
-    EXPECT_EQ(frames[i].ReturnOffset, caller) << i;
+    EXPECT_EQ(frames[i].Virtual, i == 0 ? 0u : 1u) << i;
+    if (i + 1 == frames.size()) break;
+    const CrashStack::Frame& caller = stack.frames[i + 1];
+    EXPECT_EQ(frames[i].ReturnOffset, caller.rip) << i;
+    EXPECT_EQ(frames[i].FrameOffset, caller.rsp - 16) << i << ": below the return address";
+    EXPECT_EQ(std::memcmp(frames[i].Params, stack.bytes.data() + (caller.rsp - stack.low), 32), 0) << i;
   }
+  EXPECT_EQ(frames.back().ReturnOffset, 0u) << "nobody called the first function";
+  EXPECT_EQ(frames.back().FrameOffset, 0u);
 }
 
 TEST_P(PlantedForms, ExportedFunctionsHaveTheirNamesAndOthersHaveNone) {
@@ -190,7 +196,8 @@ TEST_F(PlantedDumps, ProtectionComesFromThePageTables) {
     EXPECT_EQ(page.BaseAddress, address & ~std::uint64_t{0xFFF});
     EXPECT_EQ(page.RegionSize, 0x1000u);
     EXPECT_EQ(page.State, 0x1000u);
-    EXPECT_EQ((page.Protect & 0xF0) != 0, section.executable) << section.rva;
+    EXPECT_EQ(page.Protect, section.executable ? 0x20u : section.writable ? 4u : 2u) << section.rva;
+    EXPECT_EQ(page.AllocationProtect, page.Protect);
     std::uint64_t physical = 0;
     EXPECT_EQ(engine_->VirtualToPhysical(address, &physical), 0);
     EXPECT_EQ(physical, machine_.map.PhysicalOf(address));

@@ -50,8 +50,7 @@ TEST_F(EngineSamples, AVirtualMachinesDumpOfTooShortAStackTellsWhatItHas) {
   std::byte stack[2048];
   std::uint32_t read = 0;
   EXPECT_EQ(engine_->ReadVirtual(rsp, stack, sizeof(stack), &read), 0);
-  EXPECT_GT(read, 0u);
-  EXPECT_LT(read, 2048u);
+  EXPECT_EQ(read, 888u);
   EXPECT_EQ((rsp + read) % 4096, 0u) << "up to the stack's base";
 }
 
