@@ -36,6 +36,38 @@ bool KeyExists(const char16_t* path) {
   return true;
 }
 
+/// The machine writes small dumps, as it says.
+void SetSmallDumps() {
+  platform::HKEY key = nullptr;
+  ASSERT_EQ(platform::RegistryPort().RegCreateKeyExW(
+                platform::kHkeyLocalMachine, u"SYSTEM\\CurrentControlSet\\Control\\CrashControl",
+                platform::kRegOptionNonVolatile, platform::kKeyWrite, &key, nullptr),
+            0u);
+  const std::uint32_t small = 3;
+  const std::u16string folder = u"%SystemRoot%\\Minidump";
+  EXPECT_EQ(platform::RegistryPort().RegSetValueExW(key, u"CrashDumpEnabled", platform::kRegDword, &small, 4), 0u);
+  EXPECT_EQ(platform::RegistryPort().RegSetValueExW(key, u"MinidumpDir", platform::kRegExpandSz, folder.c_str(),
+                                                    static_cast<std::uint32_t>((folder.size() + 1) * 2)),
+            0u);
+  platform::RegistryPort().RegCloseKey(key);
+}
+
+/// The header of a dump and nothing behind it.
+std::string DumpHeader() {
+  std::string bytes;
+  while (bytes.size() < 0x2000) bytes += "PAGE";
+  bytes.replace(4, 4, "DU64");
+  bytes.replace(0x30, 4, std::string("\x64\x86\0\0", 4));
+  bytes.replace(0xF98, 4, std::string("\x03\0\0\0", 4));
+  return bytes;
+}
+
+unsigned CountOf(const std::string& text, const std::string& part) {
+  unsigned count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
 /// Tells the machine where the module stands, as the framework does.
 void RegisterModule() {
   const std::u16string path = u"C:\\Program Files\\V\u00E4rnel \u65E5\u672C\\Wardlet\\VarnelWardlet.dll";
@@ -202,6 +234,20 @@ TEST_F(WardletProgram, RunsInSilenceUntilItIsIdle) {
   const Outcome outcome = RunWardlet({"run", "--idle-exit", "1", "-q", "--flags", "0"});
   EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
   EXPECT_EQ(outcome.err, "");
+}
+
+// Wine's debugger engine opens no dump: each is told as failed, and each pass ends with its text without a report.
+TEST_F(WardletProgram, ComesToItsEndOverAFolderOfDumpsWhoseEngineKnowsLittle) {
+  SetSmallDumps();
+  WriteFile("C:\\Windows\\Minidump\\one.dmp", DumpHeader());
+  WriteFile("C:\\Windows\\Minidump\\two.dmp", "no dump at all");
+  const Outcome outcome = RunWardlet({"run", "--idle-exit", "3"});
+  EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+  EXPECT_EQ(CountOf(outcome.out, "\"AdditionalMsgJson\":null"), 2u) << outcome.out << ReadFile(kLog);
+  const std::string log = ReadFile(kLog);
+  EXPECT_EQ(CountOf(log, "BsodDumpCallBack func check success is zero(failed.)"), 4u) << "each dump in each pass";
+  EXPECT_THAT(log, HasSubstr("EtwConsumerStop func Out.\r\n"));
+  EXPECT_FALSE(FileExists(Product("Host\\dbgeng.dll"))) << "the private copies are gone";
 }
 
 TEST_F(WardletProgram, FailsWhenItsTextsHaveNoPlace) {
