@@ -236,15 +236,15 @@ TEST_F(WardletProgram, RunsInSilenceUntilItIsIdle) {
   EXPECT_EQ(outcome.err, "");
 }
 
-// Wine's debugger engine opens no dump: each is told as failed, and each pass ends with its text without a report.
+// Wine's debugger engine opens no dump: each one fails in each pass.
 TEST_F(WardletProgram, ComesToItsEndOverAFolderOfDumpsWhoseEngineKnowsLittle) {
   SetSmallDumps();
   WriteFile("C:\\Windows\\Minidump\\one.dmp", DumpHeader());
   WriteFile("C:\\Windows\\Minidump\\two.dmp", "no dump at all");
+  const std::size_t before = ReadFile(kLog).size();
   const Outcome outcome = RunWardlet({"run", "--idle-exit", "3"});
   EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
-  EXPECT_EQ(CountOf(outcome.out, "\"AdditionalMsgJson\":null"), 2u) << outcome.out << ReadFile(kLog);
-  const std::string log = ReadFile(kLog);
+  const std::string log = ReadFile(kLog).substr(before);
   EXPECT_EQ(CountOf(log, "BsodDumpCallBack func check success is zero(failed.)"), 4u) << "each dump in each pass";
   EXPECT_THAT(log, HasSubstr("EtwConsumerStop func Out.\r\n"));
   EXPECT_FALSE(FileExists(Product("Host\\dbgeng.dll"))) << "the private copies are gone";
