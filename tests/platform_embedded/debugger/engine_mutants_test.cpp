@@ -1,6 +1,8 @@
 // Mutants of dumps, asked for all that the analyzer asks for: whatever the bytes are, each call ends, and what it hands
-// out keeps to the room that it was given. The seeds are fixed, so that a failure comes again.
+// out keeps to the room that it was given, and no mutant makes the engine read without measure. The seeds are fixed, so
+// that a failure comes again.
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <random>
@@ -17,6 +19,59 @@ namespace fs = std::filesystem;
 
 constexpr int kMutants = 200;
 constexpr std::uint32_t kMostModules = 4096;  // looked at by the test, of as many as there are
+// All questions together took 772 reads of 216,486 bytes at most. Far more would be a number of the dump's own that was
+// believed.
+constexpr std::uint64_t kMostReads = 8192;
+constexpr std::uint64_t kMostBytes = 2 << 20;
+
+/// A dump that counts what is read of it.
+class CountedSource final : public formats::DumpSource {
+ public:
+  explicit CountedSource(std::vector<std::byte> bytes) : inner_(std::move(bytes)) {}
+  std::uint64_t Size() const noexcept override { return inner_.Size(); }
+  std::size_t Read(std::uint64_t offset, std::span<std::byte> into) const noexcept override {
+    const std::size_t read = inner_.Read(offset, into);
+    ++reads_;
+    bytes_ += read;
+    return read;
+  }
+  std::uint64_t reads() const { return reads_; }
+  std::uint64_t bytes() const { return bytes_; }
+
+ private:
+  const support::DumpFileSource inner_;
+  mutable std::atomic<std::uint64_t> reads_{0};
+  mutable std::atomic<std::uint64_t> bytes_{0};
+};
+
+/// Room for an answer, with a fence behind it that has to be whole in the end.
+class Fenced {
+ public:
+  explicit Fenced(std::size_t size) : bytes_(size + kFence, kMark), size_(size) {}
+  Fenced(const Fenced&) = delete;
+  Fenced& operator=(const Fenced&) = delete;
+  ~Fenced() {
+    const auto fence = bytes_.begin() + static_cast<std::ptrdiff_t>(size_);
+    EXPECT_EQ(std::count(fence, bytes_.end(), kMark), static_cast<std::ptrdiff_t>(kFence)) << "written behind the end";
+  }
+
+  template <typename T>
+  T* As() {
+    return reinterpret_cast<T*>(bytes_.data());
+  }
+  std::uint32_t size() const { return static_cast<std::uint32_t>(size_); }
+  /// Of a text that was handed out.
+  bool HasEnd() const {
+    return std::count(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(size_), std::byte{0}) != 0;
+  }
+
+ private:
+  static constexpr std::size_t kFence = 64;
+  static constexpr std::byte kMark{0xA5};
+
+  std::vector<std::byte> bytes_;
+  const std::size_t size_;
+};
 
 class EngineMutants : public EngineFixture {
  protected:
@@ -39,6 +94,18 @@ class EngineMutants : public EngineFixture {
     return bytes;
   }
 
+  void AskName(std::uint32_t module, std::uint32_t which) {
+    std::uint32_t size = 0;
+    EXPECT_EQ(engine_->GetModuleNameString(which, module, 0, nullptr, 0, &size), 0);
+    Fenced whole(size);
+    EXPECT_EQ(engine_->GetModuleNameString(which, module, 0, whole.As<char>(), size, nullptr), 0);
+    EXPECT_TRUE(whole.HasEnd());
+    if (size < 2) return;
+    Fenced half(size / 2);
+    EXPECT_EQ(engine_->GetModuleNameString(which, module, 0, half.As<char>(), half.size(), nullptr), 1);
+    EXPECT_TRUE(half.HasEnd());
+  }
+
   void AskOfModules() {
     std::uint32_t loaded = 0;
     std::uint32_t unloaded = 0;
@@ -46,34 +113,34 @@ class EngineMutants : public EngineFixture {
     for (std::uint32_t i = 0; i < std::min(loaded + unloaded, kMostModules); ++i) {
       std::uint64_t base = 0;
       EXPECT_EQ(engine_->GetModuleByIndex(i, &base), 0);
-      platform::DEBUG_MODULE_PARAMETERS parameters{};
-      EXPECT_EQ(engine_->GetModuleParameters(1, &base, 0, &parameters), 0);
-      for (std::uint32_t which = 0; which < 3; ++which) {
-        std::uint32_t size = 0;
-        EXPECT_EQ(engine_->GetModuleNameString(which, i, 0, nullptr, 0, &size), 0);
-        std::vector<char> name(size);
-        EXPECT_EQ(engine_->GetModuleNameString(which, i, 0, name.data(), size, nullptr), 0);
-      }
+      Fenced parameters(sizeof(platform::DEBUG_MODULE_PARAMETERS));
+      EXPECT_EQ(engine_->GetModuleParameters(1, &base, 0, parameters.As<platform::DEBUG_MODULE_PARAMETERS>()), 0);
+      for (std::uint32_t which = 0; which < 3; ++which) AskName(i, which);
     }
   }
 
   void AskOfStack() {
-    platform::DEBUG_STACK_FRAME frames[64] = {};
+    Fenced frames(64 * sizeof(platform::DEBUG_STACK_FRAME));
     std::uint32_t filled = 0;
-    engine_->GetStackTrace(0, 0, 0, frames, 64, &filled);
+    engine_->GetStackTrace(0, 0, 0, frames.As<platform::DEBUG_STACK_FRAME>(), 64, &filled);
     ASSERT_LE(filled, 64u);
     for (std::uint32_t i = 0; i < filled; ++i) {
-      char name[512];
-      engine_->GetNameByOffset(frames[i].InstructionOffset, name, sizeof(name), nullptr, nullptr);
+      const std::uint64_t place = frames.As<platform::DEBUG_STACK_FRAME>()[i].InstructionOffset;
+      Fenced name(12);
+      if (engine_->GetNameByOffset(place, name.As<char>(), name.size(), nullptr, nullptr) >= 0) {
+        EXPECT_TRUE(name.HasEnd());
+      }
     }
     std::uint64_t rsp = 0;
-    std::uint64_t words[256] = {};
+    Fenced words(2048);
     std::uint32_t read = 0;
-    if (engine_->GetStackOffset(&rsp) != 0 || engine_->ReadVirtual(rsp, words, sizeof(words), &read) != 0) return;
-    ASSERT_LE(read, sizeof(words));
-    for (const std::uint64_t word : words) {
-      platform::MEMORY_BASIC_INFORMATION64 page{};
-      engine_->QueryVirtual(word, &page);
+    if (engine_->GetStackOffset(&rsp) != 0) return;
+    if (engine_->ReadVirtual(rsp, words.As<void>(), words.size(), &read) != 0) return;
+    ASSERT_LE(read, words.size());
+    for (std::uint32_t i = 0; i < read / 8; ++i) {
+      const std::uint64_t word = words.As<std::uint64_t>()[i];
+      Fenced page(sizeof(platform::MEMORY_BASIC_INFORMATION64));
+      engine_->QueryVirtual(word, page.As<platform::MEMORY_BASIC_INFORMATION64>());
       engine_->GetModuleByOffset(word, 0, nullptr, nullptr);
     }
   }
@@ -81,21 +148,29 @@ class EngineMutants : public EngineFixture {
   void AskEverything() {
     engine_->GetDebuggeeType(nullptr, nullptr);
     engine_->GetActualProcessorType(nullptr);
-    char text[256];
-    engine_->GetSystemVersion(nullptr, nullptr, nullptr, text, 256, nullptr, nullptr, text, 256, nullptr);
+    Fenced pack(8);
+    Fenced build(16);
+    engine_->GetSystemVersion(nullptr, nullptr, nullptr, pack.As<char>(), pack.size(), nullptr, nullptr,
+                              build.As<char>(), build.size(), nullptr);
+    EXPECT_TRUE(pack.HasEnd());
+    EXPECT_TRUE(build.HasEnd());
     engine_->ReadBugCheckData(nullptr, nullptr, nullptr, nullptr, nullptr);
     engine_->GetCurrentTimeDate(nullptr);
     engine_->GetCurrentSystemUpTime(nullptr);
     std::uint32_t registers = 0;
     if (engine_->GetNumberRegisters(&registers) != 0) registers = 0;
-    platform::DEBUG_VALUE value{};
-    for (std::uint32_t i = 0; i < registers; ++i) engine_->GetValue(i, &value);
+    for (std::uint32_t i = 0; i < registers; ++i) {
+      Fenced value(sizeof(platform::DEBUG_VALUE));
+      engine_->GetValue(i, value.As<platform::DEBUG_VALUE>());
+    }
+    Fenced context(sizeof(platform::X64_CONTEXT));
+    engine_->GetThreadContext(context.As<void>(), context.size());
     engine_->GetCurrentThreadId(nullptr);
     engine_->GetCurrentThreadDataOffset(nullptr);
     engine_->GetCurrentProcessDataOffset(nullptr);
-    std::byte version[256];
     for (const char* item : {"\\", "\\StringFileInfo\\040904B0\\FileVersion"}) {
-      engine_->GetModuleVersionInformation(0, 0, item, version, sizeof(version), nullptr);
+      Fenced version(9);
+      engine_->GetModuleVersionInformation(0, 0, item, version.As<void>(), version.size(), nullptr);
     }
     AskOfModules();
     AskOfStack();
@@ -105,11 +180,14 @@ class EngineMutants : public EngineFixture {
   int AskMutantsOf(const std::vector<std::byte>& bytes) {
     int up = 0;
     for (int seed = 0; seed < kMutants; ++seed) {
-      dumps_[u"C:\\a.dmp"] = std::make_shared<support::DumpFileSource>(Mutate(bytes, static_cast<std::uint32_t>(seed)));
+      const auto source = std::make_shared<CountedSource>(Mutate(bytes, static_cast<std::uint32_t>(seed)));
+      dumps_[u"C:\\a.dmp"] = source;
       EXPECT_EQ(engine_->OpenDumpFileWide(u"C:\\a.dmp", 0), 0);
       if (engine_->WaitForEvent(0, 100) != 0) continue;
       ++up;
       AskEverything();
+      EXPECT_LT(source->reads(), kMostReads) << seed;
+      EXPECT_LT(source->bytes(), kMostBytes) << seed;
     }
     return up;
   }
