@@ -32,7 +32,8 @@ enum class DumpType : std::uint32_t {
 inline constexpr std::uint32_t kMachineI386 = 0x014C;
 inline constexpr std::uint32_t kMachineAmd64 = 0x8664;
 
-/// A bit of the field Attributes.
+/// Bits of the field Attributes.
+inline constexpr std::uint32_t kDumpAttributeKernelGenerated = 0x08;  ///< a small dump that the kernel wrote itself
 inline constexpr std::uint32_t kDumpAttributeFiltered = 0x40;
 
 /// Pages of physical memory that stand one behind the other.
@@ -74,9 +75,10 @@ struct DumpHeader {
   std::optional<PhysicalMemoryDescriptor> physical_memory;
   std::optional<ProcessorContext> context;  ///< of the processor that crashed, where the machine is an x64
   std::optional<DumpExceptionRecord> exception;
-  std::optional<std::uint64_t> required_dump_space;  ///< bytes; may be more than a good small dump has
-  std::optional<std::uint64_t> system_time;          ///< FILETIME, UTC
-  std::optional<std::uint64_t> system_up_time;       ///< in 100 ns
+  std::optional<std::uint64_t>
+      required_dump_space;  ///< bytes; more than a good small dump has, unless the attribute kernel generated is set
+  std::optional<std::uint64_t> system_time;     ///< FILETIME, UTC
+  std::optional<std::uint64_t> system_up_time;  ///< in 100 ns
   std::optional<std::string> comment;
   std::optional<std::uint32_t> mini_dump_fields;
   std::optional<std::uint32_t> secondary_data_state;

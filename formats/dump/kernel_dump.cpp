@@ -16,6 +16,16 @@ namespace {
 
 constexpr std::uint64_t kPagesToldBefore = 0x2038;  // where the header of a bitmap ends
 
+// The kernel knew the size when it wrote the dump itself; elsewhere the field is what was set aside.
+bool IsSpaceExact(const DumpHeader& header) {
+  return header.required_dump_space && (header.attributes.value_or(0) & kDumpAttributeKernelGenerated) != 0;
+}
+
+// A mark behind the end of the file is missing, and contradicts nothing.
+bool IsMarkWrong(const TriageBlock* block, std::uint64_t file_size) {
+  return block != nullptr && !block->marked && std::uint64_t{block->valid_offset} + 4 <= file_size;
+}
+
 }  // namespace
 
 struct KernelDump::Lists {
@@ -200,7 +210,9 @@ DumpCompleteness KernelDump::Completeness() const {
   out.expected_size = header_.is_64_bit ? 0x2000 : 0x1000;
   if (triage_ != nullptr) {
     out.expected_size = std::max(out.expected_size, triage_->EndOfParts());
-    out.consistent = triage() == nullptr || triage()->marked;
+    // What stands behind the small dump is told by nothing else, where nothing of it is left.
+    if (IsSpaceExact(header_)) out.expected_size = std::max(out.expected_size, *header_.required_dump_space);
+    out.consistent = !IsMarkWrong(triage(), out.file_size);
   }
   if (paged_ != nullptr && paged_->store() != nullptr) {
     out.expected_size = std::max(out.expected_size, paged_->store()->End());

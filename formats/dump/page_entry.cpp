@@ -15,6 +15,7 @@ constexpr std::uint64_t kTransition = 1u << 11;
 // write.
 constexpr std::uint64_t kMayWrite = 1u << 11;
 constexpr std::uint64_t kFrame = 0x0000FFFFFFFFF000;
+constexpr std::uint64_t kPageFilePlace = 0xFFFFFFFF0000F000;  // the offset, and which of the files
 // Set in entries that are not present, so that a processor that reads ahead finds no memory there.
 constexpr std::uint64_t kInvalidMark = std::uint64_t{1} << 45;
 
@@ -29,11 +30,10 @@ std::uint64_t LowBits(int count) {
 }  // namespace
 
 PageEntryKind KindOfPageEntry(std::uint64_t entry) noexcept {
-  if (entry == 0) return PageEntryKind::kZero;
   if ((entry & kPresent) != 0) return PageEntryKind::kPresent;
   if ((entry & kPrototype) != 0) return PageEntryKind::kPrototype;
   if ((entry & kTransition) != 0) return PageEntryKind::kTransition;
-  return PageEntryKind::kPageFile;
+  return (entry & kPageFilePlace) != 0 ? PageEntryKind::kPageFile : PageEntryKind::kDemandZero;
 }
 
 std::uint64_t AddressOfPresent(std::uint64_t entry, int level) noexcept {
@@ -63,6 +63,7 @@ std::uint32_t SoftwareProtection(std::uint64_t entry) noexcept {
   constexpr std::array<std::uint32_t, 8> kAccess = {0x01, 0x02, 0x10, 0x20, 0x04, 0x08, 0x40, 0x80};
   const auto noted = static_cast<std::uint32_t>(entry >> 5) & 0x1F;
   const std::uint32_t access = kAccess[noted & 7];
+  if ((noted & 7) == 0) return access;
   constexpr std::array<std::uint32_t, 4> kFurther = {0, kNoCache, kGuard, kWriteCombine};
   return access | kFurther[noted >> 3];
 }

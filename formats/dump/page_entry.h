@@ -10,7 +10,7 @@ enum class PageEntryKind : std::uint8_t {
   kTransition,  ///< taken from its owner, but still in memory
   kPrototype,   ///< shared; another entry tells where it is
   kPageFile,
-  kZero,
+  kDemandZero,  ///< nothing, or a protection alone: a page of zeros once somebody touches it
 };
 
 PageEntryKind KindOfPageEntry(std::uint64_t entry) noexcept;

@@ -68,7 +68,8 @@ PagedMemory::Place PagedMemory::Leaf(std::uint64_t address, std::uint64_t entry,
       return Prototype(entry, depth);
     case PageEntryKind::kPageFile:
       return {MissingReason::kPagedOut, 0, SoftwareProtection(entry)};
-    case PageEntryKind::kZero:
+    case PageEntryKind::kDemandZero:
+      if (entry != 0) return {MissingReason::kNotMapped, 0, SoftwareProtection(entry)};
       break;
   }
   return {};

@@ -82,6 +82,34 @@ TEST(KernelDump, TellsThatASmallDumpsMarkIsMissing) {
   EXPECT_FALSE(whole.complete());
 }
 
+TEST(KernelDump, MissesASmallDumpsMarkBehindTheEndOfTheFileWithoutContradiction) {
+  support::SmallDumpBytes dump;
+  std::vector<std::byte> bytes = dump.Finish();
+  bytes.resize(bytes.size() - 2);
+  const DumpCompleteness cut = OpenBytes(bytes).dump->Completeness();
+  EXPECT_TRUE(cut.consistent);
+  EXPECT_FALSE(cut.complete());
+}
+
+TEST(KernelDump, KnowsTheSizeOfASmallDumpThatTheKernelWroteItself) {
+  for (const std::uint32_t attributes : {0x08u, 0x45474150u, 0x04u}) {
+    support::SmallDumpBytes dump;
+    dump.AddSecondary(1, Pattern(40, 1), 0, 0);
+    dump.AddSecondary(2, Pattern(40, 2), 0, 0);
+    std::vector<std::byte> bytes = dump.Finish();
+    const std::uint64_t whole = bytes.size();
+    std::memcpy(bytes.data() + 0xFA0, &whole, sizeof(whole));
+    std::memcpy(bytes.data() + 0x1050, &attributes, sizeof(attributes));
+    EXPECT_TRUE(OpenBytes(bytes).dump->Completeness().complete());
+    for (const std::size_t behind : {std::size_t{0}, std::size_t{16}, std::size_t{16 + 0x20 + 40}}) {
+      std::vector<std::byte> cut = bytes;
+      cut.resize(whole - 16 - 2 * (0x20 + 40) + behind);
+      // Only the kernel's own word tells of blocks of which nothing is left.
+      EXPECT_EQ(OpenBytes(cut).dump->Completeness().complete(), attributes != 0x08u) << attributes << " " << behind;
+    }
+  }
+}
+
 TEST(KernelDump, FindsSecondaryDataBehindTheLastPage) {
   support::PagedDumpBytes dump;
   support::MakeMachine(&dump, false);

@@ -6,13 +6,15 @@ namespace varnel::formats {
 namespace {
 
 TEST(PageEntry, TellsItsKindByItsBits) {
-  EXPECT_EQ(KindOfPageEntry(0), PageEntryKind::kZero);
+  EXPECT_EQ(KindOfPageEntry(0), PageEntryKind::kDemandZero);
+  EXPECT_EQ(KindOfPageEntry(0x80), PageEntryKind::kDemandZero);  // a protection, and no place
   EXPECT_EQ(KindOfPageEntry(0x1001), PageEntryKind::kPresent);
   EXPECT_EQ(KindOfPageEntry(0x1C01), PageEntryKind::kPresent);  // what else is set means something else then
   EXPECT_EQ(KindOfPageEntry(0x1800), PageEntryKind::kTransition);
   EXPECT_EQ(KindOfPageEntry(0x1400), PageEntryKind::kPrototype);
   EXPECT_EQ(KindOfPageEntry(0x1C00), PageEntryKind::kPrototype);
   EXPECT_EQ(KindOfPageEntry(0x0000123400000080), PageEntryKind::kPageFile);
+  EXPECT_EQ(KindOfPageEntry(0x0000000000002080), PageEntryKind::kPageFile);
 }
 
 TEST(PageEntry, NamesAPlaceAlignedToWhatItsLevelMaps) {
@@ -53,6 +55,7 @@ TEST(PageEntry, TellsItsProtection) {
 TEST(PageEntry, OfAnAbsentPageTellsTheProtectionThatWasNoted) {
   const std::uint32_t expected[] = {0x01, 0x02, 0x10, 0x20, 0x04, 0x08, 0x40, 0x80};
   for (std::uint64_t i = 0; i < 8; ++i) EXPECT_EQ(SoftwareProtection(i << 5), expected[i]);
+  for (const std::uint64_t noted : {8u, 16u, 24u}) EXPECT_EQ(SoftwareProtection(noted << 5), 0x01u);
   EXPECT_EQ(SoftwareProtection(std::uint64_t{8 + 4} << 5), 0x204u);   // not cached
   EXPECT_EQ(SoftwareProtection(std::uint64_t{16 + 4} << 5), 0x104u);  // guard
   EXPECT_EQ(SoftwareProtection(std::uint64_t{24 + 4} << 5), 0x404u);  // writes combined

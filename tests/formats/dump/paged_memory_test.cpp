@@ -204,6 +204,19 @@ TEST(PagedMemory, TellsThatAPageIsInAPageFile) {
   EXPECT_TRUE(Read(*opened.dump, kData, 8).empty());
 }
 
+TEST(PagedMemory, TellsAPageThatNobodyHadTouchedFromOneInAPageFile) {
+  PagedDumpBytes dump;
+  const std::uint64_t shared = 0xFFFF8A0000002000;
+  dump.Put<std::uint64_t>(shared, 4 << 5);
+  dump.SetEntry(kData, 1, 4 << 5);
+  dump.SetEntry(kData + kPage, 1, PrototypeEntry(shared));
+  const OpenedDump opened = OpenAsBitmap(&dump);
+  for (const std::uint64_t address : {kData, kData + kPage}) {
+    EXPECT_EQ(opened.dump->WhyMissing(address), MissingReason::kNotMapped);
+    EXPECT_EQ(opened.dump->Protection(address), 0x04u);
+  }
+}
+
 TEST(PagedMemory, FindsThatTheTablesHaveFiveLevels) {
   for (const bool scramble : {false, true}) {
     PagedDumpBytes dump(5);
