@@ -40,6 +40,21 @@ std::optional<std::string> OptionalText(Bytes bytes, std::size_t offset, std::si
   return text;
 }
 
+/// Of a 32-bit header: numbers of half the size, and room for 86 runs.
+std::optional<PhysicalMemoryDescriptor> ReadDescriptor32(Bytes bytes) {
+  constexpr std::uint32_t kMaxRuns32 = 86;
+  PhysicalMemoryDescriptor out;
+  out.number_of_runs = Field<std::uint32_t>(bytes, 0x64);
+  out.number_of_pages = Field<std::uint32_t>(bytes, 0x68);
+  if (out.number_of_runs == kAbsent32) return {};
+  const std::uint32_t count = std::min(out.number_of_runs, kMaxRuns32);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const std::size_t at = 0x6C + 8 * i;
+    out.runs.push_back({Field<std::uint32_t>(bytes, at), Field<std::uint32_t>(bytes, at + 4)});
+  }
+  return out;
+}
+
 std::optional<PhysicalMemoryDescriptor> ReadDescriptor(Bytes bytes) {
   PhysicalMemoryDescriptor out;
   out.number_of_runs = Field<std::uint32_t>(bytes, 0x88);
@@ -124,6 +139,11 @@ void ReadMachine32(Bytes bytes, DumpHeader* out) {
   out->bug_check_code = Field<std::uint32_t>(bytes, 0x28);
   for (std::size_t i = 0; i < 4; ++i) out->bug_check_parameters[i] = Field<std::uint32_t>(bytes, 0x2C + 4 * i);
   out->type = DumpType{Field<std::uint32_t>(bytes, 0xF88)};
+  if (const auto pfn_database = Optional32(bytes, 0x14)) out->pfn_database = *pfn_database;
+  out->physical_memory = ReadDescriptor32(bytes);
+  out->comment = OptionalText(bytes, 0x820, 128);
+  out->required_dump_space = Optional64(bytes, 0xFA0);
+  out->system_time = Optional64(bytes, 0xFC0);
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ struct PageRun {
 struct PhysicalMemoryDescriptor {
   std::uint32_t number_of_runs = 0;  ///< as the file says, which may be more than there is room for
   std::uint64_t number_of_pages = 0;
-  std::vector<PageRun> runs;  ///< what stands in the header: at most 42
+  std::vector<PageRun> runs;  ///< what stands in the header: at most 42, or 86 of a 32-bit dump
 };
 
 struct DumpExceptionRecord {
@@ -57,7 +57,9 @@ struct DumpExceptionRecord {
 };
 
 struct DumpHeader {
-  bool is_64_bit = false;  ///< of a 32-bit dump only the fields up to `bug_check_parameters` and the type are read
+  /// Of a 32-bit dump these are read: all up to `bug_check_parameters`, `pfn_database`, `physical_memory`, `comment`,
+  /// `required_dump_space` and `system_time`.
+  bool is_64_bit = false;
   DumpType type{};
   std::uint32_t machine = 0;
   std::uint32_t major_version = 0;  ///< 0xF: a free build, 0xC: a checked one

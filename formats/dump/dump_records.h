@@ -55,7 +55,8 @@ enum class MissingReason : std::uint8_t {
   kNotMapped,     ///< nothing was mapped there, or a page of zeros that nobody had touched yet
 };
 
-/// Whether the file is as long as what it says about itself. Of another machine's dump only the header counts.
+/// Whether the file is as long as what it says about itself. Of another machine's dump only the header counts,
+/// and the runs of a complete 32-bit one.
 struct DumpCompleteness {
   std::uint64_t file_size = 0;
   std::uint64_t expected_size = 0;  ///< the end of the last page, block or secondary data that the dump tells of

@@ -21,6 +21,15 @@ bool IsSpaceExact(const DumpHeader& header) {
   return header.required_dump_space && (header.attributes.value_or(0) & kDumpAttributeKernelGenerated) != 0;
 }
 
+// The runs of a 64-bit dump are the page store's; a 32-bit one has none.
+std::uint64_t HeaderAndRuns(const DumpHeader& header) {
+  if (header.is_64_bit) return 0x2000;
+  std::uint64_t size = 0x1000;
+  if (header.type != DumpType::kFull || !header.physical_memory) return size;
+  for (const PageRun& run : header.physical_memory->runs) size += 0x1000 * run.page_count;
+  return size;
+}
+
 // A mark behind the end of the file is missing, and contradicts nothing.
 bool IsMarkWrong(const TriageBlock* block, std::uint64_t file_size) {
   return block != nullptr && !block->marked && std::uint64_t{block->valid_offset} + 4 <= file_size;
@@ -207,7 +216,7 @@ std::optional<AddressRange> KernelDump::KernelStack() const {
 DumpCompleteness KernelDump::Completeness() const {
   DumpCompleteness out;
   out.file_size = source_->Size();
-  out.expected_size = header_.is_64_bit ? 0x2000 : 0x1000;
+  out.expected_size = HeaderAndRuns(header_);
   if (triage_ != nullptr) {
     out.expected_size = std::max(out.expected_size, triage_->EndOfParts());
     // What stands behind the small dump is told by nothing else, where nothing of it is left.

@@ -52,7 +52,7 @@ TEST(DumpHeader, ReadsEachFieldAtItsPlace) {
   bytes.PutText(0xFB0, std::string_view("comment\0", 8));
   bytes.Put<std::uint64_t>(0x1030, 0x1030);
   for (std::size_t at = 0x1038; at <= 0x1048; at += 4) bytes.Put<std::uint32_t>(at, static_cast<std::uint32_t>(at));
-  bytes.Put<std::uint32_t>(0x104C, 0x00004142);
+  bytes.Put<std::uint8_t>(0x104D, 2);  // its neighbours stay filler
   bytes.Put<std::uint32_t>(0x1050, 0x40);
   bytes.Put<std::uint32_t>(0x1054, 7);
   DumpHeader header;
@@ -81,7 +81,7 @@ TEST(DumpHeader, ReadsEachFieldAtItsPlace) {
   EXPECT_EQ(header.product_type, 0x1040u);
   EXPECT_EQ(header.suite_mask, 0x1044u);
   EXPECT_EQ(header.writer_status, 0x1048u);
-  EXPECT_EQ(header.kd_secondary_version, 0x41u);
+  EXPECT_EQ(header.kd_secondary_version, 2u);
   EXPECT_EQ(header.attributes, 0x40u);
   EXPECT_EQ(header.boot_id, 7u);
 }
@@ -130,6 +130,13 @@ TEST(DumpHeader, ReadsTheFirstFieldsOfA32BitDump) {
   bytes.Put<std::uint32_t>(0x28, 0x7F);
   bytes.Put<std::uint32_t>(0x38, 4);
   bytes.Put<std::uint32_t>(0xF88, 4);
+  bytes.Put<std::uint32_t>(0x14, 0x82000000);
+  bytes.Put<std::uint32_t>(0x64, 2);
+  bytes.Put<std::uint32_t>(0x68, 7);
+  for (std::uint32_t i = 0; i < 4; ++i) bytes.Put<std::uint32_t>(0x6C + 4 * i, 1 + i);
+  bytes.PutText(0x820, "words");
+  bytes.Put<std::uint64_t>(0xFA0, 0x7000);
+  bytes.Put<std::uint64_t>(0xFC0, 0x01D6509199BF63E0);
   DumpHeader header;
   ASSERT_EQ(Read(bytes.bytes(), &header), DumpProblem::kNone);
   EXPECT_FALSE(header.is_64_bit);
@@ -139,6 +146,24 @@ TEST(DumpHeader, ReadsTheFirstFieldsOfA32BitDump) {
   EXPECT_EQ(header.bug_check_code, 0x7Fu);
   EXPECT_EQ(header.bug_check_parameters[3], 4u);
   EXPECT_EQ(header.type, DumpType::kTriage);
+  EXPECT_EQ(header.pfn_database, 0x82000000u);
+  ASSERT_TRUE(header.physical_memory);
+  EXPECT_EQ(header.physical_memory->number_of_pages, 7u);
+  ASSERT_EQ(header.physical_memory->runs.size(), 2u);
+  EXPECT_EQ(header.physical_memory->runs[1].base_page, 3u);
+  EXPECT_EQ(header.physical_memory->runs[1].page_count, 4u);
+  EXPECT_EQ(header.comment, "words");
+  EXPECT_EQ(header.required_dump_space, 0x7000u);
+  EXPECT_EQ(header.system_time, 0x01D6509199BF63E0u);
+}
+
+TEST(DumpHeader, KeepsNoMoreRunsOfA32BitDumpThanItHasRoomFor) {
+  support::GrowingBytes bytes(0x1000);
+  bytes.PutText(0, "PAGEDUMP");
+  bytes.Put<std::uint32_t>(0x64, 0xFFFFFFFF);
+  DumpHeader header;
+  ASSERT_EQ(Read(bytes.bytes(), &header), DumpProblem::kNone);
+  EXPECT_EQ(header.physical_memory->runs.size(), 86u);
 }
 
 TEST(DumpHeader, RefusesAFileThatEndsBeforeIt) {

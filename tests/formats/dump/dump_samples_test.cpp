@@ -192,6 +192,13 @@ TEST(HeaderSample, OfA32BitDumpTellsItsMachine) {
   EXPECT_EQ(opened.dump->header().build, 7601u);
   EXPECT_EQ(opened.dump->header().processors, 2u);
   EXPECT_EQ(opened.dump->header().directory_table_base, 0xBF62F2E0u);
+  EXPECT_EQ(opened.dump->header().comment, "LiveKD live system view");
+  EXPECT_EQ(opened.dump->header().system_time, 0x01D6509199BF63E0u);
+  EXPECT_EQ(opened.dump->header().required_dump_space, 0xBFF7D000u);
+  ASSERT_TRUE(opened.dump->header().physical_memory);
+  EXPECT_EQ(opened.dump->header().physical_memory->number_of_pages, 0xBFF7Du);
+  EXPECT_EQ(opened.dump->Completeness().expected_size, 0x1000 + std::uint64_t{0xBFF7D} * 0x1000);
+  EXPECT_FALSE(opened.dump->Completeness().complete());
 }
 
 }  // namespace

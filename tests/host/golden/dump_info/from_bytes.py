@@ -91,6 +91,13 @@ def memory(b):
     return {"pages": u64(b, 0x90), "runs": [{"base_page": base, "pages": count} for base, count in runs]}
 
 
+def memory_32(b):
+    if u32(b, 0x64) == ABSENT32:
+        return None
+    runs = [struct.unpack_from("<II", b, 0x6C + 8 * i) for i in range(min(86, u32(b, 0x64)))]
+    return {"pages": u32(b, 0x68), "runs": [{"base_page": base, "pages": count} for base, count in runs]}
+
+
 def header_64(b):
     return {
         "major_version": u32(b, 0x8), "directory_table_base": address(u64(b, 0x10)),
@@ -114,12 +121,14 @@ def common(path, b, dump_type, machine):
 def of_32_bit(path, b):
     facts = common(path, b, u32(b, 0xF88), u32(b, 0x20))
     facts.update({
-        "crash_time": None, "uptime_ms": None,
+        "crash_time": moment(maybe64(b, 0xFC0)), "uptime_ms": None,
         "bugcheck": bugcheck(u32(b, 0x28), [u32(b, 0x2C + 4 * i) for i in range(4)]),
         "processors": u32(b, 0x24), "crashing_processor": None, "instruction": None, "cr8": None, "thread": None,
         "process": None})
     known = {"major_version": u32(b, 8), "directory_table_base": address(u32(b, 0x10)),
-             "loaded_module_list": address(u32(b, 0x18)), "active_process_head": address(u32(b, 0x1C))}
+             "loaded_module_list": address(u32(b, 0x18)), "active_process_head": address(u32(b, 0x1C)),
+             "pfn_database": address(maybe32(b, 0x14)), "physical_memory": memory_32(b), "comment": text(b, 0x820, 128),
+             "required_dump_space": maybe64(b, 0xFA0)}
     facts["header"] = {key: known.get(key) for key in header_64(bytes(0x2000))}
     facts.update({"modules": [], "unloaded_modules": [], "stack": None, "secondary_data": [], "completeness": None})
     return facts
@@ -210,6 +219,10 @@ def of_64_bit(path, b):
     modules = list(small.modules())
     stack = small.stack(u64(b, 0x348 + 0x98), modules)
     blocks, end = small.secondary()
+    attributes = maybe32(b, 0x1050)
+    if attributes is not None and attributes & 8:
+        # The kernel wrote the file itself and knew its size.
+        end = max(end, u64(b, 0xFA0))
     facts["modules"] = [{**module, "base": address(module["base"])} for module in modules]
     facts.update({"unloaded_modules": list(small.unloaded()), "stack": stack, "secondary_data": blocks,
                   "completeness": {"complete": end <= len(b), "consistent": b[small.t(8):small.t(8) + 4] == b"TRGD",
