@@ -78,7 +78,8 @@ int DumpInfo(const DumpInfoOptions& options, std::FILE* out, std::FILE* err) {
     std::string reason = found.reason;
     if (found.summary != nullptr && !Print(*found.summary, options.json, out)) reason = "no memory";
     if (reason.empty()) continue;
-    TellTrace(err, kCommand, path + ": " + reason);
+    reason.insert(0, path + ": ");
+    TellTrace(err, kCommand, reason);
     result = kExitFailed;
   }
   return FinishOutput(out, kCommand, err) ? result : kExitFailed;
