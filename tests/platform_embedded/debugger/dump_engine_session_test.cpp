@@ -1,11 +1,11 @@
 // Selecting a dump, bringing it up, and ending.
 #include <atomic>
-#include <chrono>
 #include <thread>
 
 #include "engine_fixture.h"
 #include "platform/embedded/core/handle_table.h"
 #include "platform/embedded/threads/embedded_threads.h"
+#include "slow_source.h"
 
 namespace varnel::embedded {
 namespace {
@@ -161,29 +161,6 @@ TEST_F(DumpEngineSessions, AllInterfacesAreOfOneInstance) {
   EXPECT_EQ(second->Release(), 2u);
   EXPECT_EQ(first->Release(), 1u);
 }
-
-/// A dump whose first read after Hold stays inside until LetGo.
-class SlowSource final : public formats::DumpSource {
- public:
-  explicit SlowSource(std::shared_ptr<const formats::DumpSource> inner) : inner_(std::move(inner)) {}
-  std::uint64_t Size() const noexcept override { return inner_->Size(); }
-  std::size_t Read(std::uint64_t offset, std::span<std::byte> into) const noexcept override {
-    inside_.store(true);
-    inside_.notify_all();
-    free_.wait(false);
-    return inner_->Read(offset, into);
-  }
-  void AwaitReader() const { inside_.wait(false); }
-  void LetGo() {
-    free_.store(true);
-    free_.notify_all();
-  }
-
- private:
-  const std::shared_ptr<const formats::DumpSource> inner_;
-  mutable std::atomic<bool> inside_{false};
-  std::atomic<bool> free_{false};
-};
 
 /// A thread of the module's in the engine's wait, while the dump does not come.
 class SlowWaits : public EngineFixture {
