@@ -80,6 +80,10 @@ DumpSummary Summarize(const std::string& file, std::uint64_t size, const KernelD
   summary.size = size;
   summary.header = dump.header();
   summary.qualifier = dump.Qualifier();
+  // Of a complete dump of 32 bits the header tells its length; of other machines' dumps nothing does.
+  const bool is_complete_32 = !summary.header.is_64_bit && summary.header.type == formats::DumpType::kFull &&
+                              summary.header.physical_memory.has_value();
+  if (dump.IsX64() || is_complete_32) summary.completeness = dump.Completeness();
   if (!dump.IsX64()) return summary;
   summary.crashing_processor = dump.CrashingProcessor();
   summary.cr8 = dump.Cr8();
@@ -89,7 +93,6 @@ DumpSummary Summarize(const std::string& file, std::uint64_t size, const KernelD
   summary.unloaded = dump.UnloadedModules();
   summary.stack = ReadStack(dump);
   summary.secondary_data = dump.SecondaryData();
-  summary.completeness = dump.Completeness();
   return summary;
 }
 

@@ -42,7 +42,8 @@ struct DumpSummary {
   std::optional<formats::DumpCompleteness> completeness;
 };
 
-/// Asks a dump for all of it. Of another machine's dump there is the header alone. One thread, as the dump's.
+/// Asks a dump for all of it. Of another machine's dump there is the header alone, of a complete one of 32 bits also
+/// how complete its file is. One thread, as the dump's.
 DumpSummary Summarize(const std::string& file, std::uint64_t size, const formats::KernelDump& dump);
 
 }  // namespace varnel::host

@@ -130,7 +130,10 @@ def of_32_bit(path, b):
              "pfn_database": address(maybe32(b, 0x14)), "physical_memory": memory_32(b), "comment": text(b, 0x820, 128),
              "required_dump_space": maybe64(b, 0xFA0)}
     facts["header"] = {key: known.get(key) for key in header_64(bytes(0x2000))}
-    facts.update({"modules": [], "unloaded_modules": [], "stack": None, "secondary_data": [], "completeness": None})
+    # A complete dump, the only kind of 32 bits among the samples: pages behind a header of 4096 bytes.
+    expected = 0x1000 + 4096 * sum(run["pages"] for run in memory_32(b)["runs"])
+    facts.update({"modules": [], "unloaded_modules": [], "stack": None, "secondary_data": [],
+                  "completeness": {"complete": expected <= len(b), "consistent": True, "expected_size": expected}})
     return facts
 
 
