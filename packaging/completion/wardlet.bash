@@ -3,7 +3,7 @@
 # _wardlet_words COMMAND: what may follow it: commands, or options.
 _wardlet_words() {
   case $1 in
-    '') echo run install uninstall version machine trace events crashes demo --version --help ;;
+    '') echo run install uninstall version machine trace events crashes dump demo --version --help ;;
     run) echo --machine -o --output --idle-exit --duration --flags -q --quiet -h --help ;;
     install | uninstall | 'machine boot' | 'machine info') echo --machine -h --help ;;
     machine) echo new boot crash emit sessions registry info -h --help ;;
@@ -18,6 +18,9 @@ _wardlet_words() {
     'machine crash') echo --machine --dump --bugcheck --code --parameters --power-loss -h --help ;;
     events) echo --query --newest --encoding --json -h --help ;;
     crashes) echo --machine --encoding --json -h --help ;;
+    dump) echo info report -h --help ;;
+    'dump info') echo --json -h --help ;;
+    'dump report') echo --flags --keep -h --help ;;
     demo) echo --keep -h --help ;;
     version | 'machine new' | 'trace gaps') echo -h --help ;;
   esac
@@ -30,11 +33,12 @@ _wardlet_value() {
   case "$1 $2" in
     *' --machine') compgen -d -- "$3" ;;
     *' --output' | *' -o' | *' --file' | *' --manifest') compgen -f -- "$3" ;;
+    'machine crash --dump') compgen -W 'small kernel complete' -- "$3" ;;
     'machine emit --template') compgen -W 'ansi wide binary mixed' -- "$3" ;;
-    'run --flags') compgen -W '0 1 2 3' -- "$3" ;;
+    'run --flags' | 'dump report --flags') compgen -W '0 1 2 3' -- "$3" ;;
     'machine emit --provider') compgen -W 'ProviderSample SourceUsb DestUsb VirtualHid KVirtualAudio KelvoGamePad KelvoIDD' -- "$3" ;;
     'machine emit --count' | *' --idle-exit' | *' --duration' | *' --first' | *' --rate' | *' --threads' | \
-      *' --keyword' | *' --size' | *-every | *' --flags' | *' --seed' | *' --event' | *' --provider' | *' --query' | *' --newest' | *' --encoding' | *' --code' | *' --parameters') ;;
+      *' --keyword' | *' --size' | *-every | *' --flags' | *' --seed' | *' --event' | *' --provider' | *' --query' | *' --newest' | *' --encoding' | *' --code' | *' --parameters' | *' --bugcheck') ;;
     *) return 1 ;;
   esac
   return 0
@@ -47,7 +51,7 @@ _wardlet() {
     case "${COMP_WORDS[i]}/$command" in
       -*) break ;;
       */) command=${COMP_WORDS[i]} ;;
-      */machine | */trace) command+=" ${COMP_WORDS[i]}" ;;
+      */machine | */trace | */dump) command+=" ${COMP_WORDS[i]}" ;;
       *) break ;;
     esac
   done
@@ -62,7 +66,7 @@ _wardlet() {
     'machine new '* | 'machine boot '* | 'machine crash '* | 'machine info '* | 'machine sessions '*)
       [[ $word == -* ]] || COMPREPLY=($(compgen -d -- "$word"))
       ;;
-    'trace info '* | 'trace cat '* | 'trace gaps '* | 'events '* | 'crashes '*) [[ $word == -* ]] || COMPREPLY=($(compgen -f -- "$word")) ;;
+    'trace info '* | 'trace cat '* | 'trace gaps '* | 'dump info '* | 'dump report '* | 'events '* | 'crashes '*) [[ $word == -* ]] || COMPREPLY=($(compgen -f -- "$word")) ;;
   esac
   if [ -z "${COMPREPLY[*]}" ]; then
     compopt +o filenames 2>/dev/null
