@@ -105,7 +105,8 @@ class SmallDump {
       std::vector<std::byte> text(RoundUp(4 + 2 * path.size() + 2, 8));
       Store<std::uint32_t>(text, 0, static_cast<std::uint32_t>(path.size()));
       StoreBytes(text, 4, std::as_bytes(std::span(path)));
-      Store<std::uint32_t>(bytes_, list + kDriverSize * i, static_cast<std::uint32_t>(Append(text, 8)));
+      const std::size_t place = Append(text, 8);  // before the bytes are shown: they may move
+      Store<std::uint32_t>(bytes_, list + kDriverSize * i, static_cast<std::uint32_t>(place));
       StoreBytes(bytes_, list + kDriverSize * i + 8, Memory(modules[i].record, kModuleKept));
     }
     Field(0x30, list);
