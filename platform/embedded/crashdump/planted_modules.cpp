@@ -36,7 +36,7 @@ PlantedModule Kernel(const LoadedImage& image) {
           image.entry(),      0};
 }
 
-PlantedModule Driver(std::u16string folder, const std::u16string& file, std::uint32_t number) {
+PlantedModule Driver(const std::u16string& folder, const std::u16string& file, std::uint32_t number) {
   const std::uint64_t base = kDriversBegin + kDriversApart * number;
   const std::uint32_t size = 0x8000 + 0x1000 * (number % 64);
   return {file, folder + file, base, size, 0x5F000000 + number * 977, 0x10000 + number * 31, base + 0x5000, 0, 0, 0};

@@ -68,7 +68,7 @@ class UniqueNames {
     // A number is tried once for each name, so that a list of one module over and over is not quadratic.
     std::uint32_t& number = taken_.at(Folded(name));
     for (;;) {
-      const std::string numbered = name + '_' + std::to_string(++number);
+      std::string numbered = name + '_' + std::to_string(++number);
       if (IsNew(numbered)) return numbered;
     }
   }
