@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <thread>
 
 #include "formats/etl_writer.h"
@@ -264,6 +265,15 @@ std::uint64_t SessionFile::BuffersOnDisk() noexcept {
   struct stat info {};
   if (DataFd() < 0 || ::fstat(DataFd(), &info) != 0) return 0;
   return static_cast<std::uint64_t>(info.st_size) / shape_.buffer_size;
+}
+
+std::uint64_t SessionFile::NextPlaceOnDisk(std::uint64_t place) noexcept {
+  const std::lock_guard inner(mutex_);
+  const std::uint64_t size = shape_.buffer_size;
+  if (DataFd() < 0 || place > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max()) / size) return ~0ULL;
+  const off_t data = ::lseek(DataFd(), static_cast<off_t>(place * size), SEEK_DATA);
+  if (data >= 0) return std::max(place, static_cast<std::uint64_t>(data) / size);
+  return errno == ENXIO ? ~0ULL : place;  // a file system that knows no holes
 }
 
 bool SessionFile::ReadAt(std::uint64_t offset, std::span<std::byte> into) noexcept {

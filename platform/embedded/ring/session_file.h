@@ -67,6 +67,11 @@ class SessionFile {
   /// The whole buffers that the file holds now, the header buffer included.
   std::uint64_t BuffersOnDisk() noexcept;
 
+  /// The first place (in buffers) from `place` on at which the file may hold bytes; ~0 when there is none. What was
+  /// never written takes no step of its own, so that a file far longer than its content is searched in the time of its
+  /// content.
+  std::uint64_t NextPlaceOnDisk(std::uint64_t place) noexcept;
+
  private:
   class Held {
    public:

@@ -61,6 +61,10 @@ std::uint64_t SequenceReader::SequenceAt(std::uint64_t place) {
   return static_cast<std::uint64_t>(info.sequence);
 }
 
+std::uint64_t SequenceReader::HoleBehind(std::uint64_t place, std::uint64_t places) {
+  return std::clamp(session_->file().NextPlaceOnDisk(place + 1), place + 1, places) - (place + 1);
+}
+
 bool SequenceReader::ReadFromFile(std::uint64_t sequence) {
   if (session_->map()->constants().has_file == 0) return false;
   const std::uint64_t places = PlacesInFile();
@@ -68,7 +72,9 @@ bool SequenceReader::ReadFromFile(std::uint64_t sequence) {
   const std::uint64_t first = hint_ >= 1 && hint_ < places ? hint_ : 1;
   for (std::uint64_t i = 0; i + 1 < places; ++i) {
     const std::uint64_t place = 1 + (first - 1 + i) % (places - 1);
-    if (SequenceAt(place) != sequence) continue;
+    const std::uint64_t there = SequenceAt(place);
+    if (there == 0) i += HoleBehind(place, places);
+    if (there != sequence) continue;
     hint_ = place + 1;
     return ReadAt(place) && static_cast<std::uint64_t>(info_.sequence) == sequence;
   }
@@ -89,6 +95,7 @@ std::uint64_t SequenceReader::NextAvailable(std::uint64_t sequence, std::uint64_
   const std::uint64_t places = PlacesInFile();
   for (std::uint64_t place = 1; place < places; ++place) {
     const std::uint64_t there = SequenceAt(place);
+    if (there == 0) place += HoleBehind(place, places);
     if (there >= sequence && there != 0) lowest = std::min(lowest, there);
   }
   return lowest;

@@ -42,7 +42,10 @@ class SequenceReader {
   bool ReadFromFile(std::uint64_t sequence);
   bool ReadAt(std::uint64_t place);
   std::uint64_t PlacesInFile() const;
+  /// 0 when no buffer can be read there.
   std::uint64_t SequenceAt(std::uint64_t place);
+  /// How many places behind this one, below `places`, were never written.
+  std::uint64_t HoleBehind(std::uint64_t place, std::uint64_t places);
 
   const std::shared_ptr<ring::Session> session_;
   const ring::FileShape shape_;

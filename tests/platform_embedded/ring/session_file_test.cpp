@@ -68,6 +68,27 @@ TEST_F(SessionFileTest, BuffersAreNumberedFromOneWithoutGapsAndNoneIsEmpty) {
   EXPECT_EQ(file.skipped_bytes, 0u);
 }
 
+TEST_F(SessionFileTest, PlacesThatWereNeverWrittenAreSteppedOver) {
+  const auto session = machine_.Start(machine_.Parameters("s"));
+  Fill(*session, 100);
+  session->Flush();
+  const std::string path = machine_.FilePath("s.etl");
+  const std::uint64_t filled = session->file().BuffersOnDisk();
+  std::filesystem::resize_file(path, 1ULL << 40);
+  EXPECT_EQ(session->file().NextPlaceOnDisk(0), 0u);
+  EXPECT_EQ(session->file().NextPlaceOnDisk(filled - 1), filled - 1);
+  EXPECT_GT(session->file().NextPlaceOnDisk(filled + 16), 1'000'000u) << "a system may keep a few blocks more";
+  {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(4096LL * 100'000'000);
+    file << "far";
+  }
+  EXPECT_EQ(session->file().NextPlaceOnDisk(filled + 16), 100'000'000u);
+  EXPECT_EQ(session->file().NextPlaceOnDisk(~0ULL), ~0ULL);
+  std::filesystem::resize_file(path, filled * 4096);
+  machine_.Store().Stop(*session);
+}
+
 TEST_F(SessionFileTest, ACircularFileKeepsItsNewestBuffersAndItsSize) {
   auto parameters = machine_.Parameters("s");
   parameters.log_file_mode = 0x10002002;
