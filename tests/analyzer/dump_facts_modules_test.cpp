@@ -45,6 +45,14 @@ TEST_F(Modules, KeepTheNameGivenWhenTheirsDoesNotConvert) {
   EXPECT_EQ(offset, 5u);
 }
 
+TEST_F(Modules, AreNotNamedWithoutTheSizeOfTheirName) {
+  std::u16string name = u"kept";
+  debugger_.calls.Fail("GetModuleNames", 0);  // a success that tells no size
+  EXPECT_EQ(session_->GetModuleAndOffset(kNt, &name, nullptr), kE_FAIL);
+  EXPECT_EQ(debugger_.calls.CountOf("GetModuleNames"), 1u);
+  EXPECT_EQ(name, u"kept");
+}
+
 TEST_F(Modules, HoldAnAddressOrNot) {
   EXPECT_EQ(session_->IsAddressInModule(kNt + 0xFFFFFF), 1u);
   EXPECT_EQ(session_->IsAddressInModule(kNt + 0x1000000), 0u);
@@ -102,6 +110,33 @@ TEST_F(Modules, LeaveANameEmptyWhoseSecondReadFails) {
   EXPECT_EQ(modules[0].imagePath, u"ntoskrnl.exe");
 }
 
+TEST_F(Modules, LeaveANameEmptyThatHasNoSize) {
+  debugger_.calls.Fail({"GetModuleNameString", 2, false, 0});  // a success that tells no size
+  facts().modules.pop_back();
+  std::vector<ModuleInfo> modules;
+  EXPECT_EQ(session_->GetLoadedModules(&modules), 0);
+  EXPECT_EQ(modules[0].moduleName, u"");
+  EXPECT_EQ(modules[0].imagePath, u"ntoskrnl.exe");
+}
+
+TEST_F(Modules, HaveNamesInUtf8WhateverTheCodePageIs) {
+  facts().modules[1] = {kDriver, 0x1000, 0, 0, 0, "t\xC3\xBCr", "C:\\t\xC3\xBCr.sys", "t\xC3\xBCr.sys"};
+  platform_.system.narrow_is_latin1 = true;
+  std::vector<ModuleInfo> modules;
+  EXPECT_EQ(session_->GetLoadedModules(&modules), 0);
+  ASSERT_EQ(modules.size(), 2u);
+  EXPECT_EQ(modules[1].moduleName, u"t\u00FCr");
+  EXPECT_EQ(modules[1].imagePath, u"C:\\t\u00FCr.sys");
+  EXPECT_EQ(modules[1].loadedImagePath, u"t\u00FCr.sys");
+}
+
+TEST_F(Modules, MayBeNone) {
+  facts().modules.clear();
+  std::vector<ModuleInfo> modules(3);
+  EXPECT_EQ(session_->GetLoadedModules(&modules), 0);
+  EXPECT_TRUE(modules.empty());
+}
+
 TEST_F(Modules, AreNotListedWithoutTheirNumberOrAnOpenDump) {
   std::vector<ModuleInfo> modules(1);
   debugger_.calls.Fail("GetNumberModules", 0x8000FFFF);
@@ -142,6 +177,41 @@ TEST_F(Crashed, ProcessNameHasAtMost15Characters) {
   PutName("fifteen-chars.exe");
   EXPECT_EQ(Ask(), 0);
   EXPECT_EQ(process_, u"fifteen-chars.e");
+}
+
+TEST_F(Crashed, NamesAreInTheSystemsCodePage) {
+  facts().modules[1].module_name = "t\xFCr";
+  PutName("t\xFCr.exe");
+  platform_.system.narrow_is_latin1 = true;
+  EXPECT_EQ(Ask(), 0);
+  EXPECT_EQ(module_, u"t\u00FCr");
+  EXPECT_EQ(process_, u"t\u00FCr.exe");
+}
+
+TEST_F(Crashed, ModulesNameIsCutToItsRoom) {
+  facts().modules[1].module_name = std::string(300, 'm');
+  EXPECT_EQ(Ask(), 0);
+  EXPECT_EQ(module_, std::u16string(259, u'm'));
+}
+
+TEST_F(Crashed, ModuleBeginsAtKernelSpace) {
+  facts().modules.push_back({0xFFFF800000000000, 0x1000, 0, 0, 0, "first", "", ""});
+  facts().instruction = 0xFFFF800000000000;
+  EXPECT_EQ(Ask(), 0);
+  EXPECT_EQ(module_, u"first");
+}
+
+TEST_F(Crashed, NamesThatDoNotConvertAreUnknown) {
+  plan_.FailForEver("MultiByteToWideChar", 1113);
+  EXPECT_EQ(Ask(), 0);
+  EXPECT_EQ(module_, u"Unknown");
+  EXPECT_EQ(process_, u"Unknown");
+}
+
+TEST_F(Crashed, ProcessOfAReadThatGaveNothingIsUnknown) {
+  debugger_.calls.Fail("ReadVirtual", 0);
+  EXPECT_EQ(Ask(), 0);
+  EXPECT_EQ(process_, u"Unknown");
 }
 
 TEST_F(Crashed, ProcessNameIsWhatIsThereOfIt) {
@@ -243,6 +313,19 @@ TEST_F(NtVersion, MayBeHalfKnown) {
   EXPECT_EQ(Ask(), 0);
   EXPECT_EQ(file_, u"");
   EXPECT_EQ(product_, u"10.0");
+}
+
+TEST_F(NtVersion, TextsAreInTheSystemsCodePage) {
+  PutText("FileVersion", "10.0 \xA9");
+  platform_.system.narrow_is_latin1 = true;
+  EXPECT_EQ(Ask(), 0);
+  EXPECT_EQ(file_, u"10.0 \u00A9");
+}
+
+TEST_F(NtVersion, TextsEndAtTheirNul) {
+  PutText("FileVersion", std::string("10.0\0rest", 9));
+  EXPECT_EQ(Ask(), 0);
+  EXPECT_EQ(file_, u"10.0");
 }
 
 TEST_F(NtVersion, ATextOfAllTheRoomEndsThere) {

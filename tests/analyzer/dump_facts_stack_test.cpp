@@ -60,6 +60,36 @@ TEST_F(StackScan, SkipsAKernelValueOutsideOfAllModulesEachTimeItComes) {
   EXPECT_EQ(debugger_.calls.CountOf("GetModuleByOffset"), 2u);
 }
 
+TEST_F(StackScan, LooksAgainAtAValueWhoseModuleWasNotNamedTheFirstTime) {
+  facts().PutWords(kStack, {kNt + 1, kNt + 1});
+  debugger_.calls.Fail("GetModuleByOffset", 0x80004005);
+  const auto frames = Scan();
+  ASSERT_EQ(frames.size(), 1u);
+  EXPECT_EQ(frames[0].stackAddress, kStack + 8);
+}
+
+TEST_F(StackScan, TellsAFrameWhoseModuleIsNotFoundASecondTime) {
+  facts().PutWords(kStack, {kNt + 1});
+  debugger_.calls.Fail({"GetModuleByOffset", 2, false, 0x80004005});
+  const auto frames = Scan();
+  ASSERT_EQ(frames.size(), 1u);
+  EXPECT_EQ(frames[0].inModule, 0u);
+}
+
+TEST_F(StackScan, TellsTheDistanceAloneOfAModuleWhoseNameDoesNotConvert) {
+  facts().PutWords(kStack, {kNt + 0x2A});
+  plan_.FailForEver("MultiByteToWideChar", 1113);
+  const auto frames = Scan();
+  ASSERT_EQ(frames.size(), 1u);
+  EXPECT_EQ(frames[0].symbol, u"+0x2A");
+}
+
+TEST_F(StackScan, TakesAReadOfNothingForAnEmptyStack) {
+  facts().PutWords(kStack, {kNt + 1});
+  debugger_.calls.Fail("ReadVirtual", 1);
+  EXPECT_TRUE(Scan().empty());
+}
+
 TEST_F(StackScan, StopsAt20Frames) {
   std::vector<std::uint64_t> words;
   for (std::uint64_t i = 0; i < 25; ++i) words.push_back(kNt + i);
@@ -169,6 +199,27 @@ TEST_F(SymbolStack, LeavesANameEmptyThatDoesNotConvert) {
   const auto frames = Frames();
   ASSERT_EQ(frames.size(), 1u);
   EXPECT_EQ(frames[0].symbol, u"");
+}
+
+TEST_F(SymbolStack, CutsANameToItsRoom) {
+  SetFrames({kNt + 0x20});
+  facts().names[kNt + 0x20] = {std::string(600, 'n'), 0x1F};
+  EXPECT_EQ(Frames()[0].symbol, std::u16string(511, u'n') + u"+0x1F");
+}
+
+TEST_F(SymbolStack, ReadsNamesAsUtf8WhateverTheCodePageIs) {
+  SetFrames({kNt + 0x20, kDriver + 1});
+  facts().names[kNt + 0x20] = {"nt!t\xC3\xBCr", 0};
+  facts().modules[1].module_name = "t\xC3\xBCr";
+  platform_.system.narrow_is_latin1 = true;
+  const auto frames = Frames();
+  EXPECT_EQ(frames[0].symbol, u"nt!t\u00FCr+0x0");
+  EXPECT_EQ(frames[1].symbol, u"t\u00FCr+0x1");
+}
+
+TEST_F(SymbolStack, MayHaveNoFrames) {
+  SetFrames({});
+  EXPECT_TRUE(Frames().empty());
 }
 
 TEST_F(SymbolStack, HasAtMost64Frames) {

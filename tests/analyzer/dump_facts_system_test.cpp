@@ -1,6 +1,9 @@
 // Facts of the crashed system; see debug_engine_session.h.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
+
 #include "tests/analyzer/open_dump_fixture.h"
 
 namespace varnel {
@@ -90,6 +93,25 @@ TEST_F(SystemFacts, TakeACrashTimeOf0ForUnknown) {
   SystemInfo info;
   EXPECT_EQ(session_->GetSystemInfo(&info), 0);
   EXPECT_EQ(info.crashTime, 0u);
+}
+
+TEST_F(SystemFacts, TakeASuccessOfAnyKindForOne) {
+  debugger_.calls.Fail("GetActualProcessorType", 1);
+  debugger_.calls.Fail("GetSystemVersion", 1);
+  SystemInfo info;
+  EXPECT_EQ(session_->GetSystemInfo(&info), 0);
+  EXPECT_EQ(info.machineType, u"Unknown");
+  EXPECT_EQ(info.osVersion, u"0 Kernel Version 0 Free Unknown");
+}
+
+TEST_F(SystemFacts, CountTimeFromTheFirstSecondToTheLastOf32Bits) {
+  SystemInfo info;
+  facts().time_s = 1;
+  EXPECT_EQ(session_->GetSystemInfo(&info), 0);
+  EXPECT_EQ(info.crashTime, 116444736010000000u);
+  facts().time_s = 0xFFFFFFFF;
+  EXPECT_EQ(session_->GetSystemInfo(&info), 0);
+  EXPECT_EQ(info.crashTime, 159394408950000000u);  // 2106-02-07 06:28:15 UTC
 }
 
 TEST_F(SystemFacts, NeedAPlaceAndAnOpenDump) {
@@ -227,6 +249,93 @@ TEST_F(Irql, NeedsAPlaceAndAnOpenDump) {
   IrqlInfo irql;
   EXPECT_EQ(session_->GetIrql(&irql), kHresultWrongState);
 }
+
+/// A fact, a call that it makes of the engine, and whether the session is closed to others meanwhile.
+struct LockedFact {
+  const char* name;
+  const char* call;
+  bool is_closed;
+  std::int32_t (*ask)(DebugEngineSession* session);
+};
+void PrintTo(const LockedFact& fact, std::ostream* out) {
+  *out << fact.name;
+}
+class FactsAndTheLock : public OpenDumpFixture, public ::testing::WithParamInterface<LockedFact> {};
+
+TEST_P(FactsAndTheLock, CloseTheSessionToOthersOrDoNot) {
+  AddModules();
+  facts().registers = {{"rsp", 0xFFFFC00000001000}, {"cr8", 2}};
+  facts().PutWords(0xFFFFC00000001000, {0xFFFFF80000000001});
+  facts().frames.emplace(1);
+  facts().frames->front().InstructionOffset = 0xFFFFF80000000001;
+  facts().bug_check = {0xD1, {}};
+  std::future<bool> other;
+  bool came_in = false;
+  debugger_.calls.After(GetParam().call, 1, [&] {
+    other = std::async(std::launch::async, [this] { return session_->IsEngineReady(); });
+    const auto limit = GetParam().is_closed ? std::chrono::milliseconds(20) : std::chrono::minutes(2);
+    came_in = other.wait_for(limit) == std::future_status::ready;
+  });
+  EXPECT_GE(GetParam().ask(session_.get()), 0);
+  ASSERT_TRUE(other.valid()) << "the call was not made";
+  EXPECT_EQ(came_in, !GetParam().is_closed);
+  EXPECT_TRUE(other.get());
+}
+
+constexpr LockedFact kLockedFacts[] = {
+    {"SystemInfo", "GetCurrentTimeDate", true,
+     [](DebugEngineSession* session) {
+       SystemInfo info;
+       return session->GetSystemInfo(&info);
+     }},
+    {"Irql", "GetValue", true,
+     [](DebugEngineSession* session) {
+       IrqlInfo irql;
+       return session->GetIrql(&irql);
+     }},
+    {"LoadedModules", "GetModuleNameString", true,
+     [](DebugEngineSession* session) {
+       std::vector<ModuleInfo> modules;
+       return session->GetLoadedModules(&modules);
+     }},
+    {"CrashModuleAndProcess", "GetCurrentProcessDataOffset", true,
+     [](DebugEngineSession* session) {
+       std::u16string module;
+       std::u16string process;
+       return session->GetCrashModuleAndProcess(&module, &process);
+     }},
+    {"NtVersion", "GetModuleVersionInformation", true,
+     [](DebugEngineSession* session) {
+       std::u16string file;
+       std::u16string product;
+       return session->GetNtVersion(&file, &product);
+     }},
+    {"BugCheck", "ReadBugCheckData", false,
+     [](DebugEngineSession* session) {
+       std::uint32_t code = 0;
+       std::uint64_t parameters[4] = {};
+       return session->GetBugCheckInfo(&code, parameters);
+     }},
+    {"Registers", "GetValue", false,
+     [](DebugEngineSession* session) {
+       RegisterMap values;
+       return session->GetRegisters(&values);
+     }},
+    {"StackScan", "GetModuleNames", false,
+     [](DebugEngineSession* session) {
+       std::vector<StackFrameInfo> frames;
+       return session->ScanStackForCode(&frames);
+     }},
+    {"SymbolStack", "GetNameByOffset", false,
+     [](DebugEngineSession* session) {
+       std::vector<StackFrameInfo> frames;
+       return session->GetSymbolStack(&frames);
+     }},
+    {"ModuleOfAnAddress", "GetModuleByOffset", false,
+     [](DebugEngineSession* session) { return session->IsAddressInModule(0xFFFFF80000000001) == 1 ? 0 : kE_FAIL; }},
+};
+INSTANTIATE_TEST_SUITE_P(Each, FactsAndTheLock, ::testing::ValuesIn(kLockedFacts),
+                         [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST(DeadSession, HasNoFactsToTell) {
   testing::ScriptedPlatform platform;

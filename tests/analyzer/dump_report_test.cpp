@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 
 #include "analyzer/bsod_analyzer_object.h"
+#include "analyzer/json_node.h"
 #include "tests/analyzer/run_fixture.h"
 #include "tests/support/cjson_faults.h"
 
@@ -130,6 +132,129 @@ TEST_F(DumpReport, HoldsTheTwoFirstObjectsWhenAllOtherFactsFail) {
   report.clear();
   EXPECT_EQ(WithSymbol(), 0);
   EXPECT_EQ(report, WithUnknownType(kInfoFull) + kBareSystem);
+}
+
+/// An engine's call that fails, and what becomes of a whole report with or without symbols then.
+struct LostFact {
+  const char* call;
+  void (*no_symbol)(cJSON* report);
+  void (*full)(cJSON* report);
+};
+class LostFacts : public DumpReport, public ::testing::WithParamInterface<LostFact> {
+ protected:
+  static std::string Changed(const std::string& text, void (*change)(cJSON* report)) {
+    const JsonNode json(cJSON_Parse(text.c_str()));
+    change(json.get());
+    const std::unique_ptr<char, void (*)(void*)> printed(cJSON_PrintUnformatted(json.get()), &cJSON_free);
+    return printed.get();
+  }
+};
+
+TEST_P(LostFacts, CostTheirOwnPlacesAndNothingElse) {
+  FillFacts();
+  ASSERT_EQ(NoSymbol(), 0);
+  const std::string no_symbol = Changed(report, GetParam().no_symbol);
+  ASSERT_EQ(WithSymbol(), 0);
+  const std::string full = Changed(report, GetParam().full);
+  debugger.calls.FailForEver(GetParam().call, 0x8000FFFF);
+  EXPECT_EQ(NoSymbol(), 0);
+  EXPECT_EQ(report, no_symbol);
+  EXPECT_EQ(WithSymbol(), 0);
+  EXPECT_EQ(report, full);
+}
+
+void Nothing(cJSON*) {}
+void DropBugCheck(cJSON* report) {
+  cJSON_DeleteItemFromObjectCaseSensitive(report, "bugcheck");
+}
+void DropCallStack(cJSON* report) {
+  cJSON_DeleteItemFromObjectCaseSensitive(report, "call_stack");
+}
+void DropModules(cJSON* report) {
+  cJSON_DeleteItemFromObjectCaseSensitive(report, "loaded_modules");
+}
+cJSON* Member(cJSON* report, const char* key) {
+  return cJSON_GetObjectItemCaseSensitive(report, key);
+}
+void Replace(cJSON* object, const char* key, cJSON* value) {
+  cJSON_ReplaceItemInObjectCaseSensitive(object, key, value);
+}
+void HaveNoType(cJSON* report) {
+  Replace(Member(report, "analysis_info"), "dump_type", cJSON_CreateString("Unknown"));
+}
+void HaveNoOsVersion(cJSON* report) {
+  Replace(Member(report, "system_info"), "os_version", cJSON_CreateString(""));
+}
+void HaveNoUptime(cJSON* report) {
+  Replace(Member(report, "system_info"), "system_uptime_ms", cJSON_CreateNumber(0));
+}
+void HaveNoCrashTime(cJSON* report) {
+  Replace(Member(report, "system_info"), "crash_time", cJSON_CreateString(""));
+}
+void HaveNoKernel(cJSON* report) {
+  cJSON_DeleteItemFromObjectCaseSensitive(Member(report, "system_info"), "nt_file_version");
+  cJSON_DeleteItemFromObjectCaseSensitive(Member(report, "system_info"), "nt_product_version");
+  Replace(Member(report, "crash_context"), "process_name", cJSON_CreateString("Unknown"));
+}
+void HaveNoProcess(cJSON* report) {
+  cJSON_DeleteItemFromObjectCaseSensitive(Member(report, "crash_context"), "process_name");
+}
+void HaveNoProcessName(cJSON* report) {
+  Replace(Member(report, "crash_context"), "process_name", cJSON_CreateString("Unknown"));
+}
+void HaveNoIrql(cJSON* report) {
+  cJSON_DeleteItemFromObjectCaseSensitive(Member(report, "crash_context"), "irql");
+}
+void HaveNoRegister(cJSON* report) {
+  cJSON_DeleteItemFromObjectCaseSensitive(report, "crash_context");
+  DropCallStack(report);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, LostFacts,
+                         ::testing::Values(LostFact{"ReadBugCheckData", DropBugCheck, DropBugCheck},
+                                           LostFact{"GetDebuggeeType", HaveNoType, HaveNoType},
+                                           LostFact{"GetSystemVersion", HaveNoOsVersion, HaveNoOsVersion},
+                                           LostFact{"GetCurrentSystemUpTime", HaveNoUptime, HaveNoUptime},
+                                           LostFact{"GetCurrentTimeDate", HaveNoCrashTime, HaveNoCrashTime},
+                                           LostFact{"GetNumberModules", DropModules, Nothing},
+                                           LostFact{"GetStackTrace", Nothing, DropCallStack},
+                                           LostFact{"ReadVirtual", DropCallStack, HaveNoProcessName},
+                                           LostFact{"GetCurrentThreadId", Nothing, HaveNoProcess},
+                                           LostFact{"GetModuleByModuleName", Nothing, HaveNoKernel},
+                                           LostFact{"GetIndexByName", HaveNoRegister, HaveNoIrql}),
+                         [](const auto& tested) { return std::string(tested.param.call); });
+
+TEST_F(DumpReport, HasAnInterruptLevelOrRegistersAloneWhereOnlyTheseAreKnown) {
+  FillFacts();
+  debugger.facts.registers = {{"cr8", 15}};
+  EXPECT_EQ(NoSymbol(), 0);
+  EXPECT_NE(report.find(R"("crash_context":{"irql":{"level":15,"name":"DEVICE_LEVEL_15"}},"loaded_modules")"),
+            std::string::npos);
+  debugger.facts.registers = {{"rax", 1}};
+  EXPECT_EQ(NoSymbol(), 0);
+  EXPECT_NE(report.find(R"("crash_context":{"registers":{"rax":"0x0000000000000001"}},"loaded_modules")"),
+            std::string::npos);
+}
+
+TEST_F(DumpReport, LeavesOutListsWithoutEntries) {
+  FillFacts();
+  debugger.facts.modules.clear();
+  debugger.facts.frames.emplace();
+  EXPECT_EQ(NoSymbol(), 0);
+  EXPECT_EQ(report.find("loaded_modules"), std::string::npos);
+  EXPECT_EQ(report.find("call_stack"), std::string::npos);
+  EXPECT_EQ(WithSymbol(), 0);
+  EXPECT_EQ(report.find("call_stack"), std::string::npos);
+}
+
+TEST_F(DumpReport, IsUtf8) {
+  FillFacts();
+  debugger.facts.modules[1].module_name = "t\xC3\xBCr";
+  report.clear();
+  EXPECT_EQ(AnalyzeDumpNoSymbol(u"C:\\\u0410\\\U0001F600.dmp", &report, 1), 0);
+  EXPECT_NE(report.find("\"dump_file\":\"C:\\\\\xD0\x90\\\\\xF0\x9F\x98\x80.dmp\""), std::string::npos);
+  EXPECT_NE(report.find("\"symbol\":\"t\xC3\xBCr+0x20\""), std::string::npos);
+  EXPECT_NE(report.find("\"name\":\"t\xC3\xBCr\""), std::string::npos);
 }
 
 TEST_F(DumpReport, OfADumpWithoutTimesHasNoneOfThem) {

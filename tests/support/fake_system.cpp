@@ -45,6 +45,13 @@ std::int32_t ConvertOut(const std::basic_string<CharT>& text, CharT* buffer, std
   return length;
 }
 
+/// Text of a machine whose narrow code page gives each byte a character of its own.
+std::u16string FromLatin1(std::string_view text) {
+  std::u16string wide;
+  for (const char c : text) wide.push_back(static_cast<unsigned char>(c));
+  return wide;
+}
+
 /// The narrow code page is UTF-8, by each of its names.
 bool IsConvertible(std::uint32_t code_page, std::int32_t length) {
   const bool known = code_page == platform::kCpAcp || code_page == platform::kCpUtf8;
@@ -300,7 +307,8 @@ std::int32_t FakeSystem::MultiByteToWideChar(std::uint32_t code_page, std::uint3
     FailWith(platform::kErrorNoUnicodeTranslation);
     return 0;
   }
-  return ConvertOut(formats::Utf8ToUtf16(source), buffer, capacity);
+  const bool by_bytes = code_page == platform::kCpAcp && narrow_is_latin1;
+  return ConvertOut(by_bytes ? FromLatin1(source) : formats::Utf8ToUtf16(source), buffer, capacity);
 }
 
 std::int32_t FakeSystem::WideCharToMultiByte(std::uint32_t code_page, std::uint32_t flags, const char16_t* text,

@@ -30,6 +30,8 @@ class FakeSystem : public platform::System {
   std::set<std::u16string> libraries = {u"kernel32.dll"};
   std::map<std::string, platform::Procedure> procedures;
   bool elevated = true;
+  /// The narrow code page gives each byte a character of its own when it is read; otherwise it is UTF-8.
+  bool narrow_is_latin1 = false;
   std::int32_t zone_bias = 0;  // minutes; of the machine's own zone: UTC = local time + bias
   std::uint32_t process_id = 4242;
   /// What GuardedCall answers instead of calling, unless it is empty.

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "platform/platform.h"
+#include "tests/support/faulty_ports.h"
 #include "tests/support/scripted_engine.h"
 
 namespace varnel::testing {
@@ -56,6 +57,7 @@ void ScriptedDebugger::Forget(const std::string& operation) {
 }
 
 std::optional<platform::HRESULT> ScriptedDebugger::Begin(const char* operation) {
+  const PortCallScope under_way(&calls);
   if (const auto code = calls.Called(operation)) return static_cast<platform::HRESULT>(*code);
   std::uint32_t delay = 0;
   {

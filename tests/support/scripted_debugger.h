@@ -2,7 +2,8 @@
 // that answer from its facts; any call can be made to fail, to block for ever, or to answer late.
 //
 // Calls are named as the interfaces name them; asking for an interface is "QueryInterface(IDebugControl)", the making
-// of an engine "DebugCreate". `calls` records them all; a fault's code is the call's result.
+// of an engine "DebugCreate". `calls` records them all; a fault's code is the call's result, and a hook runs within the
+// call, before it answers.
 #pragma once
 
 #include <array>
@@ -16,7 +17,7 @@
 
 #include "platform/debugger/engine.h"
 #include "tests/support/fake_system.h"
-#include "tests/support/fault_plan.h"
+#include "tests/support/hooked_plan.h"
 
 namespace varnel::testing {
 
@@ -87,7 +88,7 @@ class ScriptedDebugger {
   ScriptedDebugger& operator=(const ScriptedDebugger&) = delete;
 
   ScriptedFacts facts;
-  FaultPlan calls;
+  HookedPlan calls;
   bool has_client4 = true;
   /// How long a dump takes to come up; WaitForEvent answers 1 when its limit comes first.
   std::uint32_t load_ms = 0;

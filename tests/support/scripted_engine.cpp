@@ -280,17 +280,22 @@ HRESULT ScriptedEngine::GetModuleVersionInformation(std::uint32_t index, std::ui
   return size < found->second.size() ? kCut : 0;
 }
 
-HRESULT ScriptedEngine::GetTypeId(std::uint64_t /*module*/, const char* name, std::uint32_t* type_id) {
+HRESULT ScriptedEngine::GetTypeId(std::uint64_t module, const char* name, std::uint32_t* type_id) {
   if (const auto result = debugger_->Begin("GetTypeId")) return *result;
+  if (ModuleAt(platform::kDebugAnyId, module) == nullptr) return kInvalidArgument;
   const auto found = facts().types.find(name);
   if (found == facts().types.end()) return kFail;
   *type_id = found->second;
   return 0;
 }
 
-HRESULT ScriptedEngine::GetFieldOffset(std::uint64_t /*module*/, std::uint32_t /*type_id*/, const char* field,
+HRESULT ScriptedEngine::GetFieldOffset(std::uint64_t module, std::uint32_t type_id, const char* field,
                                        std::uint32_t* offset) {
   if (const auto result = debugger_->Begin("GetFieldOffset")) return *result;
+  const auto is_asked = [type_id](const auto& type) { return type.second == type_id; };
+  if (ModuleAt(platform::kDebugAnyId, module) == nullptr || std::ranges::none_of(facts().types, is_asked)) {
+    return kInvalidArgument;
+  }
   const auto found = facts().fields.find(field);
   if (found == facts().fields.end()) return platform::kNoInterface;
   *offset = found->second;
@@ -352,8 +357,10 @@ HRESULT ScriptedEngine::GetValue(std::uint32_t register_index, platform::DEBUG_V
 
 HRESULT ScriptedEngine::GetThreadContext(void* context, std::uint32_t context_size) {
   if (const auto result = debugger_->Begin("GetThreadContext")) return *result;
-  if (!facts().instruction || context_size != sizeof(platform::X64_CONTEXT)) return kInvalidArgument;
-  static_cast<platform::X64_CONTEXT*>(context)->Rip = *facts().instruction;
+  if (!facts().instruction || context_size != 1232) return kInvalidArgument;
+  auto* const asked = static_cast<platform::X64_CONTEXT*>(context);
+  if (asked->ContextFlags != 0x10000B || reinterpret_cast<std::uintptr_t>(context) % 16 != 0) return kInvalidArgument;
+  asked->Rip = *facts().instruction;
   return 0;
 }
 
