@@ -7,10 +7,12 @@
 #include <fstream>
 #include <map>
 #include <regex>
+#include <span>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "newer_slots.h"
 #include "platform/debugger/engine.h"
 
 namespace varnel::platform {
@@ -153,6 +155,37 @@ INSTANTIATE_TEST_SUITE_P(Each, SystemHeader,
                                            "IDebugDataSpaces", "IDebugDataSpaces2", "IDebugDataSpaces3",
                                            "IDebugRegisters", "IDebugSymbols", "IDebugSymbols2", "IDebugSystemObjects"),
                          [](const auto& tested) { return std::string(tested.param); });
+
+/// The parameter types of a slot whose types are given in short.
+std::vector<std::string> TypesInFull(const std::string& types) {
+  static const std::map<char, std::string> kLetters = {{'u', "uint32_t"}, {'q', "uint64_t"},  {'i', "int32_t"},
+                                                       {'b', "BOOL"},     {'v', "void*"},     {'s', "const char*"},
+                                                       {'S', "char*"},    {'W', "char16_t*"}, {'w', "const char16_t*"}};
+  std::vector<std::string> full;
+  std::stringstream list(types);
+  for (std::string one; list >> one;) {
+    const std::size_t stars = one.size() - one.find_last_not_of('*') - 1;
+    if (one.size() - stars == 1) one = kLetters.at(one[0]) + std::string(stars, '*');
+    full.push_back(one == "..." ? one : TypeOf(one + " value"));
+  }
+  return full;
+}
+
+void ExpectSlots(const char* interface, std::span<const NewerSlot> expected) {
+  const Methods methods = OwnInterfaces().at(interface);
+  ASSERT_EQ(methods.size(), expected.back().slot + 1);
+  ASSERT_EQ(methods.size(), expected.front().slot + expected.size());
+  for (const NewerSlot& slot : expected) {
+    EXPECT_EQ(methods[slot.slot].name, slot.name) << "slot " << slot.slot;
+    EXPECT_EQ(methods[slot.slot].types, TypesInFull(slot.types)) << "slot " << slot.slot << ", " << slot.name;
+  }
+}
+
+TEST(DebugInterfaces, HaveTheNewerSlotsInTheirOrderWithTheirTypes) {
+  ExpectSlots("IDebugControl4", kNewerControlSlots);
+  ExpectSlots("IDebugSymbols3", kNewerSymbolsSlots);
+  ExpectSlots("IDebugDataSpaces4", kNewerDataSpacesSlots);
+}
 
 /// The number of slots, of every interface that no header here has too.
 TEST(DebugInterfaces, EndAtTheirLastSlot) {
