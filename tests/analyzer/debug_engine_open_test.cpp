@@ -35,6 +35,24 @@ TEST_F(OpenDump, ClosesTheFirstDumpBeforeTheSecond) {
   EXPECT_EQ(debugger_.opened().size(), 2u);
 }
 
+TEST_F(OpenDump, TakesASecondDumpAlsoWhenTheFirstDoesNotCloseInOrder) {
+  const auto session = Make();
+  ASSERT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
+  debugger_.calls.FailForEver("EndSession", 0x80004005);
+  EXPECT_EQ(session->OpenDumpNoSymbols(u"C:\\Windows\\Minidump\\b.dmp"), 0);
+  EXPECT_EQ(session->GetDumpQualifier(), 1024u);
+}
+
+TEST_F(OpenDump, HasNoDumpOpenWhenTheSecondDoesNotOpen) {
+  const auto session = Make();
+  ASSERT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
+  debugger_.calls.Fail("OpenDumpFileWide", 0x80070002);
+  EXPECT_EQ(session->OpenDumpNoSymbols(u"C:\\Windows\\Minidump\\b.dmp"), static_cast<std::int32_t>(0x80070002));
+  EXPECT_EQ(session->GetDumpQualifier(), 0u);
+  EXPECT_EQ(session->CloseDump(), 0);
+  EXPECT_EQ(debugger_.calls.CountOf("EndSession"), 1u);  // the first dump's
+}
+
 TEST_F(OpenDump, GivesTheEnginesFailureToOpenAsItStands) {
   debugger_.calls.FailForEver("OpenDumpFileWide", 0x80070002);
   const auto session = Make();
@@ -91,6 +109,13 @@ TEST_F(OpenDump, TheEnginesOwnTimeOutIsASuccess) {
   const std::uint64_t begin = platform_.time.now_ms();
   EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
   EXPECT_EQ(platform_.time.now_ms() - begin, 100u);
+}
+
+TEST_F(OpenDump, TakesATimeOutThatTheEngineGivesAsAFailureForASuccessToo) {
+  debugger_.calls.FailForEver("WaitForEvent", 0x80070102);
+  const auto session = Make();
+  EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
+  EXPECT_EQ(platform_.system.DebugText(), "");
 }
 
 TEST_F(OpenDump, EndsTheEnginesSessionWhenTheWaitFails) {

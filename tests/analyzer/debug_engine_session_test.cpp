@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/analyzer/engine_fixture.h"
+#include "tests/analyzer/parted_engine.h"
 
 namespace varnel {
 namespace {
@@ -54,13 +55,31 @@ TEST_F(Session, KeepsSystemDialogsAwayWhileItLoadsAndRestoresTheMode) {
   EXPECT_EQ(platform_.system.SetErrorMode(0), 0x1234u);
 }
 
-TEST_F(Session, RestoresTheErrorModeWhenTheEngineFailsToLoad) {
+TEST_F(Session, ShowsNoDialogForAnErrorAFaultOrAMissingFileOfALibrary) {
+  std::uint32_t mode = 0;
+  plan_.After("LoadLibraryW", 1, [&] {
+    mode = platform_.system.SetErrorMode(0);
+    platform_.system.SetErrorMode(mode);
+  });
+  const auto session = Make();
+  EXPECT_EQ(mode, 0x8003u);
+}
+
+/// A call that fails while the engine is made.
+class FailedEngine : public EngineFixture, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(FailedEngine, LeavesTheErrorModeAsItWas) {
   platform_.system.SetErrorMode(0x1234);
-  plan_.FailForEver("LoadLibraryW", 126);
+  for (testing::FaultPlan* const plan : {static_cast<testing::FaultPlan*>(&plan_), &debugger_.calls}) {
+    plan->FailForEver(GetParam(), 0x80004005);
+  }
   const auto session = Make();
   EXPECT_FALSE(session->IsEngineReady());
   EXPECT_EQ(platform_.system.SetErrorMode(0), 0x1234u);
 }
+INSTANTIATE_TEST_SUITE_P(At, FailedEngine,
+                         ::testing::Values("LoadLibraryW", "GetProcAddress", "DebugCreate",
+                                           "QueryInterface(IDebugAdvanced)"));
 
 TEST_F(Session, FallsBackToTheBareNameOfTheSystemsEngine) {
   platform_.system.libraries.erase(u"C:\\Windows\\System32\\dbgeng.dll");
@@ -81,6 +100,14 @@ TEST_F(Session, TriesTheBareNameAloneWhenTheSystemFolderIsNotKnown) {
 TEST_F(Session, TriesTheBareNameAloneWhenTheSystemFoldersNameIsTooLong) {
   platform_.system.system_directory = std::u16string(260, u'a');
   platform_.system.libraries.insert(u"dbgeng.dll");
+  const auto session = Make();
+  EXPECT_TRUE(session->IsEngineReady());
+  EXPECT_EQ(plan_.CountOf("LoadLibraryW"), 1u);
+}
+
+TEST_F(Session, TakesTheEngineFromASystemFolderWithTheLongestName) {
+  platform_.system.system_directory = std::u16string(259, u'a');
+  platform_.system.libraries = {platform_.system.system_directory + u"\\dbgeng.dll"};
   const auto session = Make();
   EXPECT_TRUE(session->IsEngineReady());
   EXPECT_EQ(plan_.CountOf("LoadLibraryW"), 1u);
@@ -108,6 +135,21 @@ TEST_F(Session, HasNoOtherPlaceForThePrivateEngine) {
   EXPECT_TRUE(Logged("[Error] Failed to load dbgeng.dll from local directory (error code: 0x0000007E)\n"));
   EXPECT_TRUE(
       Logged("[Error] Symbol analysis must use local DLLs, ensure required DLLs are copied to the same directory\n"));
+  const Texts lines = platform_.system.DebugLines();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_NE(lines[0].find("Failed to load"), std::string::npos);
+}
+
+TEST_F(Session, TakesTheFolderOutOfAProgramsPathThatWasCut) {
+  platform_.system.host_path = u"C:\\Host\\" + std::u16string(300, u'a') + u"\\wardlet.exe";
+  platform_.system.libraries = {u"C:\\Host\\dbgeng.dll"};
+  EXPECT_TRUE(Make(kEngineFromProcessFolder)->IsEngineReady());
+}
+
+TEST_F(Session, KnowsNoFolderOfAProgramWithoutOne) {
+  platform_.system.host_path = u"wardlet.exe";
+  platform_.system.libraries = {u"\\dbgeng.dll"};
+  EXPECT_TRUE(Make(kEngineFromProcessFolder)->IsEngineReady());
 }
 
 TEST_F(Session, LooksForThePrivateEngineInNoFolderWhenTheProgramsPathIsNotKnown) {
@@ -192,17 +234,60 @@ TEST_F(Session, WorksInAnApartmentOfAnotherKindAndLeavesItAlone) {
   platform_.system.CoUninitialize();
 }
 
-TEST_F(Session, EndsAnOpenDumpThenTheEngineThenTheLibrary) {
+TEST_F(Session, GivesItsOwnStartOfComBackOnAThreadThatHasOneAlready) {
+  ASSERT_EQ(platform_.system.CoInitializeEx(0), 0);
+  {
+    const auto session = Make();
+    EXPECT_TRUE(session->IsEngineReady());
+    EXPECT_EQ(plan_.CountOf("CoUninitialize"), 0u);
+  }
+  EXPECT_EQ(plan_.CountOf("CoUninitialize"), 1u);
+  platform_.system.CoUninitialize();
+}
+
+class PartedSession : public EngineFixture {
+ protected:
+  PartedSession() {
+    plan_.After("CoUninitialize", 1, [this] { engine_.log.emplace_back("CoUninitialize"); });
+    plan_.After("FreeLibrary", 1, [this] { engine_.log.emplace_back("FreeLibrary"); });
+  }
+  testing::PartedEngine engine_{&platform_.system};
+};
+
+TEST_F(PartedSession, EndsTheDumpThenGivesEachInterfaceBackThenComThenTheLibrary) {
   {
     const auto session = Make();
     ASSERT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
-    EXPECT_EQ(debugger_.calls.CountOf("EndSession"), 0u);
+    EXPECT_EQ(engine_.log, Texts{});
   }
-  EXPECT_EQ(debugger_.calls.CountOf("EndSession"), 1u);
-  EXPECT_EQ(debugger_.live_engines(), 0);
-  const Texts calls = plan_.Calls();
-  const auto at = [&](const char* call) { return std::find(calls.begin(), calls.end(), call) - calls.begin(); };
-  EXPECT_LT(at("CoUninitialize"), at("FreeLibrary"));
+  EXPECT_EQ(engine_.log, (Texts{"EndSession", "IDebugAdvanced", "IDebugRegisters", "IDebugClient4", "IDebugDataSpaces2",
+                                "IDebugDataSpaces", "IDebugSystemObjects", "IDebugSymbols3", "IDebugControl",
+                                "IDebugClient", "CoUninitialize", "FreeLibrary"}));
+}
+
+TEST_F(PartedSession, GivesWhatItHasBackAtOnceWhenAnInterfaceIsMissing) {
+  engine_.refused = "IDebugRegisters";
+  const auto session = Make();
+  EXPECT_FALSE(session->IsEngineReady());
+  EXPECT_EQ(engine_.log, (Texts{"IDebugClient4", "IDebugDataSpaces2", "IDebugDataSpaces", "IDebugSystemObjects",
+                                "IDebugSymbols3", "IDebugControl", "IDebugClient"}));
+}
+
+TEST_F(PartedSession, CannotWaitThroughAnEngineThatGaveNoControl) {
+  engine_.hollow = "IDebugControl";
+  const auto session = Make();
+  ASSERT_TRUE(session->IsEngineReady());
+  EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), static_cast<std::int32_t>(0x80004003));
+  EXPECT_TRUE(Logged("[Error] WaitForEvent failed: 0x80004003\n"));
+  EXPECT_EQ(engine_.log, Texts{"EndSession"});
+  EXPECT_EQ(plan_.CountOf("CreateEventW"), 0u);
+}
+
+TEST_F(PartedSession, OpensADumpWithoutSymbolsThroughAnEngineThatHasNone) {
+  engine_.hollow = "IDebugSymbols3";
+  const auto session = Make();
+  ASSERT_TRUE(session->IsEngineReady());
+  EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "tests/analyzer/parted_engine.h"
 #include "tests/analyzer/run_fixture.h"
 
 namespace varnel {
@@ -41,18 +42,34 @@ TEST_F(WithSymbols, SetsPathAndOptionsMakesTheCacheAndCountsAsLoaded) {
 }
 
 TEST_F(WithSymbols, NamesEachMissingFileThenTheHeadline) {
-  machine.files.Remove(kHostFolder + u"\\symsrv.dll");
-  machine.files.Remove(kHostFolder + u"\\dbgeng.dll");
+  const char* const names[] = {"dbgeng.dll", "dbghelp.dll", "symsrv.dll"};
+  for (const char16_t* name : {u"\\dbghelp.dll", u"\\dbgeng.dll", u"\\symsrv.dll"}) {
+    machine.files.Remove(kHostFolder + name);
+  }
   EXPECT_EQ(Open(), HrOf(2));
-  EXPECT_EQ(machine.system.DebugLines().size(), 3u);
-  const std::string text = machine.system.DebugText();
-  const std::size_t engine = text.find("[Error] Missing required DLL: C:\\Program Files\\Varnel\\Host\\dbgeng.dll\n");
-  const std::size_t server = text.find("[Error] Missing required DLL: C:\\Program Files\\Varnel\\Host\\symsrv.dll\n");
-  const std::size_t headline = text.find("[Error] Symbol download requires the following DLLs in exe directory:\n");
-  EXPECT_LT(engine, server);
-  EXPECT_LT(server, headline);
-  EXPECT_NE(headline, std::string::npos);
+  const std::vector<std::string> lines = machine.system.DebugLines();
+  ASSERT_EQ(lines.size(), 4u);
+  for (int i = 0; i < 3; ++i) {
+    const std::string told = std::string("[Error] Missing required DLL: C:\\Program Files\\Varnel\\Host\\") + names[i];
+    EXPECT_TRUE(lines[i].ends_with(told + "\n")) << lines[i];
+  }
+  EXPECT_TRUE(lines[3].ends_with("[Error] Symbol download requires the following DLLs in exe directory:\n"));
   EXPECT_TRUE(debugger.opened().empty());
+}
+
+TEST_F(WithSymbols, NamesTheOneFileThatIsMissing) {
+  machine.files.Remove(kHostFolder + u"\\dbghelp.dll");
+  EXPECT_EQ(Open(), HrOf(2));
+  EXPECT_EQ(machine.system.DebugLines().size(), 2u);
+  EXPECT_TRUE(Logged("[Error] Missing required DLL: C:\\Program Files\\Varnel\\Host\\dbghelp.dll\n"));
+}
+
+TEST_F(WithSymbols, LeavesTheOpenDumpAloneWhenAFileIsMissing) {
+  EXPECT_EQ(Open(), 0);
+  machine.files.Remove(kHostFolder + u"\\symsrv.dll");
+  EXPECT_EQ(Open(), HrOf(2));
+  EXPECT_EQ(debugger.calls.CountOf("EndSession"), 0u);
+  EXPECT_EQ(session.GetDumpQualifier(), 1024u);
 }
 
 TEST_F(WithSymbols, NeedsTheHostsFolder) {
@@ -64,7 +81,62 @@ TEST_F(WithSymbols, NeedsTheHostsFolder) {
 TEST_F(WithSymbols, NeedsAnEngine) {
   debugger.calls.FailForEver("DebugCreate", 0x80004005);
   DebugEngineSession dead(kEngineFromSystemFolder);
+  machine.system.ClearDebug();
+  plan.Clear();
   EXPECT_EQ(dead.OpenDumpWithSymbols(kDump, kCache, kServer, 900), kEFail);
+  EXPECT_EQ(plan.CountOf("GetFileAttributesW"), 0u);
+  EXPECT_EQ(machine.system.DebugText(), "");
+}
+
+TEST_F(WithSymbols, NeedsSymbolsOfTheEngine) {
+  PartedEngine engine(&machine.system);
+  engine.hollow = "IDebugSymbols3";
+  DebugEngineSession poor(kEngineFromSystemFolder);
+  EXPECT_EQ(poor.OpenDumpWithSymbols(kDump, kCache, kServer, 900), kEFail);
+  EXPECT_TRUE(Logged("[Error] Symbol path setup failed: 0x80004005\n"));
+}
+
+/// A second thread's stop, so much later.
+struct Stop {
+  DebugEngineSession* session;
+  std::uint32_t after_ms;
+  std::int32_t result = -1;
+
+  static std::uint32_t Main(void* parameter) {
+    auto* const self = static_cast<Stop*>(parameter);
+    platform::ThreadsPort().Sleep(self->after_ms);
+    self->result = self->session->StopSymbolDownload();
+    return 0;
+  }
+};
+
+TEST_F(WithSymbols, IsStoppedInTheMiddleOfTheDownload) {
+  debugger.Block("WaitForEvent");
+  Stop stop{&session, 12'000};
+  const platform::HANDLE thread = machine.threads.CreateThread(&Stop::Main, &stop);
+  EXPECT_EQ(Open(), kCancelled);
+  EXPECT_EQ(machine.time.now_ms(), 12'000u);
+  machine.threads.WaitForSingleObject(thread, platform::kInfinite);
+  machine.system.CloseHandle(thread);
+  EXPECT_EQ(stop.result, 0);
+  EXPECT_TRUE(Logged("[Error] WaitForEvent failed: 0x800704C7\n"));
+  EXPECT_TRUE(Logged("[Error] Symbol loading failed: 0x800704C7\n"));
+  EXPECT_FALSE(session.IsSymbolLoaded());
+  EXPECT_EQ(session.GetDumpQualifier(), 0u);
+  EXPECT_EQ(debugger.calls.CountOf("GetModuleByModuleName"), 0u);
+}
+
+TEST_F(WithSymbols, MakesNoThreadAfterAStop) {
+  EXPECT_EQ(session.StopSymbolDownload(), 0);
+  EXPECT_EQ(Open(), kCancelled);
+  EXPECT_EQ(machine.threads.created_count(), 0u);
+}
+
+TEST_F(WithSymbols, SucceedsWhenTheEngineItselfTimesOutWithTheKernelsSymbols) {
+  debugger.calls.FailForEver("WaitForEvent", 0x80070102);
+  EXPECT_EQ(Open(), HrOf(258));
+  debugger.facts.modules[0].symbol_type = 7;
+  EXPECT_EQ(Open(), 0);
 }
 
 TEST_F(WithSymbols, FailsWithoutTheCache) {

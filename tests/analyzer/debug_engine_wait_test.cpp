@@ -5,6 +5,8 @@
 #include <chrono>
 #include <future>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "tests/analyzer/engine_fixture.h"
 
@@ -71,6 +73,78 @@ TEST_F(Wait, ThatNeverEndsIsStoppedInTheMiddle) {
   EXPECT_EQ(platform_.time.now_ms(), 250u);
   EXPECT_TRUE(Logged("[Error] WaitForEvent failed: 0x800704C7\n"));
   EXPECT_EQ(plan_.CountOf("TerminateThread"), 1u);
+  EXPECT_EQ(session->GetDumpQualifier(), 0u);  // the dump did not open
+}
+
+TEST_F(Wait, ThatAStopCannotWakeIsOverAtItsLimitWithNothingLeftToEnd) {
+  debugger_.Block("WaitForEvent");
+  const auto session = Make();
+  plan_.FailForEver("SetEvent", 5);
+  EXPECT_EQ(OpenAndStopAfter(session.get(), 250), 0);
+  EXPECT_EQ(stop_result_, 0);
+  EXPECT_EQ(platform_.time.now_ms(), 600u);
+  EXPECT_EQ(plan_.CountOf("TerminateThread"), 1u);  // the stop's
+}
+
+/// The threads port, with what it was asked.
+class WatchedThreads : public testing::FaultyThreads {
+ public:
+  using FaultyThreads::FaultyThreads;
+
+  platform::HANDLE CreateEventW(bool manual_reset, bool initial_state) override {
+    manual_and_signalled.emplace_back(manual_reset, initial_state);
+    return FaultyThreads::CreateEventW(manual_reset, initial_state);
+  }
+  platform::HANDLE CreateThread(platform::ThreadStart start, void* parameter) override {
+    return last_thread = FaultyThreads::CreateThread(start, parameter);
+  }
+  bool TerminateThread(platform::HANDLE thread, std::uint32_t exit_code) override {
+    exit_codes.push_back(exit_code);
+    return FaultyThreads::TerminateThread(thread, exit_code);
+  }
+
+  std::vector<std::pair<bool, bool>> manual_and_signalled;
+  std::vector<std::uint32_t> exit_codes;
+  platform::HANDLE last_thread = nullptr;
+};
+
+/// Puts the watch over the threads of the platform in force, for its scope.
+class Watch {
+ public:
+  Watch() { ports_.threads = &threads_; }
+  WatchedThreads& threads() { return threads_; }
+
+ private:
+  testing::FaultPlan no_faults_;
+  platform::Platform ports_ = platform::CurrentPlatform();
+  WatchedThreads threads_{ports_.threads, &no_faults_};
+  platform::ScopedPlatform in_force_{&ports_};
+};
+
+TEST_F(Wait, MakesAnEventThatStaysUpAndEndsTheWorkerWith1) {
+  debugger_.Block("WaitForEvent");
+  const auto session = Make();
+  Watch watch;
+  EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
+  AwaitNoThreads();
+  EXPECT_EQ(watch.threads().manual_and_signalled, (std::vector<std::pair<bool, bool>>{{true, false}}));
+  EXPECT_EQ(watch.threads().exit_codes, std::vector<std::uint32_t>{1});
+}
+
+// Its memory and its event are taken away then, as if it had ended. Here it ends just before that, so that it touches
+// neither.
+TEST_F(Wait, LeavesAWorkerAloneWhoseExitCodeCannotBeReadAndTakesItForEnded) {
+  debugger_.Block("WaitForEvent");
+  const auto session = Make();
+  Watch watch;
+  plan_.FailForEver("GetExitCodeThread", 6);
+  plan_.After("GetExitCodeThread", 2, [&] { platform_.threads.TerminateThread(watch.threads().last_thread, 1); });
+  EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
+  EXPECT_EQ(platform_.time.now_ms(), 5600u);
+  EXPECT_TRUE(watch.threads().exit_codes.empty());
+  EXPECT_EQ(platform_.system.heap_blocks(), 0);
+  AwaitNoThreads();
+  EXPECT_EQ(platform_.handles.open_count(), handles_before_);
 }
 
 TEST_F(Wait, AfterAStopMakesNoThreadAnyMore) {

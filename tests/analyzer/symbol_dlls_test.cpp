@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
+
 #include "tests/analyzer/run_fixture.h"
 
 namespace varnel {
@@ -92,6 +95,49 @@ TEST_F(SymbolDlls, NeedTheHostsPathAtTheStart) {
   EXPECT_EQ(StaticInitialize(kProductData), HrOf(5));
 }
 
+TEST_F(SymbolDlls, NeedAHostWithAFolder) {
+  machine.system.host_path = u"wardlet.exe";
+  EXPECT_EQ(StaticInitialize(kProductData), HrOf(161));
+  ReleaseSymbolDlls();
+  EXPECT_TRUE(Logged("[Error] Cannot get current process directory\n"));
+  EXPECT_EQ(plan.CountOf("DeleteFileW"), 0u);
+}
+
+TEST_F(SymbolDlls, AreNamedAlsoWhenTheirFolderIsGone) {
+  plan.Fail("DeleteFileW", 3);  // only a file that is not there goes without a line
+  EXPECT_EQ(StaticInitialize(kProductData), 0);
+  EXPECT_EQ(machine.system.DebugLines().size(), 1u);
+  EXPECT_TRUE(Logged("[Error] Failed to delete dbghelp.dll: 0x00000003\n"));
+}
+
+TEST_F(SymbolDlls, TakeThePlaceOfWhatStandsThere) {
+  for (const char16_t* name : {u"\\dbghelp.dll", u"\\dbgeng.dll", u"\\symsrv.dll", u"\\symsrv.yes"}) {
+    machine.files.AddFile(kHostFolder + name, "old");
+  }
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  EXPECT_EQ(machine.files.Contents(kHostFolder + u"\\dbghelp.dll"), "helper");
+  EXPECT_EQ(machine.files.Contents(kHostFolder + u"\\dbgeng.dll"), "engine");
+  EXPECT_EQ(machine.files.Contents(kHostFolder + u"\\symsrv.dll"), "server");
+  EXPECT_EQ(machine.files.Contents(kHostFolder + u"\\symsrv.yes"), "");
+  ReleaseSymbolDlls();
+}
+
+// The other one comes while the first of the three files has just been copied.
+TEST_F(SymbolDlls, OfASecondUserAreWaitedForUntilAllOfThemStand) {
+  std::future<bool> second;
+  plan.After("CopyFileW", 1, [&] {
+    second = std::async(std::launch::async, [&] { return AcquireSymbolDlls() == 0 && Has(u"symsrv.yes"); });
+    EXPECT_EQ(second.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+  });
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  ASSERT_TRUE(second.valid());
+  EXPECT_TRUE(second.get());
+  EXPECT_EQ(plan.CountOf("CopyFileW"), 3u);
+  ReleaseSymbolDlls();
+  EXPECT_TRUE(HasCopies());
+  ReleaseSymbolDlls();
+}
+
 class CopiesInUse : public SymbolDlls, public ::testing::WithParamInterface<std::uint32_t> {};
 TEST_P(CopiesInUse, CountAsCopied) {
   plan.FailForEver("CopyFileW", GetParam());
@@ -111,6 +157,15 @@ TEST_F(SymbolDlls, AreEnoughWithoutTheServersClient) {
   ReleaseSymbolDlls();
 }
 
+TEST_F(SymbolDlls, AreEnoughWithOneOfTheSystemFolderAndTheServersClient) {
+  machine.files.Remove(kSystemFolder + u"\\dbghelp.dll");
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  EXPECT_FALSE(Has(u"dbghelp.dll"));
+  EXPECT_TRUE(Has(u"dbgeng.dll"));
+  EXPECT_TRUE(Has(u"symsrv.dll"));
+  ReleaseSymbolDlls();
+}
+
 TEST_F(SymbolDlls, AreTooFewWithoutBothOfTheSystemFolder) {
   machine.files.Remove(kSystemFolder + u"\\dbghelp.dll");
   machine.files.Remove(kSystemFolder + u"\\dbgeng.dll");
@@ -127,6 +182,22 @@ TEST_F(SymbolDlls, GiveTheLastFailureOfTooFewCopies) {
   plan.FailForEver("CopyFileW", 112);
   EXPECT_EQ(AcquireSymbolDlls(), HrOf(112));
   EXPECT_FALSE(HasCopies());
+}
+
+TEST_F(SymbolDlls, GiveTheFailureOfTheLaterFileOfTwo) {
+  machine.files.Remove(kSystemFolder + u"\\dbghelp.dll");
+  plan.Fail("CopyFileW", 112);  // dbgeng.dll, which comes second
+  EXPECT_EQ(AcquireSymbolDlls(), HrOf(112));
+  machine.files.AddFile(kSystemFolder + u"\\dbghelp.dll", "helper");
+  machine.files.Remove(kProductData + u"\\symsrv.dll");
+  plan.Fail("CopyFileW", 112);  // dbghelp.dll, before the one that is missing
+  EXPECT_EQ(AcquireSymbolDlls(), HrOf(2));
+}
+
+TEST_F(SymbolDlls, AreFewerThanOneWithoutASwitchFile) {
+  plan.FailForEver("CopyFileW", 112);
+  EXPECT_EQ(AcquireSymbolDlls(), HrOf(112));
+  EXPECT_EQ(plan.CountOf("CreateFileW"), 0u);
 }
 
 TEST_F(SymbolDlls, DoWithoutTheSwitchFile) {
@@ -185,6 +256,50 @@ TEST_F(SymbolDlls, NeedTheSystemFolder) {
   ReleaseSymbolDlls();
 }
 
+TEST_F(SymbolDlls, NeedASystemFolderWhoseNameHasRoom) {
+  machine.system.system_directory = std::u16string(260, u'a');
+  AcquireSymbolDlls();
+  EXPECT_TRUE(Logged("[Error] Cannot get System32 directory\n"));
+  EXPECT_EQ(plan.CountOf("CopyFileW"), 0u);
+  machine.system.ClearDebug();
+  machine.system.system_directory.pop_back();
+  EXPECT_EQ(AcquireSymbolDlls(), HrOf(2));  // the longest name; nothing of its files is there
+  EXPECT_EQ(machine.system.DebugText(), "");
+}
+
+TEST_F(SymbolDlls, MakeTheirLockOnceUntilTheCleanup) {
+  CleanupSymbolFiles(nullptr);
+  plan.Clear();
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  ReleaseSymbolDlls();
+  EXPECT_EQ(plan.CountOf("InitializeCriticalSection"), 1u);
+  CleanupSymbolFiles(nullptr);
+  EXPECT_EQ(plan.CountOf("InitializeCriticalSection"), 1u);
+  ReleaseSymbolDlls();
+  EXPECT_EQ(plan.CountOf("InitializeCriticalSection"), 2u);
+}
+
+TEST_F(SymbolDlls, AreCleanedUpWithoutTheirUsersBeingForgotten) {
+  EXPECT_EQ(AcquireSymbolDlls(), 0);
+  CleanupSymbolFiles(nullptr);
+  EXPECT_FALSE(HasCopies());
+  EXPECT_EQ(AcquireSymbolDlls(), 0);  // counts as the second
+  EXPECT_FALSE(HasCopies());
+}
+
+TEST_F(SymbolDlls, GoBeforeTheirCacheAtTheCleanup) {
+  const AnalysisState state(kProduct);
+  machine.files.AddFolder(kHostFolder + u"\\sym");
+  machine.system.ClearDebug();
+  plan.FailForEver("DeleteFileW", 5);
+  CleanupSymbolFiles(&state);
+  const std::vector<std::string> lines = machine.system.DebugLines();
+  ASSERT_EQ(lines.size(), 5u);
+  EXPECT_NE(lines[3].find("Failed to delete symsrv.yes"), std::string::npos);
+  EXPECT_NE(lines[4].find("[Info] Symbol cache directory deleted successfully"), std::string::npos);
+}
+
 TEST_F(SymbolDlls, NeedTheirLock) {
   plan.FailForEver("InitializeCriticalSection", 8);
   CleanupSymbolFiles(nullptr);  // the next use creates the lock again
@@ -227,6 +342,14 @@ TEST_F(SymbolDlls, TheirCacheGoesWithAllThatItHolds) {
   DeleteSymbolCacheDir(&state);
   DeleteSymbolCacheDir(nullptr);
   EXPECT_EQ(machine.system.DebugText(), "");
+}
+
+TEST_F(SymbolDlls, TheirCacheIsNotLookedForWithoutAPath) {
+  AnalysisState state(kProduct);
+  state.symbolCachePath.clear();
+  plan.Clear();
+  DeleteSymbolCacheDir(&state);
+  EXPECT_EQ(plan.CountOf("GetFileAttributesW"), 0u);
 }
 
 TEST_F(SymbolDlls, TheirCacheIsLeftWhenItCannotBeAskedForOrRemoved) {
