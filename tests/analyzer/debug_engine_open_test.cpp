@@ -1,6 +1,8 @@
 // Opening and closing dumps; see debug_engine_session.h.
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "tests/analyzer/engine_fixture.h"
 
 namespace varnel {
@@ -68,6 +70,31 @@ TEST_F(OpenDump, GoesByTheNarrowPathWithoutTheNewerClient) {
   EXPECT_EQ(session->OpenDumpNoSymbols(u"C:\\\u00E4.dmp"), 0);
   EXPECT_EQ(debugger_.opened_narrow(), std::vector<std::string>{"C:\\\xC3\xA4.dmp"});
   EXPECT_TRUE(debugger_.opened().empty());
+}
+
+/// The system port, with the code pages it was asked for.
+class AskedCodePages : public testing::FaultySystem {
+ public:
+  using FaultySystem::FaultySystem;
+
+  std::int32_t WideCharToMultiByte(std::uint32_t code_page, std::uint32_t flags, const char16_t* text,
+                                   std::int32_t length, char* buffer, std::int32_t capacity) override {
+    pages.push_back(code_page);
+    return FaultySystem::WideCharToMultiByte(code_page, flags, text, length, buffer, capacity);
+  }
+  std::vector<std::uint32_t> pages;
+};
+
+TEST_F(OpenDump, TakesTheNarrowPathInTheSystemsCodePage) {
+  debugger_.has_client4 = false;
+  const auto session = Make();
+  testing::FaultPlan no_faults;
+  AskedCodePages system(&platform_.system, &no_faults);
+  platform::Platform ports = platform::CurrentPlatform();
+  ports.system = &system;
+  const platform::ScopedPlatform in_force(&ports);
+  EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
+  EXPECT_EQ(system.pages, (std::vector<std::uint32_t>{0, 0}));  // the size, then the text
 }
 
 TEST_F(OpenDump, GivesTheFailureOfTheNarrowOpenAsItStands) {

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "base/log.h"
 #include "tests/analyzer/parted_engine.h"
 #include "tests/analyzer/run_fixture.h"
 
@@ -18,6 +19,8 @@ const std::u16string kServer = u"https://symbols.example/download";
 class WithSymbols : public RunFixture {
  protected:
   WithSymbols() {
+    WrapLogInit(LOG_ERROR, nullptr);  // all lines of a session are errors
+    machine.system.ClearDebug();
     for (const char16_t* name : {u"\\dbghelp.dll", u"\\dbgeng.dll", u"\\symsrv.dll"}) {
       machine.files.AddFile(kHostFolder + name, "copy");
     }
@@ -70,6 +73,13 @@ TEST_F(WithSymbols, LeavesTheOpenDumpAloneWhenAFileIsMissing) {
   EXPECT_EQ(Open(), HrOf(2));
   EXPECT_EQ(debugger.calls.CountOf("EndSession"), 0u);
   EXPECT_EQ(session.GetDumpQualifier(), 1024u);
+}
+
+TEST_F(WithSymbols, AreForgottenByADumpThatIsOpenedWithoutThem) {
+  EXPECT_EQ(Open(), 0);
+  EXPECT_EQ(session.OpenDumpNoSymbols(kDump), 0);
+  EXPECT_FALSE(session.IsSymbolLoaded());
+  EXPECT_EQ(debugger.symbol_paths().back(), u"");
 }
 
 TEST_F(WithSymbols, NeedsTheHostsFolder) {

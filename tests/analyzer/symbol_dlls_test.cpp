@@ -5,6 +5,7 @@
 #include <chrono>
 #include <future>
 
+#include "base/log.h"
 #include "tests/analyzer/run_fixture.h"
 
 namespace varnel {
@@ -17,6 +18,11 @@ class SymbolDlls : public RunFixture {
   SymbolDlls() {
     EXPECT_EQ(StaticInitialize(kProductData), 0);
     plan.Clear();
+    LogOnly(LOG_ERROR);
+  }
+  void LogOnly(std::uint32_t levels) {
+    WrapLogInit(levels, nullptr);
+    machine.system.ClearDebug();
   }
   bool Has(const std::u16string& name) const { return machine.files.Exists(kHostFolder + u"\\" + name); }
   /// The files that the log names as not deleted for want of access, in its order.
@@ -291,7 +297,7 @@ TEST_F(SymbolDlls, AreCleanedUpWithoutTheirUsersBeingForgotten) {
 TEST_F(SymbolDlls, GoBeforeTheirCacheAtTheCleanup) {
   const AnalysisState state(kProduct);
   machine.files.AddFolder(kHostFolder + u"\\sym");
-  machine.system.ClearDebug();
+  LogOnly(LOG_ERROR | LOG_DETAIL);
   plan.FailForEver("DeleteFileW", 5);
   CleanupSymbolFiles(&state);
   const std::vector<std::string> lines = machine.system.DebugLines();
@@ -335,6 +341,7 @@ TEST_F(SymbolDlls, AreDeletedWhoeverUsesThem) {
 TEST_F(SymbolDlls, TheirCacheGoesWithAllThatItHolds) {
   const AnalysisState state(kProduct);
   machine.files.AddFile(kHostFolder + u"\\sym\\ntkrnlmp.pdb\\1\\ntkrnlmp.pdb", "pdb");
+  LogOnly(LOG_DETAIL);
   DeleteSymbolCacheDir(&state);
   EXPECT_FALSE(machine.files.Exists(kHostFolder + u"\\sym"));
   EXPECT_TRUE(Logged("[Info] Symbol cache directory deleted successfully\n"));
