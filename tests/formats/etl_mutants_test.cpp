@@ -1,84 +1,20 @@
 // Two hundred mutants of each trace file that Windows wrote: bytes changed, cut, swapped, repeated. Whatever comes of
 // it, the reader ends, stays small, and accounts for every byte. The seeds are fixed, so that a failure comes again.
 #include <gtest/gtest.h>
-#include <malloc.h>
 
 #include <algorithm>
-#include <atomic>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <new>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "formats/etl_reader.h"
 #include "platform/unpack.h"
-
-namespace {
-
-std::atomic<std::size_t> g_live{0};
-std::atomic<std::size_t> g_peak{0};
-
-std::size_t SizeOf(void* block) {
-#ifdef _WIN32
-  return ::_msize(block);
-#else
-  return ::malloc_usable_size(block);
-#endif
-}
-
-void* Counted(std::size_t size) {
-  void* block = std::malloc(size == 0 ? 1 : size);
-  if (block == nullptr) std::abort();
-  const std::size_t live = g_live += SizeOf(block);
-  if (live > g_peak) g_peak = live;
-  return block;
-}
-
-void Uncounted(void* block) noexcept {
-  if (block == nullptr) return;
-  g_live -= SizeOf(block);
-  std::free(block);
-}
-
-}  // namespace
-
-// All forms, so that none of them is mixed with a sanitizer's.
-void* operator new(std::size_t size) {
-  return Counted(size);
-}
-void* operator new[](std::size_t size) {
-  return Counted(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return Counted(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  return Counted(size);
-}
-void operator delete(void* block) noexcept {
-  Uncounted(block);
-}
-void operator delete[](void* block) noexcept {
-  Uncounted(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-  Uncounted(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
-  Uncounted(block);
-}
-void operator delete(void* block, const std::nothrow_t&) noexcept {
-  Uncounted(block);
-}
-void operator delete[](void* block, const std::nothrow_t&) noexcept {
-  Uncounted(block);
-}
+#include "tests/support/replaced_heap.h"
 
 namespace varnel::formats {
 namespace {
@@ -216,7 +152,7 @@ void Drain(EtlSource& source, const Bytes& bytes) {
   EXPECT_EQ(account.header_bytes + account.event_bytes + account.filler_bytes + account.skipped_bytes, bytes.size());
 }
 
-class EtlMutants : public testing::TestWithParam<const char*> {};
+class EtlMutants : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(EtlMutants, EndStaySmallAndAccountForEveryByte) {
   const Bytes original = ReadAll(std::filesystem::path(VARNEL_SAMPLES_DIR) / "etl" / GetParam());
@@ -225,8 +161,7 @@ TEST_P(EtlMutants, EndStaySmallAndAccountForEveryByte) {
   for (int i = 0; i < kMutants; ++i) {
     SCOPED_TRACE("mutant " + std::to_string(i));
     const Bytes mutant = mutator.Make(i);
-    const std::size_t before = g_live;
-    g_peak = before;
+    const testing::HeapPeak peak;
     if (i % 2 == 0) {
       CopyingSource source(mutant);
       Drain(source, mutant);
@@ -234,27 +169,27 @@ TEST_P(EtlMutants, EndStaySmallAndAccountForEveryByte) {
       EtlMemorySource source(mutant);
       Drain(source, mutant);
     }
-    EXPECT_LE(g_peak - before, 3 * mutant.size() + 1024 * 1024);
+    EXPECT_LE(peak.bytes(), 3 * mutant.size() + 1024 * 1024);
     if (HasFailure()) return;
   }
 }
 
-std::string NameOf(const testing::TestParamInfo<const char*>& info) {
+std::string NameOf(const ::testing::TestParamInfo<const char*>& info) {
   std::string name = info.param;
   std::replace_if(
       name.begin(), name.end(), [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
   return name;
 }
 INSTANTIATE_TEST_SUITE_P(Windows, EtlMutants,
-                         testing::Values("AMSITrace.etl", "BasicPerfCounters.blg", "BondEtwSample.etl",
-                                         "HTTP_Server.etl", "KernelNetwork.etl", "Panther_setup_17763.etl",
-                                         "SelfDescribingSingleEvent.etl", "ShutdownPerfDiagLogger.etl",
-                                         "diaghub.kernel.1.etl", "diaghub.user_injected.1.etl", "gcevents.etl",
-                                         "hw3d_trace.etl", "iis.etl", "image_data_32_v0.etl", "image_data_64_v2.etl",
-                                         "kernel_process_example.etl", "live_LwtNetLog.etl", "live_Wifi.etl",
-                                         "mytrace.etl", "net.4.5.2.x86.etl", "powershell.etl", "primitive-types.etl",
-                                         "process_data_32_v3.etl", "process_data_64_v2.etl", "pyetw_out.etl",
-                                         "yhan_trace1.etl"),
+                         ::testing::Values("AMSITrace.etl", "BasicPerfCounters.blg", "BondEtwSample.etl",
+                                           "HTTP_Server.etl", "KernelNetwork.etl", "Panther_setup_17763.etl",
+                                           "SelfDescribingSingleEvent.etl", "ShutdownPerfDiagLogger.etl",
+                                           "diaghub.kernel.1.etl", "diaghub.user_injected.1.etl", "gcevents.etl",
+                                           "hw3d_trace.etl", "iis.etl", "image_data_32_v0.etl", "image_data_64_v2.etl",
+                                           "kernel_process_example.etl", "live_LwtNetLog.etl", "live_Wifi.etl",
+                                           "mytrace.etl", "net.4.5.2.x86.etl", "powershell.etl", "primitive-types.etl",
+                                           "process_data_32_v3.etl", "process_data_64_v2.etl", "pyetw_out.etl",
+                                           "yhan_trace1.etl"),
                          NameOf);
 
 }  // namespace

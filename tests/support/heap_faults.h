@@ -1,5 +1,5 @@
-// Fails allocations of the C++ heap, in a program that links this: operator new then throws bad_alloc, or gives null
-// where it was asked not to throw. A scope arms them for its own thread alone.
+// Fails allocations of the C++ heap, in a program that links the replaced one: operator new then throws bad_alloc, or
+// gives null where it was asked not to throw. A scope arms them for its own thread alone.
 #pragma once
 
 #include "tests/support/fault_plan.h"

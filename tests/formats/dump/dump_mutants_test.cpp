@@ -2,81 +2,17 @@
 // their limits, the file cut, parts swapped and repeated. Whatever comes of it, reading everything ends after work and
 // with memory that the file's size bounds. The seeds are fixed, so that a failure comes again.
 #include <gtest/gtest.h>
-#include <malloc.h>
 
 #include <algorithm>
 #include <array>
-#include <atomic>
-#include <cstdlib>
 #include <filesystem>
 #include <iterator>
-#include <new>
 #include <random>
 #include <string>
 
 #include "open_dump.h"
 #include "tests/support/drain_dump.h"
-
-namespace {
-
-std::atomic<std::size_t> g_live{0};
-std::atomic<std::size_t> g_peak{0};
-
-std::size_t SizeOf(void* block) {
-#ifdef _WIN32
-  return ::_msize(block);
-#else
-  return ::malloc_usable_size(block);
-#endif
-}
-
-void* Counted(std::size_t size) {
-  void* block = std::malloc(size == 0 ? 1 : size);
-  if (block == nullptr) std::abort();
-  const std::size_t live = g_live += SizeOf(block);
-  if (live > g_peak) g_peak = live;
-  return block;
-}
-
-void Uncounted(void* block) noexcept {
-  if (block == nullptr) return;
-  g_live -= SizeOf(block);
-  std::free(block);
-}
-
-}  // namespace
-
-// All forms, so that none of them is mixed with a sanitizer's.
-void* operator new(std::size_t size) {
-  return Counted(size);
-}
-void* operator new[](std::size_t size) {
-  return Counted(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return Counted(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  return Counted(size);
-}
-void operator delete(void* block) noexcept {
-  Uncounted(block);
-}
-void operator delete[](void* block) noexcept {
-  Uncounted(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-  Uncounted(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
-  Uncounted(block);
-}
-void operator delete(void* block, const std::nothrow_t&) noexcept {
-  Uncounted(block);
-}
-void operator delete[](void* block, const std::nothrow_t&) noexcept {
-  Uncounted(block);
-}
+#include "tests/support/replaced_heap.h"
 
 namespace varnel::formats {
 namespace {
@@ -183,8 +119,7 @@ void Survive(const Bytes& original) {
   for (int i = 0; i < kMutants; ++i) {
     SCOPED_TRACE("mutant " + std::to_string(i));
     const Bytes mutant = Mutant(original, i);
-    const std::size_t before = g_live;
-    g_peak = before;
+    const testing::HeapPeak peak;
     const auto source = std::make_shared<CountingSource>(mutant);
     {
       const OpenedDump opened = KernelDump::Open(source);
@@ -194,7 +129,7 @@ void Survive(const Bytes& original) {
         support::DrainDump(*opened.dump);
       }
     }
-    EXPECT_LE(g_peak - before, 8 * mutant.size() + kMegabyte);
+    EXPECT_LE(peak.bytes(), 8 * mutant.size() + kMegabyte);
     EXPECT_LE(source->bytes_read, 32 * mutant.size() + 32 * kMegabyte);
     EXPECT_LE(source->reads, mutant.size() + 500'000);
     if (::testing::Test::HasFailure()) return;
@@ -202,7 +137,7 @@ void Survive(const Bytes& original) {
   EXPECT_GE(opened_mutants, kMutants / 2);
 }
 
-class SampleMutants : public testing::TestWithParam<const char*> {};
+class SampleMutants : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(SampleMutants, AreReadWithinTheirBounds) {
   const Bytes original = support::ReadWholeFile(std::string(VARNEL_SAMPLES_DIR "/dmp/") + GetParam());
@@ -210,7 +145,7 @@ TEST_P(SampleMutants, AreReadWithinTheirBounds) {
   Survive(original);
 }
 
-std::string NameOf(const testing::TestParamInfo<const char*>& info) {
+std::string NameOf(const ::testing::TestParamInfo<const char*>& info) {
   std::string name = info.param;
   std::replace_if(
       name.begin(), name.end(), [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
@@ -218,11 +153,11 @@ std::string NameOf(const testing::TestParamInfo<const char*>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Windows, SampleMutants,
-                         testing::Values("triage_x64.dmp", "082325-12593-01.dmp", "083125-14875-01.dmp",
-                                         "100623-4953-01.dmp", "102622-12546-01.dmp", "102622-15671-01.dmp",
-                                         "102622-30093-01.dmp", "coredump_win10_64bit_stripped.raw",
-                                         "coredump_win7_32bit_stripped.raw", "040124-5515-01.dmp",
-                                         "040124-5218-01.dmp"),
+                         ::testing::Values("triage_x64.dmp", "082325-12593-01.dmp", "083125-14875-01.dmp",
+                                           "100623-4953-01.dmp", "102622-12546-01.dmp", "102622-15671-01.dmp",
+                                           "102622-30093-01.dmp", "coredump_win10_64bit_stripped.raw",
+                                           "coredump_win7_32bit_stripped.raw", "040124-5515-01.dmp",
+                                           "040124-5218-01.dmp"),
                          NameOf);
 
 TEST(MadeMutants, OfASmallDumpAreReadWithinTheirBounds) {
@@ -240,7 +175,7 @@ TEST(MadeMutants, OfASmallDumpAreReadWithinTheirBounds) {
   Survive(dump.Finish());
 }
 
-class PagedMutants : public testing::TestWithParam<int> {};
+class PagedMutants : public ::testing::TestWithParam<int> {};
 
 TEST_P(PagedMutants, AreReadWithinTheirBounds) {
   const int levels = GetParam() == 50 ? 5 : 4;
@@ -256,7 +191,7 @@ TEST_P(PagedMutants, AreReadWithinTheirBounds) {
 }
 
 // Runs, both bitmaps, and tables of five levels.
-INSTANTIATE_TEST_SUITE_P(Made, PagedMutants, testing::Values(1, 5, 6, 50));
+INSTANTIATE_TEST_SUITE_P(Made, PagedMutants, ::testing::Values(1, 5, 6, 50));
 
 }  // namespace
 }  // namespace varnel::formats
