@@ -14,6 +14,12 @@ if(VARNEL_SANITIZE)
   add_link_options(-fsanitize=${VARNEL_SANITIZE})
 endif()
 
+if(VARNEL_FUZZ)
+  # Every library tells libFuzzer which of its branches ran: without that it is blind outside the targets' own files.
+  add_compile_options(-fsanitize=fuzzer-no-link)
+  add_link_options(-fsanitize=fuzzer-no-link)
+endif()
+
 if(WIN32)
   # Only the system's own DLLs beside a program; loaded anywhere in the whole address space, with data never run; no
   # references that the start-up code would have to patch in the code; the same bytes from each build.
