@@ -19,49 +19,19 @@
 #include "analyzer/dump_identity.h"
 #include "analyzer/dump_report.h"
 #include "bench_figures.h"
+#include "bench_machine.h"
 #include "platform/embedded/crashdump/crash_dump.h"
 #include "platform/embedded/crypto/md5.h"
-#include "platform/embedded/embedded_platform.h"
-#include "platform/embedded/tools/machine_layout.h"
 
 namespace {
 
 using namespace varnel;
+using bench::BenchMachine;
 using bench::Require;
 
 constexpr int kTurns = 21;
 constexpr std::size_t kBlock = 65'536;  // of an identity: the file's first and its last
 constexpr std::uint32_t kUsualModules = 200;
-
-class Machine {
- public:
-  Machine() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "varnel-bench-XXXXXX").string();
-    Require(::mkdtemp(pattern.data()) != nullptr, "mkdtemp");
-    folder_ = pattern;
-    Require(embedded::NewMachine(folder_ + "/m").ok(), "a new machine");
-    auto opened = embedded::EmbeddedPlatform::Open(folder_ + "/m");
-    Require(opened.ok(), "the machine");
-    platform_ = std::move(opened.value());
-    in_force_ = std::make_unique<platform::ScopedPlatform>(&platform_->record());
-    std::filesystem::create_directories(folder_ + "/m/C/Windows/Minidump");
-  }
-  ~Machine() {
-    in_force_.reset();
-    platform_.reset();
-    std::filesystem::remove_all(folder_);
-  }
-
-  std::string HostPath(const std::string& name) const { return folder_ + "/m/C/Windows/Minidump/" + name; }
-  static std::u16string WindowsPath(const std::string& name) {
-    return u"C:\\Windows\\Minidump\\" + std::u16string(name.begin(), name.end());
-  }
-
- private:
-  std::string folder_;
-  std::unique_ptr<embedded::EmbeddedPlatform> platform_;
-  std::unique_ptr<platform::ScopedPlatform> in_force_;
-};
 
 void WriteDump(const std::string& path, embedded::CrashDumpForm form, std::uint64_t memory, std::uint32_t modules) {
   embedded::CrashedMachineOptions crash;
@@ -78,7 +48,7 @@ void WriteDump(const std::string& path, embedded::CrashDumpForm form, std::uint6
 
 /// Makes the whole of it: without its modules it would be no report to measure.
 std::string Report(const std::string& name) {
-  const std::u16string path = Machine::WindowsPath(name);
+  const std::u16string path = BenchMachine::WindowsPath(name);
   std::u16string identity;
   std::string report;
   Require(CalcDumpIdentity(path, &identity) == 0, "CalcDumpIdentity");
@@ -128,7 +98,7 @@ std::string Text(const char* format, double value) {
   return text;
 }
 
-void SmallDump(const Machine& machine, const std::string& name, const std::string& what) {
+void SmallDump(const BenchMachine& machine, const std::string& name, const std::string& what) {
   const std::string report = Report(name);
   Floor floor(machine.HostPath(name), report);
   const auto turns = bench::TakeTurns(
@@ -160,7 +130,7 @@ double PeakMib(const std::string& name) {
   return static_cast<double>(PeakKib()) / 1024;
 }
 
-void LargeDump(const Machine& machine) {
+void LargeDump(const BenchMachine& machine) {
   WriteDump(machine.HostPath("64m.dmp"), embedded::CrashDumpForm::kComplete, std::uint64_t{64} << 20, kUsualModules);
   WriteDump(machine.HostPath("64g.dmp"), embedded::CrashDumpForm::kComplete, std::uint64_t{64} << 30, kUsualModules);
   Require(std::filesystem::file_size(machine.HostPath("64g.dmp")) > std::uint64_t{64} << 30, "the size of 64 GiB");
@@ -179,7 +149,7 @@ void LargeDump(const Machine& machine) {
   bench::PrintFigure("dump_complete_memory", Text("%.2f", large / small), "flat", memory.c_str());
 }
 
-void ManyModules(const Machine& machine) {
+void ManyModules(const BenchMachine& machine) {
   constexpr std::uint32_t kFew = 500;
   constexpr std::uint32_t kMany = 5000;
   const std::uint64_t memory = std::uint64_t{64} << 20;
@@ -197,7 +167,7 @@ void ManyModules(const Machine& machine) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const Machine machine;
+  const BenchMachine machine;
   WriteDump(machine.HostPath("small.dmp"), embedded::CrashDumpForm::kSmall, std::uint64_t{64} << 20, kUsualModules);
   SmallDump(machine, "small.dmp", "of our own writer");
   for (int i = 1; i < argc; ++i) {

@@ -5,8 +5,6 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <filesystem>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,9 +12,8 @@
 #include "analyzer/crash_dump_config_manager.h"
 #include "analyzer/dump_identity.h"
 #include "bench_figures.h"
+#include "bench_machine.h"
 #include "platform/embedded/crypto/md5.h"
-#include "platform/embedded/embedded_platform.h"
-#include "platform/embedded/tools/machine_layout.h"
 
 namespace {
 
@@ -55,32 +52,20 @@ void Scan() {
   Require(fresh.size() == kFresh, "ten dumps that are not recorded");
 }
 
-class Machine {
+/// Its folder of dumps, and the marker that records them.
+class ScannedMachine {
  public:
-  Machine() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "varnel-bench-XXXXXX").string();
-    Require(::mkdtemp(pattern.data()) != nullptr, "mkdtemp");
-    folder_ = pattern;
-    Require(embedded::NewMachine(folder_ + "/m").ok(), "a new machine");
-    auto opened = embedded::EmbeddedPlatform::Open(folder_ + "/m");
-    Require(opened.ok(), "the machine");
-    platform_ = std::move(opened.value());
-    in_force_ = std::make_unique<platform::ScopedPlatform>(&platform_->record());
+  ScannedMachine() {
     WriteDumps();
     Record();
-  }
-  ~Machine() {
-    in_force_.reset();
-    platform_.reset();
-    std::filesystem::remove_all(folder_);
   }
 
   const std::vector<std::string>& host_files() const { return host_files_; }
   /// A scan's reads and their bytes.
   std::pair<std::uint64_t, std::uint64_t> CountedScan() {
     embedded::Environment environment;
-    CountingFiles files(platform_->machine(), &environment);
-    platform::Platform counted = platform_->record();
+    CountingFiles files(machine_.platform().machine(), &environment);
+    platform::Platform counted = machine_.platform().record();
     counted.files = &files;
     const platform::ScopedPlatform in_force(&counted);
     Scan();
@@ -90,10 +75,8 @@ class Machine {
  private:
   void WriteDumps() {
     Require(CrashDumpConfigManager().SetCrashDumpEnabled(3) == 0, "SetCrashDumpEnabled");
-    const std::string folder = folder_ + "/m/C/Windows/Minidump";
-    std::filesystem::create_directories(folder);
     for (unsigned i = 0; i < kDumps; ++i) {
-      host_files_.push_back(folder + "/" + std::to_string(100'000 + i) + ".dmp");
+      host_files_.push_back(machine_.HostPath(std::to_string(100'000 + i) + ".dmp"));
       const int file = ::open(host_files_.back().c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0666);
       Require(file >= 0 && ::write(file, &i, sizeof i) == sizeof i, "a dump");
       Require(::ftruncate(file, static_cast<off_t>(kDumpSize)) == 0, "a dump's size");
@@ -111,10 +94,8 @@ class Machine {
     Require(manager.WriteMarkerFile(kProduct, kMarker, identities) == 0, "WriteMarkerFile");
   }
 
-  std::string folder_;
+  const bench::BenchMachine machine_;
   std::vector<std::string> host_files_;
-  std::unique_ptr<embedded::EmbeddedPlatform> platform_;
-  std::unique_ptr<platform::ScopedPlatform> in_force_;
 };
 
 void BareReads(const std::vector<std::string>& files) {
@@ -140,7 +121,7 @@ std::string Decimal(double value, const char* unit) {
 }  // namespace
 
 int main() {
-  Machine machine;
+  ScannedMachine machine;
   const auto [calls, bytes] = machine.CountedScan();
   const double reads = static_cast<double>(calls) / kDumps;
   const double kib = static_cast<double>(bytes) / 1024 / kDumps;
