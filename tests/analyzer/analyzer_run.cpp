@@ -2,11 +2,11 @@
 
 #include <cjson/cJSON.h>
 
-#include <cstring>
 #include <memory>
 
 #include "analyzer/bsod_analyzer.h"
 #include "formats/text_encoding.h"
+#include "tests/support/dump_bytes.h"
 
 namespace varnel::testing {
 namespace {
@@ -41,10 +41,6 @@ void Tell(std::uint8_t success, const std::string& report, const std::string& er
   if (*teller.on_told) (*teller.on_told)(teller.run->told.back());
 }
 
-void Put(std::string* bytes, std::size_t offset, std::uint64_t value, std::size_t size) {
-  std::memcpy(bytes->data() + offset, &value, size);
-}
-
 }  // namespace
 
 AnalyzerRun RunTheAnalyzer(const std::u16string& product, const std::function<void(const ToldDump&)>& on_told) {
@@ -69,19 +65,11 @@ ToldDump FromToldLine(const std::string& line) {
 }
 
 std::string HeaderOnlyDump(std::uint32_t number) {
-  std::string bytes;
-  while (bytes.size() < 0x2000) bytes += "PAGE";
-  bytes.replace(4, 4, "DU64");
-  Put(&bytes, 0x08, 15, 4);
-  Put(&bytes, 0x0C, 19041, 4);
-  Put(&bytes, 0x30, 0x8664, 4);
-  Put(&bytes, 0x34, 1, 4);
-  Put(&bytes, 0x38, 0xE2, 4);
-  for (std::size_t i = 0; i < 4; ++i) Put(&bytes, 0x40 + i * 8, number, 8);
-  Put(&bytes, 0xF98, 3, 4);
-  Put(&bytes, 0xFA8, 133'000'000'000'000'000, 8);
-  Put(&bytes, 0x1030, 600'000'000, 8);
-  return bytes;
+  support::GrowingBytes header = support::MakeDumpHeader(3);
+  for (std::size_t i = 0; i < 4; ++i) header.Put<std::uint64_t>(0x40 + i * 8, number);
+  header.Put<std::uint64_t>(0xFA8, 133'000'000'000'000'000);
+  header.Put<std::uint64_t>(0x1030, 600'000'000);
+  return support::AsText(header);
 }
 
 }  // namespace varnel::testing

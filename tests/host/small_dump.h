@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/dump_bytes.h"
+
 namespace varnel::host {
 
 using DumpBytes = std::vector<std::byte>;
@@ -20,10 +22,6 @@ void PutAt(DumpBytes* bytes, std::size_t at, T value) {
   std::memcpy(bytes->data() + at, &value, sizeof(T));
 }
 
-inline void PutText(DumpBytes* bytes, std::size_t at, std::string_view text) {
-  for (const char c : text) PutAt(bytes, at++, c);
-}
-
 inline void PutWide(DumpBytes* bytes, std::size_t at, std::u16string_view text) {
   for (const char16_t c : text) {
     PutAt(bytes, at, c);
@@ -31,48 +29,37 @@ inline void PutWide(DumpBytes* bytes, std::size_t at, std::u16string_view text) 
   }
 }
 
-/// What a writer leaves where it writes nothing.
-inline DumpBytes Filler(std::size_t size) {
-  DumpBytes bytes;
-  while (bytes.size() < size) PutText(&bytes, bytes.size(), "PAGE");
-  return bytes;
-}
-
 /// A header of a 64-bit dump. Stop code 0x1000007E, build 19041, two processors, up for 3.5 s.
 inline DumpBytes HeaderOf(std::uint32_t dump_type, std::uint32_t machine = 0x8664) {
-  DumpBytes bytes = Filler(0x2000);
-  PutText(&bytes, 0, "PAGEDU64");
-  PutAt<std::uint32_t>(&bytes, 0x8, 0xF);
-  PutAt<std::uint32_t>(&bytes, 0xC, 19041);
-  PutAt<std::uint64_t>(&bytes, 0x10, 0x1AD000);
-  PutAt<std::uint64_t>(&bytes, 0x20, 0xFFFFF80000001000);
-  PutAt<std::uint64_t>(&bytes, 0x28, 0xFFFFF80000002000);
-  PutAt<std::uint32_t>(&bytes, 0x30, machine);
-  PutAt<std::uint32_t>(&bytes, 0x34, 2);
-  PutAt<std::uint32_t>(&bytes, 0x38, 0x1000007E);
-  for (std::uint64_t i = 0; i < 4; ++i) PutAt<std::uint64_t>(&bytes, 0x40 + 8 * i, i + 1);
-  PutAt<std::uint32_t>(&bytes, 0x348 + 0x30, 0x10000F);            // which registers there are
-  PutAt<std::uint64_t>(&bytes, 0x348 + 0x98, 0xFFFF800000000010);  // rsp
-  PutAt<std::uint64_t>(&bytes, 0x348 + 0xF8, 0xFFFFF80000100123);  // rip
-  PutAt<std::uint32_t>(&bytes, 0xF98, dump_type);
-  PutAt<std::uint64_t>(&bytes, 0xFA8, 132'583'535'027'654'321);  // 2021-02-21
-  PutAt<std::uint64_t>(&bytes, 0x1030, 35'000'000);
-  PutAt<std::uint32_t>(&bytes, 0x1040, 1);
-  return bytes;
+  support::GrowingBytes bytes = support::MakeDumpHeader(dump_type);
+  bytes.Put<std::uint32_t>(0xC, 19041);
+  bytes.Put<std::uint64_t>(0x20, 0xFFFFF80000001000);
+  bytes.Put<std::uint64_t>(0x28, 0xFFFFF80000002000);
+  bytes.Put<std::uint32_t>(0x30, machine);
+  bytes.Put<std::uint32_t>(0x34, 2);
+  bytes.Put<std::uint32_t>(0x38, 0x1000007E);
+  for (std::uint64_t i = 0; i < 4; ++i) bytes.Put<std::uint64_t>(0x40 + 8 * i, i + 1);
+  bytes.Put<std::uint32_t>(0x348 + 0x30, 0x10000F);            // which registers there are
+  bytes.Put<std::uint64_t>(0x348 + 0x98, 0xFFFF800000000010);  // rsp
+  bytes.Put<std::uint64_t>(0x348 + 0xF8, 0xFFFFF80000100123);  // rip
+  bytes.Put<std::uint64_t>(0xFA8, 132'583'535'027'654'321);    // 2021-02-21
+  bytes.Put<std::uint64_t>(0x1030, 35'000'000);
+  bytes.Put<std::uint32_t>(0x1040, 1);
+  return bytes.bytes();
 }
 
 /// A header of a 32-bit dump of an x86.
 inline DumpBytes HeaderOf32Bits() {
-  DumpBytes bytes = Filler(0x1000);
-  PutText(&bytes, 0, "PAGEDUMP");
-  PutAt<std::uint32_t>(&bytes, 0x8, 0xC);
-  PutAt<std::uint32_t>(&bytes, 0xC, 7601);
-  PutAt<std::uint32_t>(&bytes, 0x20, 0x14C);
-  PutAt<std::uint32_t>(&bytes, 0x24, 1);
-  PutAt<std::uint32_t>(&bytes, 0x28, 0xA);
-  for (std::uint32_t i = 0; i < 4; ++i) PutAt<std::uint32_t>(&bytes, 0x2C + 4 * i, 0x10 * (i + 1));
-  PutAt<std::uint32_t>(&bytes, 0xF88, 1);
-  return bytes;
+  support::GrowingBytes bytes = support::FillerBytes(0x1000);
+  bytes.PutText(0, "PAGEDUMP");
+  bytes.Put<std::uint32_t>(0x8, 0xC);
+  bytes.Put<std::uint32_t>(0xC, 7601);
+  bytes.Put<std::uint32_t>(0x20, 0x14C);
+  bytes.Put<std::uint32_t>(0x24, 1);
+  bytes.Put<std::uint32_t>(0x28, 0xA);
+  for (std::uint32_t i = 0; i < 4; ++i) bytes.Put<std::uint32_t>(0x2C + 4 * i, 0x10 * (i + 1));
+  bytes.Put<std::uint32_t>(0xF88, 1);
+  return bytes.bytes();
 }
 
 /// A small dump. Its stack lies at 0xFFFF800000000000, 0x40 bytes: from 0x10 on a value in ntoskrnl.exe, one in no

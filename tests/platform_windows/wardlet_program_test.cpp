@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "platform/platform.h"
+#include "tests/support/dump_bytes.h"
 #include "tests/support/etl_bytes.h"
 
 namespace varnel::host {
@@ -50,16 +51,6 @@ void SetSmallDumps() {
                                                     static_cast<std::uint32_t>((folder.size() + 1) * 2)),
             0u);
   platform::RegistryPort().RegCloseKey(key);
-}
-
-/// The header of a dump and nothing behind it.
-std::string DumpHeader() {
-  std::string bytes;
-  while (bytes.size() < 0x2000) bytes += "PAGE";
-  bytes.replace(4, 4, "DU64");
-  bytes.replace(0x30, 4, std::string("\x64\x86\0\0", 4));
-  bytes.replace(0xF98, 4, std::string("\x03\0\0\0", 4));
-  return bytes;
 }
 
 unsigned CountOf(const std::string& text, const std::string& part) {
@@ -239,7 +230,7 @@ TEST_F(WardletProgram, RunsInSilenceUntilItIsIdle) {
 // Wine's debugger engine opens no dump: each one fails in each pass.
 TEST_F(WardletProgram, ComesToItsEndOverAFolderOfDumpsWhoseEngineKnowsLittle) {
   SetSmallDumps();
-  WriteFile("C:\\Windows\\Minidump\\one.dmp", DumpHeader());
+  WriteFile("C:\\Windows\\Minidump\\one.dmp", support::AsText(support::MakeDumpHeader(3)));
   WriteFile("C:\\Windows\\Minidump\\two.dmp", "no dump at all");
   const std::size_t before = ReadFile(kLog).size();
   const Outcome outcome = RunWardlet({"run", "--idle-exit", "3"});

@@ -21,9 +21,18 @@ void GrowingBytes::PutBytes(std::size_t offset, std::span<const std::byte> bytes
   std::copy(bytes.begin(), bytes.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(offset));
 }
 
+std::string AsText(const GrowingBytes& bytes) {
+  return {reinterpret_cast<const char*>(bytes.bytes().data()), bytes.size()};
+}
+
+GrowingBytes FillerBytes(std::size_t size) {
+  GrowingBytes out(size);
+  for (std::size_t at = 0; at < size; at += 4) out.PutText(at, "PAGE");
+  return out;
+}
+
 GrowingBytes MakeDumpHeader(std::uint32_t type) {
-  GrowingBytes out(0x2000);
-  for (std::size_t at = 0; at < 0x2000; at += 4) out.PutText(at, "PAGE");
+  GrowingBytes out = FillerBytes(0x2000);
   out.PutText(4, "DU64");
   out.Put<std::uint32_t>(0x08, 15);
   out.Put<std::uint32_t>(0x0C, 22631);

@@ -35,7 +35,12 @@ class GrowingBytes {
   std::vector<std::byte> bytes_;
 };
 
-/// The 8192 bytes of an x64's header: signatures, machine and type set, one processor, all else the text "PAGE".
+/// For what writes files from text.
+std::string AsText(const GrowingBytes& bytes);
+
+/// The text "PAGE" over and over, which a writer of dumps leaves where it writes nothing.
+GrowingBytes FillerBytes(std::size_t size);
+/// The 8192 bytes of an x64's header: signatures, machine and type set, one processor, all else filler.
 GrowingBytes MakeDumpHeader(std::uint32_t type);
 /// The debugger's block of 0x3A0 bytes with its tag, size and the offsets of a made-up layout (named below).
 GrowingBytes MakeDebuggerData();
