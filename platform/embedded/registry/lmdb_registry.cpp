@@ -43,11 +43,10 @@ bool IsRootOrHive(const KeyRef& key) {
   return key.place.parent == kNoKey || key.place.parent == kMachineRoot || key.place.parent == kUsersRoot;
 }
 
-// Opens or makes each key of the path. What stands directly below a root can't be made.
+// Opens or makes each key of the path from one that is there. What stands directly below a root can't be made.
 std::uint32_t CreatePath(KeyTree* tree, const KeyRef& from, std::u16string_view path, bool is_volatile, KeyRef* key,
                          bool* is_new) {
-  KeyRecord record;
-  std::uint32_t error = tree->ReadKey(from, &record);
+  std::uint32_t error = kErrorSuccess;
   *key = from;
   *is_new = false;
   for (const std::u16string_view name : SplitKeyPath(path)) {
@@ -129,12 +128,8 @@ std::uint32_t LmdbRegistry::ResolveWith(HKEY handle, std::uint32_t rights, std::
 std::uint32_t LmdbRegistry::OpenExisting(RegistryKey& from, std::u16string_view path, std::uint32_t access,
                                          HKEY* result) {
   KeyRef found;
-  const std::uint32_t error = from.store().Read([&](Transaction& view) -> std::uint32_t {
-    KeyTree tree(&view, from.store().hash());
-    KeyRecord record;
-    const std::uint32_t there = tree.ReadKey(from.ref(), &record);
-    return there != kErrorSuccess ? there : tree.FindPath(from.ref(), path, &found);
-  });
+  const std::uint32_t error =
+      from.Read([&](KeyTree& tree, Transaction&) { return tree.FindPath(from.ref(), path, &found); });
   return error == kErrorSuccess ? HandOut(from.shared_store(), found, access, result) : error;
 }
 
@@ -165,8 +160,7 @@ std::uint32_t LmdbRegistry::RegCreateKeyExW(HKEY key, const char16_t* sub_key, s
     if (error != kErrorFileNotFound) return error;
     KeyRef made;
     bool is_new = false;
-    error = from->store().Write([&](Transaction& change) {
-      KeyTree tree(&change, from->store().hash());
+    error = from->Write([&](KeyTree& tree, Transaction&) {
       return CreatePath(&tree, from->ref(), sub_key, (options & kRegOptionVolatile) != 0, &made, &is_new);
     });
     if (error != kErrorSuccess) return error;
@@ -189,12 +183,9 @@ std::uint32_t LmdbRegistry::RegDeleteKeyW(HKEY key, const char16_t* sub_key) {
     if (error == kErrorSuccess && sub_key == nullptr) error = kErrorInvalidParameter;
     if (error == kErrorSuccess) error = CheckPath(Path(sub_key));
     if (error != kErrorSuccess) return error;
-    return from->store().Write([&](Transaction& change) -> std::uint32_t {
-      KeyTree tree(&change, from->store().hash());
-      KeyRecord record;
+    return from->Write([&](KeyTree& tree, Transaction&) -> std::uint32_t {
       KeyRef target;
-      std::uint32_t result = tree.ReadKey(from->ref(), &record);
-      if (result == kErrorSuccess) result = tree.FindPath(from->ref(), sub_key, &target);
+      std::uint32_t result = tree.FindPath(from->ref(), sub_key, &target);
       if (result != kErrorSuccess) return result;
       std::uint32_t below = 0;
       result = tree.Count(target.id, RecordTag::kKey, &below);
@@ -212,12 +203,9 @@ std::uint32_t LmdbRegistry::RegDeleteTreeW(HKEY key, const char16_t* sub_key) {
     std::uint32_t error = ResolveWith(key, whole ? 0 : kKeyQueryValue | kKeySetValue | kKeyEnumerateSubKeys, &from);
     if (error == kErrorSuccess) error = CheckPath(Path(sub_key));
     if (error != kErrorSuccess) return error;
-    return from->store().Write([&](Transaction& change) -> std::uint32_t {
-      KeyTree tree(&change, from->store().hash());
-      KeyRecord record;
+    return from->Write([&](KeyTree& tree, Transaction&) -> std::uint32_t {
       KeyRef target;
-      std::uint32_t result = tree.ReadKey(from->ref(), &record);
-      if (result == kErrorSuccess) result = tree.FindPath(from->ref(), Path(sub_key), &target);
+      std::uint32_t result = tree.FindPath(from->ref(), Path(sub_key), &target);
       if (result != kErrorSuccess) return result;
       if (whole ? IsRootOrHive(target) : target.place.parent == kNoKey) return kErrorAccessDenied;
       result = tree.DeleteBelow(target.id);
@@ -232,10 +220,7 @@ std::uint32_t LmdbRegistry::RegFlushKey(HKEY key) {
     std::shared_ptr<RegistryKey> from;
     std::uint32_t error = ResolveWith(key, kKeyQueryValue, &from);
     if (error != kErrorSuccess) return error;
-    error = from->store().Read([&](Transaction& view) {
-      KeyRecord record;
-      return KeyTree(&view, from->store().hash()).ReadKey(from->ref(), &record);
-    });
+    error = from->Read([](KeyTree&, Transaction&) { return kErrorSuccess; });
     return error == kErrorSuccess ? from->store().Flush() : error;
   });
 }

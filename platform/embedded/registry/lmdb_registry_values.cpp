@@ -77,13 +77,10 @@ std::uint32_t LmdbRegistry::RegQueryValueExW(HKEY handle, const char16_t* name, 
     std::shared_ptr<RegistryKey> key;
     const std::uint32_t error = ResolveWith(handle, kKeyQueryValue, &key);
     if (error != kErrorSuccess) return error;
-    return key->store().Read([&](Transaction& view) -> std::uint32_t {
-      KeyTree tree(&view, key->store().hash());
-      KeyRecord owner;
+    return key->Read([&](KeyTree& tree, Transaction&) -> std::uint32_t {
       RecordPlace place;
       ValueRecord value;
-      std::uint32_t result = tree.ReadKey(key->ref(), &owner);
-      if (result == kErrorSuccess) result = tree.FindValue(key->ref().id, Name(name), &place, &value);
+      const std::uint32_t result = tree.FindValue(key->ref().id, Name(name), &place, &value);
       if (result != kErrorSuccess) return result;
       if (type != nullptr) *type = value.type;
       return GiveData(value, data, data_size);
@@ -111,12 +108,7 @@ std::uint32_t LmdbRegistry::RegDeleteValueW(HKEY handle, const char16_t* name) {
     std::shared_ptr<RegistryKey> key;
     const std::uint32_t error = ResolveWith(handle, kKeySetValue, &key);
     if (error != kErrorSuccess) return error;
-    return key->store().Write([&](Transaction& change) -> std::uint32_t {
-      KeyTree tree(&change, key->store().hash());
-      KeyRecord owner;
-      const std::uint32_t there = tree.ReadKey(key->ref(), &owner);
-      return there != kErrorSuccess ? there : tree.DeleteValue(key->ref().id, Name(name));
-    });
+    return key->Write([&](KeyTree& tree, Transaction&) { return tree.DeleteValue(key->ref().id, Name(name)); });
   });
 }
 
@@ -129,14 +121,10 @@ std::uint32_t LmdbRegistry::RegEnumValueW(HKEY handle, std::uint32_t index, char
     const std::uint32_t error = ResolveWith(handle, kKeyQueryValue, &key);
     if (error != kErrorSuccess) return error;
     const std::lock_guard lock(key->listing_mutex);
-    return key->store().Read([&](Transaction& view) -> std::uint32_t {
-      KeyTree tree(&view, key->store().hash());
-      KeyRecord owner;
+    return key->Read([&](KeyTree& tree, Transaction& view) -> std::uint32_t {
       ValueRecord value;
-      std::uint32_t result = tree.ReadKey(key->ref(), &owner);
-      if (result == kErrorSuccess) {
-        result = Refresh(view, &key->values, [&](auto* items) { return tree.ListValues(key->ref().id, items); });
-      }
+      std::uint32_t result =
+          Refresh(view, &key->values, [&](auto* items) { return tree.ListValues(key->ref().id, items); });
       if (result != kErrorSuccess) return result;
       if (index >= key->values.items.size()) return kErrorNoMoreItems;
       result = ReadValueAt(view, key->values.items[index], &value);
@@ -157,13 +145,9 @@ std::uint32_t LmdbRegistry::RegEnumKeyExW(HKEY handle, std::uint32_t index, char
     const std::uint32_t error = ResolveWith(handle, kKeyEnumerateSubKeys, &key);
     if (error != kErrorSuccess) return error;
     const std::lock_guard lock(key->listing_mutex);
-    return key->store().Read([&](Transaction& view) -> std::uint32_t {
-      KeyTree tree(&view, key->store().hash());
-      KeyRecord owner;
-      std::uint32_t result = tree.ReadKey(key->ref(), &owner);
-      if (result == kErrorSuccess) {
-        result = Refresh(view, &key->sub_keys, [&](auto* items) { return tree.ListSubKeys(key->ref().id, items); });
-      }
+    return key->Read([&](KeyTree& tree, Transaction& view) -> std::uint32_t {
+      const std::uint32_t result =
+          Refresh(view, &key->sub_keys, [&](auto* items) { return tree.ListSubKeys(key->ref().id, items); });
       if (result != kErrorSuccess) return result;
       if (index >= key->sub_keys.items.size()) return kErrorNoMoreItems;
       return GiveName(key->sub_keys.items[index].name, name, name_length) ? kErrorSuccess : kErrorMoreData;
@@ -176,13 +160,10 @@ std::uint32_t LmdbRegistry::RegQueryInfoKeyW(HKEY handle, std::uint32_t* sub_key
     std::shared_ptr<RegistryKey> key;
     const std::uint32_t error = ResolveWith(handle, kKeyQueryValue, &key);
     if (error != kErrorSuccess) return error;
-    return key->store().Read([&](Transaction& view) -> std::uint32_t {
-      KeyTree tree(&view, key->store().hash());
-      KeyRecord owner;
+    return key->Read([&](KeyTree& tree, Transaction&) -> std::uint32_t {
       std::uint32_t sub_keys = 0;
       std::uint32_t values = 0;
-      std::uint32_t result = tree.ReadKey(key->ref(), &owner);
-      if (result == kErrorSuccess) result = tree.Count(key->ref().id, RecordTag::kKey, &sub_keys);
+      std::uint32_t result = tree.Count(key->ref().id, RecordTag::kKey, &sub_keys);
       if (result == kErrorSuccess) result = tree.Count(key->ref().id, RecordTag::kValue, &values);
       if (result != kErrorSuccess) return result;
       if (sub_key_count != nullptr) *sub_key_count = sub_keys;

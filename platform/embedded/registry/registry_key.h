@@ -30,12 +30,31 @@ class RegistryKey : public Object {
   const KeyRef& ref() const { return key_; }
   bool Grants(std::uint32_t rights) const { return (access_ & rights) == rights; }
 
+  /// Runs `body` (std::uint32_t(KeyTree&, Transaction&)) as one transaction in which the key is there, with the store's
+  /// results; 1018 when it is gone.
+  template <typename Body>
+  std::uint32_t Read(Body&& body) const {
+    return store_->Read([&](Transaction& view) { return Within(view, body); });
+  }
+  template <typename Body>
+  std::uint32_t Write(Body&& body) const {
+    return store_->Write([&](Transaction& change) { return Within(change, body); });
+  }
+
   std::mutex listing_mutex;
   Listing<NamedPlace> sub_keys;  // guarded by listing_mutex
   Listing<RecordPlace> values;   // guarded by listing_mutex
   ValueBindings bindings;        // the store's own matter, guarded by the lock of its cells
 
  private:
+  template <typename Body>
+  std::uint32_t Within(Transaction& transaction, Body& body) const {
+    KeyTree tree(&transaction, store_->hash());
+    KeyRecord record;
+    const std::uint32_t error = tree.ReadKey(key_, &record);
+    return error != platform::kErrorSuccess ? error : body(tree, transaction);
+  }
+
   const std::shared_ptr<RegistryStore> store_;
   const KeyRef key_;
   const std::uint32_t access_;
