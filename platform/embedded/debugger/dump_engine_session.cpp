@@ -10,24 +10,10 @@ using platform::HRESULT;
 
 constexpr std::uint32_t kEndReentrant = 3;  // the last of the ways to end; for a dump they are all one
 
-HRESULT ResultOf(formats::DumpProblem problem) {
-  switch (problem) {
-    case formats::DumpProblem::kNone:
-      return results::kOk;
-    case formats::DumpProblem::kNotADump:
-      return results::kBadFormat;
-    case formats::DumpProblem::kRanges:
-    case formats::DumpProblem::kUnknownType:
-      return results::kNotImplemented;
-    default:
-      return results::kFileCorrupt;
-  }
-}
-
 HRESULT Load(std::shared_ptr<const formats::DumpSource> source, std::unique_ptr<DebugTarget>* target) noexcept {
   try {
     formats::OpenedDump opened = formats::KernelDump::Open(std::move(source));
-    if (!opened.ok()) return ResultOf(opened.problem);
+    if (!opened.ok()) return results::OfDump(opened.problem);
     *target = std::make_unique<DebugTarget>(std::move(opened.dump));
     return results::kOk;
   } catch (...) {

@@ -45,17 +45,6 @@ class MachineDump final : public formats::DumpSource {
   std::unique_ptr<MappedDump> map_;
 };
 
-HRESULT ResultOf(formats::DumpProblem problem) {
-  switch (problem) {
-    case formats::DumpProblem::kNone:
-      return results::kOk;
-    case formats::DumpProblem::kNotADump:
-      return results::kBadFormat;
-    default:
-      return results::kFileCorrupt;
-  }
-}
-
 /// A call that failed without telling why has failed.
 HRESULT FailureOf(std::uint32_t error) {
   return error == platform::kErrorSuccess ? results::kFail : results::OfWin32(error);
@@ -78,7 +67,7 @@ HRESULT OpenDump(platform::Files* files, platform::System* system, const char16_
   try {
     formats::DumpHeader header;
     HRESULT result = dump->Map();
-    if (result == results::kOk) result = ResultOf(formats::ReadDumpHeader(*dump, &header));
+    if (result == results::kOk) result = results::OfDump(formats::ReadDumpHeader(*dump, &header));
     if (result == results::kOk) *source = std::move(dump);
     return result;
   } catch (const std::bad_alloc&) {

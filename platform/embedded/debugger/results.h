@@ -1,6 +1,7 @@
 // The results that the debugger engine gives besides success.
 #pragma once
 
+#include "formats/dump/dump_problem.h"
 #include "platform/debugger/types.h"
 
 namespace varnel::embedded::results {
@@ -26,5 +27,20 @@ inline constexpr HRESULT kInvalidArgument = Of(0x80070057);
 inline constexpr HRESULT kReadFault = Of(0x8007001E);    // memory that the dump does not have
 inline constexpr HRESULT kBadFormat = Of(0x8007000B);    // no kernel dump
 inline constexpr HRESULT kFileCorrupt = Of(0x80070570);  // a kernel dump that can't be used
+
+/// Why a dump can't be opened. Forms that public readers do not agree on are refused by their own result.
+constexpr HRESULT OfDump(formats::DumpProblem problem) {
+  switch (problem) {
+    case formats::DumpProblem::kNone:
+      return kOk;
+    case formats::DumpProblem::kNotADump:
+      return kBadFormat;
+    case formats::DumpProblem::kRanges:
+    case formats::DumpProblem::kUnknownType:
+      return kNotImplemented;
+    default:
+      return kFileCorrupt;
+  }
+}
 
 }  // namespace varnel::embedded::results
