@@ -8,37 +8,17 @@
 namespace varnel {
 namespace {
 
-std::int32_t StartSettings(CrashDumpConfigManager* manager, const CrashDumpConfig& config) {
-  std::int32_t result = kHresultOk;
-  if (WritesNoDumps(config)) result = manager->EnableMinidump(u"%SystemRoot%\\Minidump", kSetupKeptDumps);
-  if (result < 0) {
-    WrapLogPrint(LOG_ERROR, u"[Error] EnableMinidump failed: 0x%08X\n", result);
-    return result;
-  }
-  result = manager->SetLogEvent(1);
-  if (result < 0) {
-    WrapLogPrint(LOG_ERROR, u"[Error] SetLogEvent failed: 0x%08X\n", result);
-    return result;
-  }
-  result = manager->SetAutoReboot(1);
-  if (result < 0) WrapLogPrint(LOG_ERROR, u"[Error] SetAutoReboot failed: 0x%08X\n", result);
-  return result < 0 ? result : kHresultOk;
-}
+constexpr const char16_t* kStepNames[] = {u"GetCurrentConfig", u"BackupCurrentConfig", u"EnableMinidump",
+                                          u"SetLogEvent", u"SetAutoReboot"};
 
 std::int32_t StartOver(CrashDumpConfigManager* manager, const std::u16string& key_path,
                        std::uint8_t* installConfigFound) {
-  CrashDumpConfig config;
-  std::int32_t result = manager->GetCurrentConfig(&config);
-  if (result < 0) {
-    WrapLogPrint(LOG_ERROR, u"[Error] GetCurrentConfig failed: 0x%08X\n", result);
-    return result;
+  const SetupOutcome outcome = RunSetupSteps(manager, key_path);
+  if (outcome.step > SetupStep::kBackup) *installConfigFound = 1;
+  if (outcome.result < 0) {
+    WrapLogPrint(LOG_ERROR, u"[Error] %s failed: 0x%08X\n", kStepNames[static_cast<int>(outcome.step)], outcome.result);
   }
-  if (result = EnsureBackup(*manager, key_path); result < 0) {
-    WrapLogPrint(LOG_ERROR, u"[Error] BackupCurrentConfig failed: 0x%08X\n", result);
-    return result;
-  }
-  *installConfigFound = 1;
-  return StartSettings(manager, config);
+  return outcome.result;
 }
 
 }  // namespace

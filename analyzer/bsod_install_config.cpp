@@ -17,43 +17,19 @@ using platform::kHkeyLocalMachine;
 
 constexpr std::size_t kKeyPathCapacity = 512;  // characters
 
-/// Dumps, events and restart, with the line of the step that fails.
-std::int32_t InstallSettings(CrashDumpConfigManager* manager, const CrashDumpConfig& config) {
-  std::int32_t result = kHresultOk;
-  if (WritesNoDumps(config)) result = manager->EnableMinidump(u"%SystemRoot%\\Minidump", kSetupKeptDumps);
-  if (result < 0) {
-    WrapLogPrint(LOG_ERROR, u"[SetBsodInstallConfig] Error: Failed to enable minidump (0x%08X)\n", result);
-    return result;
-  }
-  result = manager->SetLogEvent(1);
-  if (result < 0) {
-    WrapLogPrint(LOG_ERROR, u"[SetBsodInstallConfig] Error: Failed to enable event logging (0x%08X)\n", result);
-    return result;
-  }
-  result = manager->SetAutoReboot(1);
-  if (result < 0) {
-    WrapLogPrint(LOG_ERROR, u"[SetBsodInstallConfig] Error: Failed to enable automatic restart (0x%08X)\n", result);
-  }
-  return result < 0 ? result : kHresultOk;
-}
+constexpr const char16_t* kStepNames[] = {u"get current config", u"backup config", u"enable minidump",
+                                          u"enable event logging", u"enable automatic restart"};
 
 std::int32_t InstallOver(CrashDumpConfigManager* manager, const std::u16string& key_path) {
-  CrashDumpConfig config;
-  std::int32_t result = manager->GetCurrentConfig(&config);
-  if (result < 0) {
-    WrapLogPrint(LOG_ERROR, u"[SetBsodInstallConfig] Error: Failed to get current config (0x%08X)\n", result);
-    return result;
-  }
-  if (result = EnsureBackup(*manager, key_path); result < 0) {
-    WrapLogPrint(LOG_ERROR, u"[SetBsodInstallConfig] Error: Failed to backup config (0x%08X)\n", result);
-    return result;
-  }
-  result = InstallSettings(manager, config);
-  if (result >= 0) return result;
+  const SetupOutcome outcome = RunSetupSteps(manager, key_path);
+  if (outcome.result >= 0) return outcome.result;
+  WrapLogPrint(LOG_ERROR, u"[SetBsodInstallConfig] Error: Failed to %s (0x%08X)\n",
+               kStepNames[static_cast<int>(outcome.step)], outcome.result);
+  if (outcome.step <= SetupStep::kBackup) return outcome.result;
   if (const std::int32_t restored = manager->RestoreConfig(kHkeyLocalMachine, key_path); restored < 0) {
     WrapLogPrint(LOG_ERROR, u"[SetBsodInstallConfig] Error: Failed to restore config (0x%08X)\n", restored);
   }
-  return result;
+  return outcome.result;
 }
 
 /// REQUIRES: the analyzer's lock. The manager ends before the lock is left.

@@ -39,10 +39,20 @@ std::u16string ReadMarkerBasePath() {
   return BelowProgramData(text);
 }
 
-std::int32_t IsFirstRun(const std::u16string& base, const std::u16string& productGuid,
-                        const std::u16string& markerFileName, bool* isFirstRun) {
-  *isFirstRun = !MarkerStandsBelow(base, productGuid, markerFileName);
-  return kHresultOk;
+/// `caller` stands in the line that tells a failure.
+std::int32_t IsFirstRun(const std::u16string& productGuid, const std::u16string& markerFileName, bool* isFirstRun,
+                        const char16_t* caller) noexcept {
+  if (isFirstRun == nullptr) return kHresultPointer;
+  *isFirstRun = false;
+  return WithinMemory([&] {
+    const std::u16string base = GetMarkerBasePath();
+    if (base.empty()) {
+      WrapLogPrint(LOG_ERROR, u"[Error] Failed to get marker base path in %s\n", caller);
+      return kHresultFail;
+    }
+    *isFirstRun = !MarkerStandsBelow(base, productGuid, markerFileName);
+    return kHresultOk;
+  });
 }
 
 }  // namespace
@@ -71,26 +81,12 @@ bool MarkerStandsBelow(const std::u16string& base, const std::u16string& product
 
 std::int32_t IsFirstRunNoSymbol(const std::u16string& productGuid, const std::u16string& markerFileName,
                                 bool* isFirstRun) noexcept {
-  if (isFirstRun == nullptr) return kHresultPointer;
-  *isFirstRun = false;
-  return WithinMemory([&] {
-    const std::u16string base = GetMarkerBasePath();
-    if (!base.empty()) return IsFirstRun(base, productGuid, markerFileName, isFirstRun);
-    WrapLogPrint(LOG_ERROR, u"[Error] Failed to get marker base path in IsFirstRunNoSymbol\n");
-    return kHresultFail;
-  });
+  return IsFirstRun(productGuid, markerFileName, isFirstRun, u"IsFirstRunNoSymbol");
 }
 
 std::int32_t IsFirstRunWithSymbol(const std::u16string& productGuid, const std::u16string& markerFileName,
                                   bool* isFirstRun) noexcept {
-  if (isFirstRun == nullptr) return kHresultPointer;
-  *isFirstRun = false;
-  return WithinMemory([&] {
-    const std::u16string base = GetMarkerBasePath();
-    if (!base.empty()) return IsFirstRun(base, productGuid, markerFileName, isFirstRun);
-    WrapLogPrint(LOG_ERROR, u"[Error] Failed to get marker base path in IsFirstRunWithSymbol\n");
-    return kHresultFail;
-  });
+  return IsFirstRun(productGuid, markerFileName, isFirstRun, u"IsFirstRunWithSymbol");
 }
 
 std::u16string CrashDumpConfigManager::GetAnalysisMarkerDirectory(const std::u16string& productGuid) const noexcept {
