@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -233,20 +232,7 @@ TEST_F(AnalyzeBsodEventsTest, AMissingSessionAndMissingProvidersAreToldAndStopNo
 }
 
 TEST_F(AnalyzeBsodEventsTest, ASessionWithBothProvidersIsNotWorthALine) {
-  const auto session = static_cast<std::uint16_t>(machine_.trace.AddSession(u"EventLog-System", u""));
-  machine_.trace.enumerate_guids = [session](std::uint32_t, const void*, std::uint32_t, void* out,
-                                             std::uint32_t out_size, std::uint32_t* needed) -> std::uint32_t {
-    struct {
-      platform::TRACE_GUID_INFO info{1, 0};
-      platform::TRACE_PROVIDER_INSTANCE_INFO instance{0, 1, 0, 0};
-      platform::TRACE_ENABLE_INFO enable{1, 5, 0, 0, 0, 0, 0, 0};
-    } answer;
-    answer.enable.LoggerId = session;
-    *needed = sizeof answer;
-    if (out_size < sizeof answer) return platform::kErrorInsufficientBuffer;
-    std::memcpy(out, &answer, sizeof answer);
-    return 0;
-  };
+  machine_.trace.EnableEveryProviderIn(machine_.trace.AddSession(u"EventLog-System", u""));
   EXPECT_EQ(Analyze(), 0u);
   EXPECT_FALSE(Logged("not exist"));
 }

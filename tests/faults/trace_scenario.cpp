@@ -64,20 +64,7 @@ void SetUpSystemLog(ScriptedMachine* platform) {
   platform->event_log.AddEvent(BootEventXml(kTime - kHour));
   platform->event_log.AddEvent(CrashEventXml(kTime - 2 * kHour));
   platform->event_log.AddEvent(BootEventXml(kTime - 3 * kHour));
-  const auto session = static_cast<std::uint16_t>(platform->trace.AddSession(u"EventLog-System", u""));
-  platform->trace.enumerate_guids = [session](std::uint32_t, const void*, std::uint32_t, void* out,
-                                              std::uint32_t out_size, std::uint32_t* needed) -> std::uint32_t {
-    struct {
-      platform::TRACE_GUID_INFO info{1, 0};
-      platform::TRACE_PROVIDER_INSTANCE_INFO instance{0, 1, 0, 0};
-      platform::TRACE_ENABLE_INFO enable{1, 5, 0, 0, 0, 0, 0, 0};
-    } answer;
-    answer.enable.LoggerId = session;
-    *needed = sizeof answer;
-    if (out_size < sizeof answer) return platform::kErrorInsufficientBuffer;
-    std::memcpy(out, &answer, sizeof answer);
-    return platform::kErrorSuccess;
-  };
+  platform->trace.EnableEveryProviderIn(platform->trace.AddSession(u"EventLog-System", u""));
 }
 
 unsigned CrashesIn(const std::vector<std::string>& texts) {

@@ -50,16 +50,7 @@ inline DumpBytes HeaderOf(std::uint32_t dump_type, std::uint32_t machine = 0x866
 
 /// A header of a 32-bit dump of an x86.
 inline DumpBytes HeaderOf32Bits() {
-  support::GrowingBytes bytes = support::FillerBytes(0x1000);
-  bytes.PutText(0, "PAGEDUMP");
-  bytes.Put<std::uint32_t>(0x8, 0xC);
-  bytes.Put<std::uint32_t>(0xC, 7601);
-  bytes.Put<std::uint32_t>(0x20, 0x14C);
-  bytes.Put<std::uint32_t>(0x24, 1);
-  bytes.Put<std::uint32_t>(0x28, 0xA);
-  for (std::uint32_t i = 0; i < 4; ++i) bytes.Put<std::uint32_t>(0x2C + 4 * i, 0x10 * (i + 1));
-  bytes.Put<std::uint32_t>(0xF88, 1);
-  return bytes.bytes();
+  return support::MakeDumpHeader32(1).bytes();
 }
 
 /// A small dump. Its stack lies at 0xFFFF800000000000, 0x40 bytes: from 0x10 on a value in ntoskrnl.exe, one in no

@@ -45,6 +45,19 @@ GrowingBytes MakeDumpHeader(std::uint32_t type) {
   return out;
 }
 
+GrowingBytes MakeDumpHeader32(std::uint32_t type) {
+  GrowingBytes out = FillerBytes(0x1000);
+  out.PutText(4, "DUMP");
+  out.Put<std::uint32_t>(0x08, 12);
+  out.Put<std::uint32_t>(0x0C, 7601);
+  out.Put<std::uint32_t>(0x20, 0x14C);
+  out.Put<std::uint32_t>(0x24, 1);
+  out.Put<std::uint32_t>(0x28, 0xA);
+  for (std::uint32_t i = 0; i < 4; ++i) out.Put<std::uint32_t>(0x2C + 4 * i, 0x10 * (i + 1));
+  out.Put<std::uint32_t>(0xF88, type);
+  return out;
+}
+
 GrowingBytes MakeDebuggerData() {
   GrowingBytes out(0x3A0);
   out.PutText(0x10, "KDBG");

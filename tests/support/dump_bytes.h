@@ -42,6 +42,8 @@ std::string AsText(const GrowingBytes& bytes);
 GrowingBytes FillerBytes(std::size_t size);
 /// The 8192 bytes of an x64's header: signatures, machine and type set, one processor, all else filler.
 GrowingBytes MakeDumpHeader(std::uint32_t type);
+/// The 4096 bytes of an x86's header, made likewise.
+GrowingBytes MakeDumpHeader32(std::uint32_t type);
 /// The debugger's block of 0x3A0 bytes with its tag, size and the offsets of a made-up layout (named below).
 GrowingBytes MakeDebuggerData();
 /// Scrambles it as a kernel does, with two secrets and the address where it decodes it.
@@ -161,6 +163,7 @@ inline constexpr std::uint64_t kStackLimit = 0xFFFFC00000010000;
 inline constexpr std::uint64_t kStackBase = 0xFFFFC00000016000;
 inline constexpr std::uint64_t kRsp = 0xFFFFC00000015100;
 inline constexpr std::uint64_t kUnloadedArray = 0xFFFFB00100010000;
+inline constexpr std::uint64_t kFirstModule = 0xFFFFB00100020000;  // its entry in the list, the second's 0x1000 above
 }  // namespace made_machine
 
 /// Fills `dump` with that machine; processor 1 crashed. `scramble`: the debugger's block is not plain.

@@ -103,11 +103,10 @@ void MakeMachine(PagedDumpBytes* dump, bool scramble, int levels) {
   dump->Put<std::uint64_t>(machine::kThread + made_layout::kThreadStackLimit, machine::kStackLimit);
   dump->Put<std::uint64_t>(machine::kThread + made_layout::kThreadStackBase, machine::kStackBase);
   dump->Put<std::uint64_t>(machine::kRsp, machine::kKernelBase + 0x1111);
-  const std::uint64_t first = 0xFFFFB00100020000;
-  dump->Put<std::uint64_t>(machine::kModuleListHead + 8, first);
-  AddLiveModule(dump, first, machine::kModuleListHead, machine::kKernelBase, u"\\SystemRoot\\system32\\ntoskrnl.exe",
-                u"ntoskrnl.exe");
-  AddLiveModule(dump, first + 0x1000, first, machine::kDriverBase, u"", u"driver.sys");
+  dump->Put<std::uint64_t>(machine::kModuleListHead + 8, machine::kFirstModule);
+  AddLiveModule(dump, machine::kFirstModule, machine::kModuleListHead, machine::kKernelBase,
+                u"\\SystemRoot\\system32\\ntoskrnl.exe", u"ntoskrnl.exe");
+  AddLiveModule(dump, machine::kFirstModule + 0x1000, machine::kFirstModule, machine::kDriverBase, u"", u"driver.sys");
 }
 
 }  // namespace varnel::support

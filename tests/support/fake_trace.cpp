@@ -213,6 +213,22 @@ std::uint32_t FakeTrace::EnableTraceEx2(TRACEHANDLE handle, const GUID* provider
   return result;
 }
 
+void FakeTrace::EnableEveryProviderIn(TRACEHANDLE session) {
+  enumerate_guids = [session](std::uint32_t, const void*, std::uint32_t, void* out, std::uint32_t out_size,
+                              std::uint32_t* needed) -> std::uint32_t {
+    struct {
+      platform::TRACE_GUID_INFO info{1, 0};
+      platform::TRACE_PROVIDER_INSTANCE_INFO instance{0, 1, 0, 0};
+      platform::TRACE_ENABLE_INFO enable{1, 5, 0, 0, 0, 0, 0, 0};
+    } answer;
+    answer.enable.LoggerId = static_cast<std::uint16_t>(session);
+    *needed = sizeof answer;
+    if (out_size < sizeof answer) return platform::kErrorInsufficientBuffer;
+    std::memcpy(out, &answer, sizeof answer);
+    return platform::kErrorSuccess;
+  };
+}
+
 std::uint32_t FakeTrace::EnumerateTraceGuidsEx(std::uint32_t information_class, const void* in, std::uint32_t in_size,
                                                void* out, std::uint32_t out_size, std::uint32_t* needed) {
   if (!enumerate_guids) return platform::kErrorNotSupported;

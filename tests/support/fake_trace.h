@@ -62,6 +62,8 @@ class FakeTrace : public platform::Trace {
   /// What EnumerateTraceGuidsEx answers; without it 50, not supported.
   std::function<std::uint32_t(std::uint32_t, const void*, std::uint32_t, void*, std::uint32_t, std::uint32_t*)>
       enumerate_guids;
+  /// Answers from now on that every provider is enabled in this one session.
+  void EnableEveryProviderIn(platform::TRACEHANDLE session);
   /// What CloseTrace answers while a ProcessTrace is under way.
   std::uint32_t close_result_while_reading = platform::kErrorSuccess;
 

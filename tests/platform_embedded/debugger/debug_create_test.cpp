@@ -2,13 +2,11 @@
 #include "platform/embedded/debugger/debug_create.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
 
-#include "platform/embedded/embedded_platform.h"
-#include "platform/embedded/tools/machine_layout.h"
+#include "platform_fixture.h"
 #include "small_dump.h"
 
 namespace varnel::embedded {
@@ -16,26 +14,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class DebugLibraries : public ::testing::Test {
+class DebugLibraries : public PlatformFixture {
  protected:
   void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "varnel-engine-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
-    ASSERT_TRUE(NewMachine(folder_ + "/m").ok());
-    auto opened = EmbeddedPlatform::Open(folder_ + "/m");
-    ASSERT_TRUE(opened.ok());
-    platform_ = std::move(opened).value();
-    in_force_ = std::make_unique<platform::ScopedPlatform>(&platform_->record());
-    AddDump(u"a.dmp", 0x1A);
-  }
-  void TearDown() override {
-    in_force_.reset();
-    platform_.reset();
-    fs::remove_all(folder_);
+    PlatformFixture::SetUp();
+    if (!HasFatalFailure()) AddDump(u"a.dmp", 0x1A);
   }
 
-  fs::path Drive() const { return folder_ + "/m/C"; }
   void AddDump(const std::u16string& name, std::uint32_t code) {
     SmallDump dump;
     dump.bug_check = code;
@@ -66,10 +51,6 @@ class DebugLibraries : public ::testing::Test {
     control->Release();
     return code;
   }
-
-  std::string folder_;
-  std::unique_ptr<EmbeddedPlatform> platform_;
-  std::unique_ptr<platform::ScopedPlatform> in_force_;
 };
 
 TEST_F(DebugLibraries, TheSystemsLibraryMakesAnEngineThatReadsTheMachinesDumps) {

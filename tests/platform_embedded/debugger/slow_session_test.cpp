@@ -1,21 +1,15 @@
 // The analyzer's session on the engine, with a dump that takes longer than the session waits.
 #include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <filesystem>
 
 #include "analyzer/debug_engine_session.h"
 #include "platform/embedded/debugger/dump_engine.h"
-#include "platform/embedded/embedded_platform.h"
-#include "platform/embedded/tools/machine_layout.h"
+#include "platform_fixture.h"
 #include "slow_source.h"
 #include "small_dump.h"
 #include "tests/support/dump_file.h"
 
 namespace varnel::embedded {
 namespace {
-
-namespace fs = std::filesystem;
 
 /// Lets the dump come only after the thread that reads it was ended, and that thread time to leave.
 class EndingThreads final : public EmbeddedThreads {
@@ -33,27 +27,19 @@ class EndingThreads final : public EmbeddedThreads {
   int ended_threads = 0;
 };
 
-class SlowSessions : public ::testing::Test {
+class SlowSessions : public PlatformFixture {
  protected:
   void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "varnel-slow-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
-    ASSERT_TRUE(NewMachine(folder_ + "/m").ok());
-    auto opened = EmbeddedPlatform::Open(folder_ + "/m");
-    ASSERT_TRUE(opened.ok());
-    platform_ = std::move(opened).value();
+    PlatformFixture::SetUp();
+    if (HasFatalFailure()) return;
     platform_->record().threads = &threads_;
     platform_->system().libraries().AddProcedure(u"dbgeng.dll", "DebugCreate",
                                                  reinterpret_cast<platform::Procedure>(&Create));
-    in_force_ = std::make_unique<platform::ScopedPlatform>(&platform_->record());
     current_ = this;
   }
   void TearDown() override {
     current_ = nullptr;
-    in_force_.reset();
-    platform_.reset();
-    fs::remove_all(folder_);
+    PlatformFixture::TearDown();
   }
 
   void SetDump(std::vector<std::byte> bytes) {
@@ -74,9 +60,6 @@ class SlowSessions : public ::testing::Test {
   }
 
   static inline SlowSessions* current_ = nullptr;
-  std::string folder_;
-  std::unique_ptr<EmbeddedPlatform> platform_;
-  std::unique_ptr<platform::ScopedPlatform> in_force_;
 };
 
 TEST_F(SlowSessions, ATimeOutOfTheWaitWithoutSymbolsStillGivesAnOpenDump) {
