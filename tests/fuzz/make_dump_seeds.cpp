@@ -75,6 +75,18 @@ std::vector<std::byte> Bitmap(std::uint64_t bits) {
   return out.bytes();
 }
 
+// One of the machine target's: its choices and a record that overwrites a pointer or a number.
+void WriteMachine(const std::string& path, std::uint8_t choices, std::uint8_t structure, std::uint16_t offset,
+                  std::uint64_t value) {
+  GrowingBytes out;
+  out.Put<std::uint8_t>(0, choices);
+  out.Put<std::uint8_t>(1, structure);
+  out.Put<std::uint16_t>(2, offset);
+  out.Put<std::uint8_t>(4, 8);
+  out.Put<std::uint64_t>(5, value);
+  Write(path, out.bytes());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -90,5 +102,14 @@ int main(int argc, char** argv) {
   Write(root + "/dump_bitmap_fuzz/short", Bitmap(64));
   Write(root + "/dump_bitmap_fuzz/long", Bitmap(9000));
   Write(root + "/dump_page_tables_fuzz/pages", Pages());
+  GrowingBytes x86 = MakeDumpHeader32(1);
+  x86.Put<std::uint32_t>(0x64, 2);
+  Write(root + "/dump_file_fuzz/x86", x86.bytes());
+  const std::string machines = root + "/dump_machine_fuzz";
+  WriteMachine(machines + "/runs", 0, 0, 0x1030, 35'000'000);
+  WriteMachine(machines + "/full_list_ends_at_once", 1, 2, 0, made_machine::kModuleListHead);
+  WriteMachine(machines + "/kernel_scrambled_list_of_itself", 2 + 4, 3, 0, made_machine::kFirstModule);
+  WriteMachine(machines + "/five_levels_no_prcb", 2 + 8, 5, 8, 0);
+  WriteMachine(machines + "/unloaded_count", 0, 9, 8, 0x100000007);
   return 0;
 }
