@@ -47,23 +47,29 @@ PeBytes WithIdentity() {
   return bytes.Put(0x940, RsdsRecord({1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}}, 1, "seed.pdb"));
 }
 
-// Three functions: a plain one, one with a frame register in two parts, a trap; the table lies in the second page,
-// where the target's module list tells it to be.
+// Functions: a plain one, one with a frame register in two parts, a trap, and one by way of another's entry. All that
+// tells of them lies in the second page, so that they are found without the headers too, where the target's module list
+// tells the table to be.
 PeBytes WithFunctions() {
-  PeBytes bytes = WithExports();
-  bytes.Put(0xA00,
+  PeSpec spec = SmallSpec();
+  spec.sections = {{".text", 0x1400, 0x400, kCodeSection}, {".rdata", 0x1800, 0x2800}};
+  PeBytes bytes(spec);
+  bytes.Put(0x1A00,
             PeUnwindBytes({1, 0, 7, 0, 0, {UnwindSlot(7, 2, 4), UnwindSlot(3, 0, 12), UnwindSlot(1, 0, 3)}, {}}));
-  bytes.Put(0xA20, PeUnwindBytes({1, 0, 9, 5, 1, {UnwindSlot(9, 3), UnwindSlot(5, 2, 3), UnwindSlot(1, 0, 5)}, {}}));
-  bytes.Put(0xA40, PeUnwindBytes({1, 4, 0, 5, 1, {UnwindSlot(0, 4, 3), 1}, {0x480, 0x500, 0xA20}}));
-  bytes.Put(0xA60, PeUnwindBytes({2, 0, 0, 0, 0, {UnwindSlot(1, 6, 1), UnwindSlot(0, 6), UnwindSlot(0, 10, 1)}, {}}));
-  const Blob table = PeFunctionTable({{0x400, 0x480, 0xA00},
-                                      {0x480, 0x500, 0xA20},
-                                      {0x500, 0x580, 0xA40},
-                                      {0x580, 0x600, 0xA60},
-                                      {0x600, 0x620, 0x1001}});
-  bytes.Put(0x440, {std::byte{0x48}, std::byte{0x83}, std::byte{0xC4}, std::byte{0x28}, std::byte{0xC3}});
-  bytes.Put(0x4FE, {std::byte{0xEB}, std::byte{0x80}});
-  return bytes.Put(0x1000, table).Directory(3, 0x3000, static_cast<std::uint32_t>(table.size()));
+  bytes.Put(0x1A20, PeUnwindBytes({1, 0, 9, 5, 1, {UnwindSlot(9, 3), UnwindSlot(5, 2, 3), UnwindSlot(1, 0, 5)}, {}}));
+  bytes.Put(0x1A40, PeUnwindBytes({1, 4, 0, 5, 1, {UnwindSlot(0, 4, 3), 1}, {0x1480, 0x1500, 0x1A20}}));
+  bytes.Put(0x1A60, PeUnwindBytes({2, 0, 0, 0, 0, {UnwindSlot(1, 6, 1), UnwindSlot(0, 6), UnwindSlot(0, 10, 1)}, {}}));
+  const Blob table = PeFunctionTable({{0x1400, 0x1480, 0x1A00},
+                                      {0x1480, 0x1500, 0x1A20},
+                                      {0x1500, 0x1580, 0x1A40},
+                                      {0x1580, 0x1600, 0x1A60},
+                                      {0x1600, 0x1620, 0x1001}});
+  bytes.Put(0x1440, {std::byte{0x48}, std::byte{0x83}, std::byte{0xC4}, std::byte{0x28}, std::byte{0xC3}});
+  // add rsp, 28h; jmp 1480h, another function
+  bytes.Put(0x1450, {std::byte{0x48}, std::byte{0x83}, std::byte{0xC4}, std::byte{0x28}, std::byte{0xE9},
+                     std::byte{0x27}, std::byte{0}, std::byte{0}, std::byte{0}});
+  bytes.Put(0x14FE, {std::byte{0xEB}, std::byte{0x80}});
+  return bytes.Put(0x1000, table).Directory(3, 0x1000, static_cast<std::uint32_t>(table.size()));
 }
 
 Blob Mask(std::uint32_t missing) {
@@ -74,7 +80,7 @@ Blob Mask(std::uint32_t missing) {
 Blob StackAndImage(const PeBytes& image) {
   ByteWriter out;
   for (std::uint32_t i = 0; i < 0x100; ++i) {
-    const std::uint32_t places[] = {0x410, 0x4A0, 0x520, 0x590, 0x610};
+    const std::uint32_t places[] = {0x1410, 0x14A0, 0x1520, 0x1590, 0x1610};
     out.U64(i % 3 == 2 ? kStack + 8 * i + 0x40 : kImage + places[i % 5]);
   }
   return out.Bytes(image.bytes()).Take();
@@ -97,12 +103,14 @@ int main(int argc, char** argv) {
   Write(images / "functions", Mask(0), WithFunctions().bytes());
   Write(images / "functions-without-a-page", Mask(2), WithFunctions().bytes());
   const Blob whole = StackAndImage(WithFunctions());
-  Write(walks / "plain", Begin(0x410, 0, 0), whole);
-  Write(walks / "epilog", Begin(0x444, 8, 0), whole);
-  Write(walks / "frame-register", Begin(0x4A0, 16, 0), whole);
-  Write(walks / "part", Begin(0x510, 24, 0), whole);
-  Write(walks / "trap", Begin(0x590, 32, 0), whole);
-  Write(walks / "indirect", Begin(0x610, 40, 0), whole);
-  Write(walks / "no-headers", Begin(0x410, 0, 2), whole);
+  Write(walks / "plain", Begin(0x1410, 0, 0), whole);
+  Write(walks / "epilog", Begin(0x1444, 8, 0), whole);
+  Write(walks / "jump-to-another", Begin(0x1450, 8, 0), whole);
+  Write(walks / "jump-to-itself", Begin(0x14FE, 8, 0), whole);
+  Write(walks / "frame-register", Begin(0x14A0, 16, 0), whole);
+  Write(walks / "part", Begin(0x1510, 24, 0), whole);
+  Write(walks / "trap", Begin(0x1590, 32, 0), whole);
+  Write(walks / "indirect", Begin(0x1610, 40, 0), whole);
+  Write(walks / "no-headers", Begin(0x1410, 0, 2), whole);
   return 0;
 }

@@ -23,7 +23,7 @@ class OneImage final : public ImageFinder {
  public:
   std::optional<LoadedImage> ImageAt(std::uint64_t address) const override {
     if (address - kImage >= kImageSize) return std::nullopt;
-    return LoadedImage{kImage, kImageSize, kImage + 0x1000, 120};
+    return LoadedImage{kImage, kImageSize, kImage + 0x1000, 5 * 12};
   }
 };
 
