@@ -6,8 +6,9 @@
 
 namespace varnel::host {
 
-/// To be called once, before anything is read or written: a closed pipe is a failed write and no signal; on Windows the
-/// streams carry bytes as they are and a console shows UTF-8 while this process lives.
+/// To be called once, before anything is read, written or opened: a closed pipe is a failed write and no signal; a
+/// standard stream that the caller has closed fails and never becomes another file; on Windows the streams carry bytes
+/// as they are and a console shows UTF-8 while this process lives.
 void PrepareProcess();
 
 /// The command line in UTF-8, the program's name first. The arguments are main's.
