@@ -45,13 +45,23 @@ class FileSource final : public formats::EtlSource {
   std::ifstream in_;
 };
 
-/// Why a path can't be read, as far as the system tells; empty when it is a file.
-std::string WhyNoFile(const fs::path& path) {
+enum class Wanted { kPlainFile, kAnythingToRead };
+
+/// Why a path can't be read, as far as the system tells; empty when it is what is wanted. Nothing is opened: a pipe
+/// would be waited for.
+std::string WhyNoFile(const fs::path& path, Wanted wanted) {
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
   if (!fs::exists(status)) return error ? ErrorText(error) : "no such file";
   if (fs::is_directory(status)) return "is a folder";
+  if (wanted == Wanted::kPlainFile && !fs::is_regular_file(status)) return "is no plain file";
   return {};
+}
+
+/// Of the opening that just failed.
+std::string WhyNotOpened() {
+  const int error = errno;
+  return error == 0 ? "can't be opened" : ErrorText(std::error_code(error, std::generic_category()));
 }
 
 std::string PlaceAndReason(const formats::Error& error) {
@@ -64,10 +74,14 @@ std::string PlaceAndReason(const formats::Error& error) {
 std::unique_ptr<TraceFile> OpenTraceFile(const std::string& path, std::string_view command, std::FILE* err) {
   auto file = std::make_unique<TraceFile>();
   file->path = path;
-  const std::string reason = WhyNoFile(PathOf(path));
+  if (const std::string reason = WhyNoFile(PathOf(path), Wanted::kPlainFile); !reason.empty()) {
+    TellTrace(err, command, path + ": " + reason);
+    return nullptr;
+  }
+  errno = 0;
   auto source = std::make_unique<FileSource>(PathOf(path));
-  if (!reason.empty() || !source->is_open()) {
-    TellTrace(err, command, path + ": " + (reason.empty() ? std::string("can't be opened") : reason));
+  if (!source->is_open()) {
+    TellTrace(err, command, path + ": " + WhyNotOpened());
     return nullptr;
   }
   formats::EtlReadOptions options;
@@ -97,10 +111,14 @@ void TellDamage(const TraceFile& file, std::string_view command, std::FILE* err)
 }
 
 bool ReadWholeFile(const std::string& path, std::string_view command, std::string* out, std::FILE* err) {
-  const std::string reason = WhyNoFile(PathOf(path));
+  if (const std::string reason = WhyNoFile(PathOf(path), Wanted::kAnythingToRead); !reason.empty()) {
+    TellTrace(err, command, path + ": " + reason);
+    return false;
+  }
+  errno = 0;
   std::ifstream in(PathOf(path), std::ios::binary);
-  if (!reason.empty() || !in.is_open()) {
-    TellTrace(err, command, path + ": " + (reason.empty() ? std::string("can't be opened") : reason));
+  if (!in.is_open()) {
+    TellTrace(err, command, path + ": " + WhyNotOpened());
     return false;
   }
   out->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());

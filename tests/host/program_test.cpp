@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -133,6 +135,63 @@ INSTANTIATE_TEST_SUITE_P(
                     std::vector<std::string>{"machine", "sessions"}, std::vector<std::string>{"machine", "registry"},
                     std::vector<std::string>{"machine", "info"}, std::vector<std::string>{"machine", "emit"},
                     std::vector<std::string>{"machine", "emit", "--file", "temp", "--event", "+0,1"}));
+
+class TakesFiles : public testing::TestWithParam<std::vector<std::string>> {};
+
+TEST_P(TakesFiles, AndRefusesAPipeInsteadOfWaitingForIt) {
+  std::string pattern = testing::TempDir() + "program_test_pipe.XXXXXX";
+  const std::filesystem::path folder = ::mkdtemp(pattern.data());
+  const std::string pipe = folder / "pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  std::vector<std::string> words = GetParam();
+  words.push_back(pipe);
+  const Outcome outcome = RunWardlet(words);
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr(": " + pipe + ": "));
+  std::filesystem::remove_all(folder);
+}
+
+TEST_P(TakesFiles, AndTellsWhyOneThatMayNotBeReadCannotBeOpened) {
+  if (::geteuid() == 0) GTEST_SKIP() << "everything may be read by this user";
+  std::string pattern = testing::TempDir() + "program_test_secret.XXXXXX";
+  const std::filesystem::path folder = ::mkdtemp(pattern.data());
+  const std::string secret = folder / "secret";
+  std::ofstream(secret) << "x";
+  std::filesystem::permissions(secret, std::filesystem::perms::none);
+  std::vector<std::string> words = GetParam();
+  words.push_back(secret);
+  const Outcome outcome = RunWardlet(words);
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr(": " + secret + ": "));
+  EXPECT_THAT(outcome.err, HasSubstr("Permission denied\n"));
+  std::filesystem::remove_all(folder);
+}
+
+INSTANTIATE_TEST_SUITE_P(Program, TakesFiles,
+                         testing::Values(std::vector<std::string>{"trace", "info"},
+                                         std::vector<std::string>{"trace", "cat"},
+                                         std::vector<std::string>{"trace", "gaps"}, std::vector<std::string>{"events"},
+                                         std::vector<std::string>{"crashes"}, std::vector<std::string>{"dump", "info"},
+                                         std::vector<std::string>{"dump", "report"}));
+
+// The number of a closed stream would otherwise be that of the machine's next file.
+TEST(Program, WhatGoesToAClosedOutputLandsInNoFileOfTheMachine) {
+  std::string pattern = testing::TempDir() + "program_test_closed.XXXXXX";
+  const std::filesystem::path folder = ::mkdtemp(pattern.data());
+  const std::string machine = folder / "m";
+  ASSERT_EQ(RunWardlet({"machine", "new", machine}).exit_code, 0);
+  auto child = ChildProcess::Start(
+      {"/bin/sh", "-c", "VARNEL_MACHINE=$1 exec \"$2\" version >&- 2>/dev/null", "sh", machine, VARNEL_WARDLET},
+      ChildProcess::Output::kInherited);
+  ASSERT_TRUE(child.ok());
+  EXPECT_EQ(child.value().Wait(), 1) << "the version was written nowhere";
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(machine)) {
+    if (entry.is_regular_file()) {
+      EXPECT_EQ(ReadAll(entry.path()).find("VarnelWardlet 1."), std::string::npos) << entry.path();
+    }
+  }
+  std::filesystem::remove_all(folder);
+}
 
 TEST(Program, TellsItsVersion) {
   const Outcome outcome = RunWardlet({"--version"});

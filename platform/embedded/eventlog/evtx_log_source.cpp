@@ -34,7 +34,7 @@ std::string Adapted(std::string_view xml) {
 
 formats::Result<std::unique_ptr<LogSource>> EvtxLogSource::Open(const std::string& path,
                                                                 const EvtxHelperOptions& options) {
-  UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat info {};
   if (!fd.valid() || ::fstat(fd.get(), &info) != 0) return formats::Error{path + ": " + std::strerror(errno)};
   if (!S_ISREG(info.st_mode)) return formats::Error{path + ": is no file"};

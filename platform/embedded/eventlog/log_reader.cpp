@@ -20,7 +20,8 @@ bool IsBinaryLog(const std::string& path) {
   using namespace std::string_view_literals;
   constexpr std::string_view kMark = "ElfFile\0"sv;
   constexpr std::string_view kEnding = ".evtx";
-  const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  // Without O_NONBLOCK, here and where a log is opened, a pipe would be waited for.
+  const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   char begin[kMark.size()] = {};
   if (fd.valid() && ::pread(fd.get(), begin, sizeof begin, 0) == static_cast<ssize_t>(sizeof begin) &&
       std::string_view(begin, sizeof begin) == kMark) {

@@ -101,7 +101,7 @@ class Converter {
 
 formats::Result<std::unique_ptr<LogText>> LogText::Open(const std::string& path, const std::string& otherwise) {
   std::unique_ptr<LogText> text(new LogText);
-  text->fd_ = UniqueFd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  text->fd_ = UniqueFd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat info {};
   if (!text->fd_.valid() || ::fstat(text->fd_.get(), &info) != 0) {
     return formats::Error{path + ": " + std::strerror(errno)};
