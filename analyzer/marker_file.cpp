@@ -4,6 +4,7 @@
 
 #include "analyzer/crash_dump_config_manager.h"
 #include "analyzer/dump_identity.h"
+#include "analyzer/marker_paths.h"
 #include "analyzer/marker_text.h"
 #include "analyzer/out_of_memory.h"
 #include "base/file_handle.h"
@@ -39,44 +40,55 @@ std::int32_t ReadOpenMarker(platform::HANDLE file, std::vector<std::u16string>* 
   return kHresultOk;
 }
 
+std::vector<std::u16string> MarkerLines(const std::vector<std::u16string>& identities) {
+  std::vector<std::u16string> lines;
+  lines.reserve(identities.size());
+  for (const std::u16string& identity : identities) lines.push_back(MarkerLine(identity));
+  return lines;
+}
+
+std::int32_t WriteOpenMarker(platform::HANDLE file, const std::vector<std::u16string>& lines) {
+  std::uint32_t written = 0;
+  FilesPort().WriteFile(file, &kByteOrderMark, sizeof kByteOrderMark, &written, nullptr);
+  for (const std::u16string& line : lines) {
+    const auto size = static_cast<std::uint32_t>(line.size() * sizeof(char16_t));
+    if (!FilesPort().WriteFile(file, line.data(), size, &written, nullptr)) return LastErrorAsHresult();
+  }
+  return kHresultOk;
+}
+
 }  // namespace
 
 std::int32_t CrashDumpConfigManager::ReadMarkerFile(const std::u16string& productGuid,
                                                     const std::u16string& markerFileName,
                                                     TextList* identities) const noexcept {
   identities->clear();
-  const std::u16string path = GetMarkerFilePath(productGuid, markerFileName);
-  const FileHandle file(FilesPort().CreateFileW(path.c_str(), platform::kGenericRead, platform::kFileShareRead,
-                                                platform::kOpenExisting, platform::kFileAttributeNormal));
-  if (!file.valid()) {
+  return WithinMemory([&] {
+    const std::u16string path = MarkerFileOf(productGuid, markerFileName);
+    const FileHandle file(FilesPort().CreateFileW(path.c_str(), platform::kGenericRead, platform::kFileShareRead,
+                                                  platform::kOpenExisting, platform::kFileAttributeNormal));
+    if (file.valid()) return ReadOpenMarker(file.get(), identities);
     const std::uint32_t error = SystemPort().GetLastError();
     const bool absent = error == platform::kErrorFileNotFound || error == platform::kErrorPathNotFound;
     return absent ? kHresultOk : HresultOf(error);
-  }
-  return WithinMemory([&] { return ReadOpenMarker(file.get(), identities); });
+  });
 }
 
 std::int32_t CrashDumpConfigManager::WriteMarkerFile(const std::u16string& productGuid,
                                                      const std::u16string& markerFileName,
                                                      const TextList& identities) noexcept {
-  const std::u16string folder = GetAnalysisMarkerDirectory(productGuid);
-  if (const std::int32_t result = HresultOf(EnsureDirectoryExists(folder.c_str())); result < 0) {
-    WrapLogPrint(LOG_ERROR, u"[Error] EnsureDirectoryExists failed: 0x%08X\n", result);
-    return result;
-  }
-  const std::u16string path = GetMarkerFilePath(productGuid, markerFileName);
-  const FileHandle file(FilesPort().CreateFileW(path.c_str(), platform::kGenericWrite, 0, platform::kCreateAlways,
-                                                platform::kFileAttributeNormal));
-  if (!file.valid()) return LastErrorAsHresult();
-  std::uint32_t written = 0;
-  FilesPort().WriteFile(file.get(), &kByteOrderMark, sizeof kByteOrderMark, &written, nullptr);
   return WithinMemory([&] {
-    for (const std::u16string& identity : identities) {
-      const std::u16string line = MarkerLine(identity);
-      const auto size = static_cast<std::uint32_t>(line.size() * sizeof(char16_t));
-      if (!FilesPort().WriteFile(file.get(), line.data(), size, &written, nullptr)) return LastErrorAsHresult();
+    const std::u16string folder = MarkerFolderOf(productGuid);
+    if (const std::int32_t result = HresultOf(EnsureDirectoryExists(folder.c_str())); result < 0) {
+      WrapLogPrint(LOG_ERROR, u"[Error] EnsureDirectoryExists failed: 0x%08X\n", result);
+      return result;
     }
-    return kHresultOk;
+    // All memory is taken before the open, which empties the file.
+    const std::u16string path = MarkerFileOf(productGuid, markerFileName);
+    const TextList lines = MarkerLines(identities);
+    const FileHandle file(FilesPort().CreateFileW(path.c_str(), platform::kGenericWrite, 0, platform::kCreateAlways,
+                                                  platform::kFileAttributeNormal));
+    return file.valid() ? WriteOpenMarker(file.get(), lines) : LastErrorAsHresult();
   });
 }
 

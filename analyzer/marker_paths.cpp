@@ -89,7 +89,7 @@ std::int32_t IsFirstRunWithSymbol(const std::u16string& productGuid, const std::
   return IsFirstRun(productGuid, markerFileName, isFirstRun, u"IsFirstRunWithSymbol");
 }
 
-std::u16string CrashDumpConfigManager::GetAnalysisMarkerDirectory(const std::u16string& productGuid) const noexcept {
+std::u16string MarkerFolderOf(const std::u16string& productGuid) {
   if (productGuid.empty()) {
     WrapLogPrint(LOG_ERROR, u"[Error] GetAnalysisMarkerDirectory: Product GUID is empty\n");
     return {};
@@ -106,8 +106,17 @@ std::u16string CrashDumpConfigManager::GetAnalysisMarkerDirectory(const std::u16
                  length + 1, kCapacity);
     return {};
   }
+  return BelowProgramData(text) + productGuid;
+}
+
+std::u16string MarkerFileOf(const std::u16string& productGuid, const std::u16string& markerFileName) {
+  const std::u16string folder = MarkerFolderOf(productGuid);
+  return folder.empty() ? folder : folder + u'\\' + markerFileName;
+}
+
+std::u16string CrashDumpConfigManager::GetAnalysisMarkerDirectory(const std::u16string& productGuid) const noexcept {
   try {
-    return BelowProgramData(text) + productGuid;
+    return MarkerFolderOf(productGuid);
   } catch (const std::exception&) {
     return {};
   }
@@ -116,8 +125,7 @@ std::u16string CrashDumpConfigManager::GetAnalysisMarkerDirectory(const std::u16
 std::u16string CrashDumpConfigManager::GetMarkerFilePath(const std::u16string& productGuid,
                                                          const std::u16string& markerFileName) const noexcept {
   try {
-    const std::u16string folder = GetAnalysisMarkerDirectory(productGuid);
-    return folder.empty() ? folder : folder + u'\\' + markerFileName;
+    return MarkerFileOf(productGuid, markerFileName);
   } catch (const std::exception&) {
     return {};
   }

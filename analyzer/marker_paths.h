@@ -18,6 +18,12 @@ std::int32_t IsFirstRunNoSymbol(const std::u16string& productGuid, const std::u1
 std::int32_t IsFirstRunWithSymbol(const std::u16string& productGuid, const std::u16string& markerFileName,
                                   bool* isFirstRun) noexcept;
 
+/// The folder of a product's marker files, without a backslash at its end, and one of those files. Empty when the
+/// folder cannot be told. For want of memory they throw, since an empty path reads as a marker without lines, and a
+/// line that is added to it would take the place of all others.
+std::u16string MarkerFolderOf(const std::u16string& productGuid);
+std::u16string MarkerFileOf(const std::u16string& productGuid, const std::u16string& markerFileName);
+
 /// Whether a marker stands below a base path: a file, since a folder of that name is none.
 bool MarkerStandsBelow(const std::u16string& base, const std::u16string& productGuid,
                        const std::u16string& markerFileName);

@@ -3,6 +3,7 @@
 
 #include "analyzer/bsod_analyzer.h"
 #include "analyzer/bsod_analyzer_object.h"
+#include "analyzer/crash_dump_config_manager.h"
 #include "analyzer/symbol_dlls.h"
 #include "base/log.h"
 #include "tests/support/faulty_ports.h"
@@ -19,6 +20,13 @@ const std::u16string kSource = u"C:\\ProgramData\\KelvoVarnels\\{4A234956-2B7D-4
 const std::u16string kHost = u"C:\\Program Files\\Varnel\\Host";
 constexpr auto kNoMemory = static_cast<std::int32_t>(0x8007000E);
 constexpr auto kFail = static_cast<std::int32_t>(0x80004005);
+
+/// A line of a marker file.
+std::string WideLine(const std::string& text) {
+  std::string bytes;
+  for (const char c : text + "\r\n") bytes += {c, '\0'};
+  return bytes;
+}
 
 class WithoutHeap : public ::testing::Test {
  protected:
@@ -116,6 +124,32 @@ TEST_F(FirstRunWithoutHeap, CannotBeTakenUpForOneKindOrTheOther) {
   PutMarkers();
   EXPECT_TRUE(SomeFailureTells("[Error] Failed to query first run status (no symbol): 0x8007000E\n"));
   EXPECT_TRUE(SomeFailureTells("[Error] Failed to query first run status (with symbol): 0x8007000E\n"));
+}
+
+TEST_F(WithoutHeap, AMarkerLosesNoLineWhenADumpCannotBeAdded) {
+  const std::u16string name = u"analyzed_dumps_nosym.dat";
+  const std::u16string path = u"C:\\ProgramData\\KelvoVarnels\\GlobalCfg\\" + kProduct + u'\\' + name;
+  const std::u16string dump = u"C:\\Windows\\Minidump\\new.dmp";
+  machine.files.AddFile(dump, "new");
+  const std::string told = "\xFF\xFE" + WideLine("told before") + WideLine("and this one");
+  CrashDumpConfigManager manager;
+  unsigned refused = 0;
+  bool failed = true;
+  for (unsigned nth = 1; failed; ++nth) {
+    machine.files.AddFile(path, told);
+    std::int32_t result = 0;
+    {
+      const HeapFaults faults(nth);
+      result = manager.AddAnalyzedDump(dump, kProduct, name);
+      failed = faults.failed();
+    }
+    EXPECT_EQ(result, failed ? kNoMemory : 0) << nth;
+    EXPECT_EQ(machine.files.Contents(path).substr(0, told.size()), told) << nth;
+    EXPECT_EQ(machine.files.Contents(path).size(), told.size() + (failed ? 0 : 68)) << nth;
+    EXPECT_EQ(machine.handles.open_count(), 0u) << nth;
+    refused += failed ? 1 : 0;
+  }
+  EXPECT_GT(refused, 5u);
 }
 
 TEST_F(WithoutHeap, CopiesThatCouldNotBeMadeCountForNobody) {
