@@ -47,6 +47,8 @@ TEST_F(Run, TellsEachNewDumpOnceNewestFirstWithoutSymbolsThenWith) {
   EXPECT_EQ(FileIn(no_symbol_[0]), "1");
   EXPECT_EQ(FileIn(no_symbol_[1]), "0");
   ASSERT_EQ(with_symbol_.size(), 2u);
+  EXPECT_EQ(with_symbol_[0].success, 1);
+  EXPECT_EQ(with_symbol_[0].error, "");
   EXPECT_EQ(with_symbol_[0].context, with_context);
   EXPECT_NE(no_symbol_[0].report.find(R"("importance":"TRUE")"), std::string::npos);
   EXPECT_EQ(Marker(kMarkerNoSymbol), MarkerBytes({Identity(dumps[1]), Identity(dumps[0])}));
@@ -71,6 +73,7 @@ TEST_F(Run, WithOnlyTheSymbolCallbackLeavesTheOtherMarkerAlone) {
   EXPECT_EQ(StartWithSymbol(), 0);
   EXPECT_TRUE(no_symbol_.empty());
   EXPECT_EQ(with_symbol_.size(), 1u);
+  EXPECT_EQ(plan.CountOf("FindFirstFileW"), 1u) << "of the one pass";
   EXPECT_EQ(Marker(kMarkerNoSymbol), before);
 }
 
@@ -100,6 +103,24 @@ TEST_F(Run, WithAListThatFailsEndsWell) {
   EXPECT_TRUE(no_symbol_.empty());
   EXPECT_TRUE(with_symbol_.empty());
   EXPECT_EQ(machine.system.DebugText(), "");
+}
+
+TEST_F(Run, GoesOnWithSymbolsWhenTheFirstListFails) {
+  AddDumps(1);
+  Init();
+  plan.Fail("FindFirstFileW", 5);
+  EXPECT_EQ(StartBoth(), 0);
+  EXPECT_TRUE(no_symbol_.empty());
+  EXPECT_EQ(with_symbol_.size(), 1u);
+}
+
+TEST_F(Run, KeepsSymbolsBesideTheHost) {
+  AddDumps(1);
+  Init();
+  EXPECT_EQ(StartWithSymbol(), 0);
+  ASSERT_FALSE(debugger.symbol_paths().empty());
+  EXPECT_EQ(debugger.symbol_paths().back(),
+            u"srv*" + kHostFolder + u"\\sym*https://msdl.microsoft.com/download/symbols");
 }
 
 TEST_F(Run, CopiesTheEngineOnceForThePassAndDeletesItAtTheEnd) {
@@ -147,6 +168,7 @@ TEST_F(Run, TellsADumpThatFailsOnlyWithSymbols) {
   EXPECT_EQ(no_symbol_[0].success, 1);
   ASSERT_EQ(with_symbol_.size(), 1u);
   EXPECT_EQ(with_symbol_[0].success, 0);
+  EXPECT_EQ(with_symbol_[0].report, "");
   EXPECT_EQ(with_symbol_[0].error, "Analysis with symbols failed: HRESULT=0x80070002");
   EXPECT_EQ(Marker(kMarkerNoSymbol), MarkerBytes({Identity(dumps[0])}));
   EXPECT_EQ(Marker(kMarkerWithSymbol), MarkerBytes({}));
@@ -288,6 +310,13 @@ class FirstRun : public Run {
     machine.files.Remove(MarkerPath(kMarkerNoSymbol));
     machine.files.Remove(MarkerPath(kMarkerWithSymbol));
   }
+  unsigned KeysOpened() const { return plan.CountOf("RegOpenKeyExW"); }
+  /// What any run opens; one that asks for the state of a batch opens more.
+  unsigned KeysOpenedByARunWithoutDumps(const std::function<std::int32_t()>& start) {
+    plan.Clear();
+    EXPECT_EQ(start(), 0);
+    return KeysOpened();
+  }
   /// How many keys a scan opens; the first dump's question to the batch comes next.
   unsigned KeysOpenedBeforeTheQuestion() {
     CrashDumpConfigManager manager;
@@ -364,6 +393,43 @@ TEST_F(FirstRun, AsksOnUntilThePassEndsAlthoughTheBatchIsDone) {
   EXPECT_EQ(StartNoSymbol(), 0);
   EXPECT_EQ(no_symbol_.size(), 4u);
   EXPECT_EQ(plan.CountOf("RegOpenKeyExW"), without_batch);
+}
+
+TEST_F(FirstRun, WithSymbolsAsksNoMoreOnceItsBatchIsDone) {
+  AddDumps(1);
+  Init();
+  EXPECT_EQ(StartWithSymbol(), 0);
+  EXPECT_EQ(Unimportant(with_symbol_), 1u);
+  EXPECT_EQ(Dword(u"WithSymbol_Completed"), 1u);
+  AddDump(u"6.dmp", "newer", 3000);
+  plan.Clear();
+  EXPECT_EQ(StartWithSymbol(), 0);
+  EXPECT_EQ(with_symbol_.size(), 2u);
+  EXPECT_EQ(KeysOpened(), KeysOpenedByARunWithoutDumps([this] { return StartWithSymbol(); }));
+}
+
+TEST_F(FirstRun, AsksNoMoreEvenWhenItsEndCannotBeWritten) {
+  AddDumps(1);
+  Init();
+  plan.Clear();
+  plan.Fail({"RegSetValueExW", 3, false, 112});  // behind the list and the count
+  EXPECT_EQ(StartNoSymbol(), 0);
+  EXPECT_EQ(plan.failures(), 1u);
+  EXPECT_EQ(Dword(u"NoSymbol_Completed"), ~0u);
+  AddDump(u"6.dmp", "newer", 3000);
+  plan.Clear();
+  EXPECT_EQ(StartNoSymbol(), 0);
+  EXPECT_EQ(no_symbol_.size(), 2u);
+  EXPECT_EQ(KeysOpened(), KeysOpenedByARunWithoutDumps([this] { return StartNoSymbol(); }));
+}
+
+TEST_F(FirstRun, RecordsADumpInItsMarkerBeforeItCountsForTheBatch) {
+  const TextList dumps = AddDumps(1);
+  Init();
+  std::string kept;
+  plan.After("RegSetValueExW", 1, [&] { kept = Marker(kMarkerNoSymbol); });
+  EXPECT_EQ(StartNoSymbol(), 0);
+  EXPECT_EQ(kept, MarkerBytes({Identity(dumps[0])}));
 }
 
 TEST_F(FirstRun, TakesADumpForNewWhoseQueryFails) {

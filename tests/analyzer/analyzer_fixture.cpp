@@ -46,12 +46,16 @@ AnalyzerTest::AnalyzerTest() {
   machine.registry.MakeKey(kCrashControl);
   SetControl(u"CrashDumpEnabled", 3);
   SetControlText(u"MinidumpDir", u"%SystemRoot%\\Minidump");
-  WrapLogInit(LOG_ERROR | LOG_INFO | LOG_DETAIL, nullptr);
+  SetLogLevels(LOG_ERROR);
   plan.Clear();
 }
 
 AnalyzerTest::~AnalyzerTest() {
   WrapLogClose();
+}
+
+void AnalyzerTest::SetLogLevels(std::uint32_t levels) {
+  WrapLogInit(levels, nullptr);
 }
 
 std::u16string AnalyzerTest::AddDump(std::u16string_view name, const std::string& bytes, std::uint64_t created) {

@@ -66,6 +66,8 @@ class AnalyzerTest : public ::testing::Test {
   void SetControlText(const std::u16string& name, const std::u16string& text, std::uint32_t type = 2);
   void RemoveControl(const std::u16string& name);
   std::u16string StoredText(const std::u16string& key, const std::u16string& name) const;
+  /// The levels that are logged from now on; before, errors alone.
+  void SetLogLevels(std::uint32_t levels);
   bool Logged(const std::string& line) const { return machine.system.Logged(line); }
   /// How many lines the log has.
   std::size_t Lines() const { return machine.system.DebugLines().size(); }

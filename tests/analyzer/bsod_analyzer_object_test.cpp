@@ -105,6 +105,7 @@ TEST_F(Analyzer, StopsWithoutWaitingOrUntilItsLimit) {
   ASSERT_EQ(analyzer.Initialize(), 0);
   on_told = [&] {
     EXPECT_EQ(analyzer.Stop(0), 1u);
+    plan.After("WaitForSingleObject", 1, [&] { EXPECT_EQ(analyzer.Stop(0), 1u) << "no lock is held in the wait"; });
     EXPECT_EQ(analyzer.Stop(700), 2u);  // the run itself is waiting here
     EXPECT_EQ(machine.time.now_ms(), 700u);
     plan.Fail("WaitForSingleObject", 6);
@@ -145,6 +146,65 @@ TEST_F(Analyzer, DisposedOfBeforeItsFirstRunWaitsASecondAndSkipsTheCleanUp) {
   EXPECT_EQ(machine.system.heap_blocks(), 0);  // the state went all the same
 }
 
+TEST_F(Analyzer, WhoseStateWasDroppedBeforeItsEndCannotStartUntilItIsMadeAnew) {
+  BsodAnalyzer analyzer(kProduct);
+  ASSERT_EQ(analyzer.Initialize(), 0);
+  analyzer.Dispose();
+  EXPECT_EQ(Start(&analyzer), kEFail);
+  EXPECT_EQ(analyzer.Stop(0), 3u);
+  EXPECT_EQ(analyzer.Uninitialize(), 0);
+  EXPECT_EQ(analyzer.Initialize(), 0);
+  EXPECT_EQ(Start(&analyzer), 0);
+  EXPECT_EQ(analyzer.Uninitialize(), 0);
+}
+
+TEST_F(Analyzer, DisposedOfWithoutAnAnswerToItsWaitCleansUp) {
+  auto analyzer = std::make_unique<BsodAnalyzer>(kProduct);
+  ASSERT_EQ(analyzer->Initialize(), 0);
+  plan.Fail("WaitForSingleObject", 6);
+  analyzer.reset();
+  EXPECT_EQ(plan.failures(), 1u);
+  EXPECT_EQ(machine.time.now_ms(), 0u);
+  EXPECT_EQ(machine.system.DebugText(), "");
+  EXPECT_FALSE(machine.files.Exists(kHostFolder + u"\\sym"));
+}
+
+TEST_F(Analyzer, DisposedOfDuringARunThatEndsInTimeCleansUp) {
+  AddDumps(2);
+  BsodAnalyzer analyzer(kProduct);
+  ASSERT_EQ(analyzer.Initialize(), 0);
+  debugger.Block("WaitForEvent");  // for the 600 ms that a dump has
+  const auto dispose = [](void* object) -> std::uint32_t {
+    platform::ThreadsPort().Sleep(100);
+    static_cast<BsodAnalyzer*>(object)->Dispose();
+    return 0;
+  };
+  const platform::HANDLE thread = machine.threads.CreateThread(dispose, &analyzer);
+  EXPECT_EQ(Start(&analyzer), kCancelled);
+  machine.threads.WaitForSingleObject(thread, platform::kInfinite);
+  machine.system.CloseHandle(thread);
+  EXPECT_EQ(no_symbol_.size(), 1u);
+  EXPECT_EQ(machine.time.now_ms(), 600u);
+  EXPECT_FALSE(Logged("[Critical Error]"));
+  EXPECT_FALSE(machine.files.Exists(kHostFolder + u"\\sym"));
+  EXPECT_EQ(Start(&analyzer), kEFail);
+  EXPECT_EQ(analyzer.Stop(0), 4u) << "its lock is gone";
+}
+
+TEST_F(Analyzer, HoldsNoLockWhileItPreparesAndWhileItCleansUp) {
+  BsodAnalyzer analyzer(kProduct);
+  const auto ask = [&] { EXPECT_EQ(analyzer.Stop(0), 3u); };
+  plan.After("CreateFolders", 1, ask);
+  ASSERT_EQ(analyzer.Initialize(), 0);
+  unsigned asked = 0;
+  plan.After("RemoveFolders", 1, [&] {
+    ask();
+    ++asked;
+  });
+  EXPECT_EQ(analyzer.Uninitialize(), 0);
+  EXPECT_EQ(asked, 1u);
+}
+
 TEST_F(Analyzer, DisposedOfDuringARunThatDoesNotEndSkipsTheCleanUp) {
   AddDumps(2);
   BsodAnalyzer analyzer(kProduct);
@@ -154,6 +214,7 @@ TEST_F(Analyzer, DisposedOfDuringARunThatDoesNotEndSkipsTheCleanUp) {
     EXPECT_EQ(machine.time.now_ms(), 1000u);
     EXPECT_TRUE(Logged("[Critical Error] Cannot stop analysis thread, skipping resource cleanup to avoid crash\n"));
     EXPECT_TRUE(machine.files.Exists(kHostFolder + u"\\sym"));
+    EXPECT_EQ(analyzer.Stop(0), 4u) << "there is no state any more";
     EXPECT_EQ(machine.system.heap_blocks(), 1);  // what the run works with stays until it ends
   };
   EXPECT_EQ(Start(&analyzer), kCancelled);

@@ -2,6 +2,7 @@
 #include "analyzer/analyzer_lock.h"
 #include "analyzer/bsod_analyzer_object.h"
 #include "analyzer/bsod_install_config.h"
+#include "base/log.h"
 #include "tests/analyzer/analyzer_fixture.h"
 #include "tests/support/heap_faults.h"
 
@@ -157,6 +158,7 @@ TEST_F(EnabledInstallConfig, TurnsSmallDumpsOnWhereThereWereNone) {
 }
 
 TEST_F(EnabledInstallConfig, TheFirstBackupStaysTheOneThatCounts) {
+  SetLogLevels(LOG_DETAIL);
   SetControl(u"CrashDumpEnabled", 0);
   EXPECT_EQ(Install(), 0);
   EXPECT_EQ(Install(), 0);
@@ -166,6 +168,7 @@ TEST_F(EnabledInstallConfig, TheFirstBackupStaysTheOneThatCounts) {
 }
 
 TEST_F(EnabledInstallConfig, ABackupThatIsNotValidIsWrittenAnew) {
+  SetLogLevels(LOG_DETAIL);
   machine.registry.SetDword(kProductKey, u"DumpType", 1);
   EXPECT_EQ(Install(), 0);
   EXPECT_EQ(Kept(u"DumpType"), 3u);
@@ -226,6 +229,7 @@ TEST_F(EnabledInstallConfig, TheStartsSetupDoesTheSameWithoutACheckOfItsOwnOrALo
   EXPECT_EQ(Control(u"AutoReboot"), 1u);
   EXPECT_EQ(Kept(u"DumpType"), 0u);
   EXPECT_FALSE(TheAnalyzerLock().IsReady());
+  SetLogLevels(LOG_DETAIL);
   EXPECT_EQ(Configure(), 0);
   EXPECT_EQ(found, 1);
   EXPECT_TRUE(Logged("[SetBsodInstallConfig] Valid backup already exists, skipping backup\n"));

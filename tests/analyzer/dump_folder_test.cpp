@@ -56,6 +56,13 @@ TEST_F(DumpFolder, ItsDumpsAreAllFilesOfThatEndingAndNoFoldersOrWhatIsBelow) {
   EXPECT_EQ(machine.handles.open_count(), 0u);
 }
 
+TEST_F(DumpFolder, WithoutANameIsTheOneThatTheProcessStandsIn) {
+  machine.files.AddFile(u"here.dmp", "1");
+  TextList paths;
+  EXPECT_EQ(FindDumpFiles(u"", &paths), 0u);
+  EXPECT_EQ(paths, TextList{u"here.dmp"}) << "no separator stands before it";
+}
+
 TEST_F(DumpFolder, ThatCannotBeSearchedGivesItsError) {
   TextList paths;
   EXPECT_EQ(FindDumpFiles(kDumpFolder, &paths), platform::kErrorFileNotFound);

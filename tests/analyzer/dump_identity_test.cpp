@@ -1,5 +1,7 @@
 #include "analyzer/dump_identity.h"
 
+#include <cstdio>
+
 #include "tests/analyzer/analyzer_fixture.h"
 
 namespace varnel {
@@ -98,6 +100,16 @@ TEST_F(DumpIdentity, OfAFileWithoutAByteIsEmptyWithResult0) {
   ExpectNothingHeld();
 }
 
+TEST_F(DumpIdentity, OfAFileWithoutAByteIsTheLastErrorWhenThereIsOne) {
+  const std::u16string path = AddDump(u"empty.dmp", "", 1);
+  identity = u"of an earlier call";
+  plan.After("ReadFile", 1, [this] { machine.system.SetLastError(38); });
+  EXPECT_EQ(CalcDumpIdentity(path, &identity), HrOf(38));
+  EXPECT_EQ(identity, u"");
+  EXPECT_EQ(Lines(), 0u);
+  ExpectNothingHeld();
+}
+
 TEST_F(DumpIdentity, AFileThatCannotBeOpenedIsToldWithItsErrorTwice) {
   EXPECT_EQ(CalcDumpIdentity(kDumpFolder + u"\\none.dmp", &identity), HrOf(2));
   EXPECT_TRUE(Logged("[Error] CreateFileW failed: 0x00000002 (2)\n"));
@@ -112,6 +124,15 @@ TEST_F(DumpIdentity, AFileThatSomebodyWritesIsASharingViolation) {
   const auto writer = machine.files.CreateFileW(path.c_str(), platform::kGenericWrite, 7, platform::kOpenExisting, 0);
   EXPECT_EQ(CalcDumpIdentity(path, &identity), HrOf(32));
   machine.system.CloseHandle(writer);
+}
+
+TEST_F(DumpIdentity, AFileThatOthersReadIsReadBesideThem) {
+  const std::u16string path = AddDump(u"a.dmp", "abc", 1);
+  const auto reader = machine.files.CreateFileW(path.c_str(), platform::kGenericRead, platform::kFileShareRead,
+                                                platform::kOpenExisting, 0);
+  EXPECT_EQ(CalcDumpIdentity(path, &identity), 0);
+  EXPECT_EQ(identity, IdentityOf("abc", kWritten));
+  machine.system.CloseHandle(reader);
 }
 
 TEST_F(DumpIdentity, SizeAndTimeThatCannotBeReadFailInSilence) {
@@ -168,6 +189,11 @@ TEST_F(DumpIdentity, ATailThatCannotBeReachedOrReadIsLeftOut) {
   plan.Clear();
   plan.Fail({"ReadFile", 2, false, 1117});
   EXPECT_EQ(Of(bytes), without_seek);
+  plan.Clear();
+  const auto empty = [this] { std::fclose(machine.files.OpenNarrow("C:\\Windows\\Minidump\\a.dmp", "w")); };
+  plan.After("SetFilePointerEx", 2, empty);
+  EXPECT_EQ(Of(bytes), without_seek) << "there is nothing any more";
+  EXPECT_EQ(plan.CountOf("ReadFile"), 2u);
   plan.Clear();
   EXPECT_NE(Of(bytes), without_seek);
   EXPECT_EQ(Lines(), 0u);

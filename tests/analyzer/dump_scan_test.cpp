@@ -31,6 +31,13 @@ TEST_F(DumpScan, AListStandsNewestFirst) {
   EXPECT_EQ(paths, (TextList{dumps[2], dumps[1], dumps[0]}));
 }
 
+TEST_F(DumpScan, AListEndsWithWhatHasNoTime) {
+  const TextList dumps = AddDumps(3);
+  plan.Fail({"GetFileAttributesExW", 3, false, 5});  // of the newest
+  EXPECT_EQ(List(kDumpFolder), 0);
+  EXPECT_EQ(paths, (TextList{dumps[1], dumps[0], dumps[2]}));
+}
+
 TEST_F(DumpScan, AListOfAFolderWithoutDumpsIsEmptyAndOfAnAbsentFolderItsError) {
   EXPECT_EQ(List(kDumpFolder), 0);
   EXPECT_TRUE(paths.empty());
@@ -122,6 +129,7 @@ TEST_F(DumpScan, ADumpThatCannotBeOpenedIsLeftOutAndOfferedNextTime) {
   paths.clear();
   EXPECT_EQ(manager.GetUnanalyzedDumpsNoSymbol(kProduct, kMarkerNoSymbol, &paths), 0);
   EXPECT_EQ(paths, (TextList{dumps[2], dumps[0]}));
+  EXPECT_EQ(Lines(), 1u) << "of the open alone";
   machine.system.CloseHandle(writer);
   EXPECT_EQ(Scan(), 0);
   EXPECT_EQ(paths.size(), 3u);

@@ -143,6 +143,26 @@ TEST_F(FirstRunProgress, AMissingListOfDoneDumpsCountsAsEmpty) {
   EXPECT_EQ(Count(u"NoSymbol_FirstRunCompletedCount"), 1u);
 }
 
+TEST_F(FirstRunProgress, AListOfDoneDumpsThatCannotBeReadCountsAsEmptyToo) {
+  Save(dumps);
+  MarkDone(dumps[0]);
+  plan.Clear();
+  plan.Fail("RegQueryValueExW", 5);
+  EXPECT_EQ(MarkDone(dumps[1]), 0);
+  EXPECT_EQ(Stored(u"NoSymbol_FirstRunCompletedList"), Identity(dumps[1]) + zero + zero) << "and is written anew";
+  EXPECT_EQ(Count(u"NoSymbol_FirstRunCompletedCount"), 2u);
+}
+
+TEST_F(FirstRunProgress, TwoDumpsOfOneIdentityAreCountedAsTwoAndDoneAsOne) {
+  const std::u16string copy = AddDump(u"copy.dmp", machine.files.Contents(dumps[0]), 5);
+  EXPECT_EQ(Save({dumps[0], copy}), 0);
+  EXPECT_EQ(Count(u"NoSymbol_FirstRunTotalCount"), 2u);
+  EXPECT_EQ(MarkDone(dumps[0]), 0);
+  EXPECT_EQ(MarkDone(copy), 1);
+  EXPECT_EQ(Query(), 0);
+  EXPECT_EQ(status, 0u) << "and never finished";
+}
+
 TEST_F(FirstRunProgress, AMissingCountIsLeftAlone) {
   Save(dumps);
   Forget(u"NoSymbol_FirstRunCompletedCount");
@@ -166,6 +186,10 @@ TEST_F(FirstRunProgress, AQueryOnAMachineWithoutTheKeyFindsNothing) {
   EXPECT_EQ(status, 0u);
   EXPECT_EQ(Query(dumps[0]), 1);
   EXPECT_EQ(status, 0u);
+  Save(dumps);
+  plan.Fail("RegOpenKeyExW", 5);
+  EXPECT_EQ(Query(), 1) << "nor where the key cannot be opened";
+  EXPECT_EQ(status, 0u);
 }
 
 TEST_F(FirstRunProgress, AQueryWithoutAPlaceForItsAnswerIsAPointerError) {
@@ -182,6 +206,24 @@ TEST_F(FirstRunProgress, AFinishedRunHasNoDumpsToDo) {
   machine.registry.SetDword(kProductKey, u"NoSymbol_Completed", 0);
   EXPECT_EQ(Query(dumps[0]), 0);
   EXPECT_EQ(status, 1u) << "0 is not finished";
+}
+
+TEST_F(FirstRunProgress, AFinishedRunDoesNotLookAtTheDump) {
+  machine.registry.SetDword(kProductKey, u"NoSymbol_Completed", 1);
+  EXPECT_EQ(Query(kDumpFolder + u"\\none.dmp"), 0);
+  EXPECT_EQ(status, 0u);
+  EXPECT_EQ(plan.CountOf("CreateFileW"), 0u);
+}
+
+TEST_F(FirstRunProgress, ARunOfWhichItCannotBeReadWhetherItIsFinishedIsNot) {
+  Save(dumps);
+  machine.registry.SetDword(kProductKey, u"NoSymbol_Completed", 1);
+  plan.Fail("RegQueryValueExW", 5);
+  EXPECT_EQ(Query(), 0);
+  EXPECT_EQ(status, 0u);
+  plan.Fail("RegQueryValueExW", 5);
+  EXPECT_EQ(Query(dumps[0]), 0);
+  EXPECT_EQ(status, 1u);
 }
 
 TEST_F(FirstRunProgress, ADumpOfTheBatchIsToDoUntilItIsDoneAndOneOutsideNever) {
@@ -271,6 +313,23 @@ TEST_F(FirstRunProgress, CompletionLeavesOnlyThatItIsFinished) {
   EXPECT_EQ(status, 1u);
 }
 
+TEST_F(FirstRunProgress, CompletionIsWrittenBeforeTheRecordGoesCountsFirst) {
+  Save(dumps);
+  std::vector<TextList> left;
+  const auto look = [&] {
+    left.emplace_back();
+    for (const auto& value : machine.registry.Values(kProductKey)) left.back().push_back(value.name);
+  };
+  plan.After("RegSetValueExW", 1, look);
+  for (unsigned nth = 1; nth <= 4; ++nth) plan.After("RegDeleteValueW", nth, look);
+  EXPECT_EQ(Complete(), 0);
+  const TextList all = {u"NoSymbol_FirstRunTotalCount", u"NoSymbol_FirstRunCompletedCount",
+                        u"NoSymbol_FirstRunFileList", u"NoSymbol_FirstRunCompletedList", u"NoSymbol_Completed"};
+  ASSERT_EQ(left.size(), 5u);
+  for (std::size_t i = 0; i < 5; ++i)
+    EXPECT_EQ(left[i], TextList(all.begin() + static_cast<std::ptrdiff_t>(i), all.end()));
+}
+
 TEST_F(FirstRunProgress, CompletionWithoutTheKeyFindsNothing) {
   EXPECT_EQ(Complete(), 1);
   Save(dumps);
@@ -313,6 +372,16 @@ TEST_F(FirstRunProgress, AListEndsAtItsFirstEmptyTextAndNeedsNoZeros) {
   PutList(u"NoSymbol_FirstRunFileList", u"");
   EXPECT_EQ(Query(dumps[0]), 0) << "of no bytes is an empty list";
   EXPECT_EQ(status, 0u);
+}
+
+TEST_F(FirstRunProgress, AListOfAnOddNumberOfBytesCannotBeRead) {
+  Save(dumps);
+  const std::u16string stored = Stored(u"NoSymbol_FirstRunFileList");
+  for (const std::size_t size : {std::size_t{1}, std::size_t{67}}) {
+    machine.registry.Set(kProductKey, u"NoSymbol_FirstRunFileList", platform::kRegMultiSz, stored.data(), size);
+    EXPECT_EQ(Query(dumps[0]), HrOf(platform::kErrorMoreData)) << size;
+    EXPECT_EQ(status, 0u);
+  }
 }
 
 TEST_F(FirstRunProgress, ARunGoesFromItsBatchToItsEnd) {

@@ -1,4 +1,5 @@
 #include "analyzer/crash_dump_config_manager.h"
+#include "base/log.h"
 #include "tests/analyzer/analyzer_fixture.h"
 
 namespace varnel {
@@ -50,6 +51,21 @@ TEST_F(FirstRunStep, OfFiveDumpsNoneGoesToTheMarkerWhichIsEmpty) {
   EXPECT_EQ(Marker(kMarkerNoSymbol), MarkerBytes({}));
   EXPECT_EQ(Batch(), IdentitiesOf(dumps)) << "as found, not sorted";
   EXPECT_EQ(plan.CountOf("GetFileAttributesExW"), 0u);
+}
+
+TEST_F(FirstRunStep, OldDumpsAreRecordedBeforeTheBatchIsSavedAndAnEmptyMarkerIsWrittenBehindIt) {
+  const TextList dumps = AddDumps(6);
+  std::string kept = "no batch";
+  const auto look = [&] { kept = Marker(kMarkerNoSymbol); };
+  plan.After("RegCreateKeyExW", 1, look);
+  EXPECT_EQ(Step(), 0);
+  EXPECT_EQ(kept, MarkerBytes({Identity(dumps[0])}));
+  machine.files.Remove(MarkerPath(kMarkerNoSymbol));
+  machine.files.Remove(dumps[0]);
+  plan.After("RegCreateKeyExW", 1, look);
+  EXPECT_EQ(Step(), 0);
+  EXPECT_EQ(kept, "absent");
+  EXPECT_EQ(Marker(kMarkerNoSymbol), MarkerBytes({}));
 }
 
 TEST_F(FirstRunStep, OfOneDumpMakesABatchOfOne) {
@@ -105,6 +121,7 @@ TEST_F(FirstRunStep, OfTheTwoKindsKeepTheirOwnMarkersAndBatches) {
 }
 
 TEST_F(FirstRunStep, WithDumpsDisabledWritesAnEmptyMarkerSoThatLaterDumpsAreAllTold) {
+  SetLogLevels(LOG_DETAIL);
   SetControl(u"CrashDumpEnabled", 0);
   EXPECT_EQ(Step(), 0);
   EXPECT_FALSE(started);

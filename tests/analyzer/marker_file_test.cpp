@@ -69,6 +69,27 @@ TEST_F(MarkerFile, ThatIsNotThereReadsAsEmpty) {
   EXPECT_TRUE(list.empty());
 }
 
+TEST_F(MarkerFile, OfOneByteReadsAsEmpty) {
+  Put("\xFF");
+  EXPECT_EQ(Read(), 0);
+  EXPECT_TRUE(list.empty());
+}
+
+TEST_F(MarkerFile, IsReadBesideOtherReadersAndNotBesideAWriter) {
+  Put(MarkerBytes({kA}));
+  const auto open = [this](std::uint32_t access, std::uint32_t share) {
+    return machine.files.CreateFileW(MarkerPath(kMarkerNoSymbol).c_str(), access, share, platform::kOpenExisting, 0);
+  };
+  const auto reader = open(platform::kGenericRead, platform::kFileShareRead);
+  EXPECT_EQ(manager.ReadMarkerFile(kProduct, kMarkerNoSymbol, &list), 0);
+  EXPECT_EQ(list, TextList{kA});
+  machine.system.CloseHandle(reader);
+  const auto writer = open(platform::kGenericWrite, 7);
+  EXPECT_EQ(manager.ReadMarkerFile(kProduct, kMarkerNoSymbol, &list), HrOf(32));
+  EXPECT_TRUE(list.empty());
+  machine.system.CloseHandle(writer);
+}
+
 TEST_F(MarkerFile, OfAnOddNumberOfBytesReadsItsWholeCharacters) {
   Put(MarkerBytes({kA}) + std::string("B\0C", 3));
   EXPECT_EQ(Read(), 0);
