@@ -172,6 +172,8 @@ TEST_F(WithSymbols, FailsWhenThePathCannotBeSet) {
   debugger.calls.Fail("SetSymbolPathWide", 0x80070057);
   EXPECT_EQ(Open(), Hr(0x80070057));
   EXPECT_TRUE(Logged("[Error] Symbol path setup failed: 0x80070057\n"));
+  EXPECT_TRUE(debugger.opened().empty());
+  EXPECT_EQ(session.GetDumpQualifier(), 0u);
 }
 
 TEST_F(WithSymbols, ClosesTheOpenDumpFirst) {

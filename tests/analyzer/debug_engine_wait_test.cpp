@@ -76,6 +76,24 @@ TEST_F(Wait, ThatNeverEndsIsStoppedInTheMiddle) {
   EXPECT_EQ(session->GetDumpQualifier(), 0u);  // the dump did not open
 }
 
+TEST_F(Wait, HasFailedWhenItIsWokenAndItsWorkersEndCannotBeRead) {
+  debugger_.Block("WaitForEvent");
+  const auto session = Make();
+  plan_.Fail({"GetExitCodeThread", 2, false, 6});  // behind the stop's
+  EXPECT_EQ(OpenAndStopAfter(session.get(), 250), static_cast<std::int32_t>(0x80004005));
+  EXPECT_EQ(stop_result_, 0);
+}
+
+TEST_F(Wait, ClosesItsTwoHandlesOnce) {
+  {
+    const auto session = Make();
+    EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
+    EXPECT_EQ(session->OpenDumpNoSymbols(kDumpPath), 0);
+    EXPECT_EQ(plan_.CountOf("CloseHandle"), 4u);
+  }
+  EXPECT_EQ(plan_.CountOf("CloseHandle"), 4u);
+}
+
 TEST_F(Wait, ThatAStopCannotWakeIsOverAtItsLimitWithNothingLeftToEnd) {
   debugger_.Block("WaitForEvent");
   const auto session = Make();

@@ -200,10 +200,30 @@ TEST_F(SymbolDlls, GiveTheFailureOfTheLaterFileOfTwo) {
   EXPECT_EQ(AcquireSymbolDlls(), HrOf(2));
 }
 
-TEST_F(SymbolDlls, AreFewerThanOneWithoutASwitchFile) {
-  plan.FailForEver("CopyFileW", 112);
-  EXPECT_EQ(AcquireSymbolDlls(), HrOf(112));
-  EXPECT_EQ(plan.CountOf("CreateFileW"), 0u);
+/// The files port, with how it was asked for a file.
+class AskedFiles : public FaultyFiles {
+ public:
+  using FaultyFiles::FaultyFiles;
+
+  platform::HANDLE CreateFileW(const char16_t* path, std::uint32_t access, std::uint32_t share,
+                               std::uint32_t disposition, std::uint32_t attributes) override {
+    asked.push_back({access, share, disposition, attributes});
+    return FaultyFiles::CreateFileW(path, access, share, disposition, attributes);
+  }
+  std::vector<std::vector<std::uint32_t>> asked;
+};
+
+TEST_F(SymbolDlls, HaveASwitchFileThatIsMadeAnewAndSharedWithNobody) {
+  FaultPlan no_faults;
+  AskedFiles files(&machine.files, &no_faults);
+  platform::Platform ports = platform::CurrentPlatform();
+  ports.files = &files;
+  {
+    const platform::ScopedPlatform in_force(&ports);
+    EXPECT_EQ(AcquireSymbolDlls(), 0);
+  }
+  EXPECT_EQ(files.asked, (std::vector<std::vector<std::uint32_t>>{{0x40000000, 0, 2, 128}}));
+  ReleaseSymbolDlls();
 }
 
 TEST_F(SymbolDlls, DoWithoutTheSwitchFile) {
