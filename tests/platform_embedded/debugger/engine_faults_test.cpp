@@ -109,7 +109,9 @@ class DecoratedEngine : public ::testing::TestWithParam<Mode> {
 
 TEST_P(DecoratedEngine, GivesTheSameReport) {
   const std::string plain = Report();
-  EXPECT_NE(plain.find("\"bugcheck\""), std::string::npos) << plain;
+  for (const char* key : {"\"bugcheck\"", "\"crash_context\"", "\"call_stack\""}) {
+    EXPECT_NE(plain.find(key), std::string::npos) << key << " in " << plain;
+  }
   testing::FaultPlan plan;
   EXPECT_EQ(Decorated(&plan), plain);
   EXPECT_EQ(plan.CountOf("OpenDumpFileWide"), 1u);
