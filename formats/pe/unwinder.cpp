@@ -84,7 +84,8 @@ UndoneFrame Unwinder::Step(const X64Registers& registers, UnwoundFrame* frame) {
 
 UnwindEnd Unwinder::CheckCaller(const UndoneFrame& caller) {
   const std::uint64_t rip = caller.registers.rip;
-  if (rip == 0) return UnwindEnd::kBottom;
+  // A trap at address 0 is no beginning: somebody called through a null pointer, and stands on the stack yet.
+  if (rip == 0 && !(caller.machine_frame && caller.registers.rsp() != 0)) return UnwindEnd::kBottom;
   const Known* known = KnownAt(rip);
   if (known == nullptr) return caller.machine_frame ? UnwindEnd::kNone : UnwindEnd::kNoModule;
   if (!known->image.found()) return UnwindEnd::kNone;  // nothing speaks against it

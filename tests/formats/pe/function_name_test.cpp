@@ -53,6 +53,15 @@ TEST_F(FunctionNameTest, IsNoneForAPartThatLiesBeforeTheBeginning) {
   EXPECT_EQ(Name(0x1010).state(), PeState::kAbsent);
 }
 
+TEST_F(FunctionNameTest, IsNoneForAPartThatLiesBeforeAnExportedBeginning) {
+  entries_.clear();
+  Function(3, {1, 4, 0, 0, 0, {}, {0x1500, 0x1600, UnwindOf(5)}});
+  Function(5, {});
+  memory_.Put(kImage, bytes_.bytes());
+  EXPECT_EQ(Text(0x1510), "KeLeaf+16");
+  EXPECT_EQ(Name(0x1310).state(), PeState::kAbsent);
+}
+
 TEST_F(FunctionNameTest, IsNoneForAFunctionExportedByItsNumberAlone) {
   EXPECT_EQ(Name(0x1310).state(), PeState::kAbsent);
 }

@@ -112,6 +112,44 @@ TEST_F(UnwindCodesTest, FindsSavedRegistersByTheFrameRegister) {
   EXPECT_EQ(frame.registers.general[kRbx], 0xB0u);
 }
 
+TEST_F(UnwindCodesTest, FindsSavedRegistersByTheStackPointerWhileTheFrameRegisterDoesNotStand) {
+  // push rbp; sub rsp, 20h; mov [rsp+8], rbx; lea rbp, [rsp+10h]
+  Function(0, {1,
+               0,
+               14,
+               kRbp,
+               1,
+               {UnwindSlot(14, 3), UnwindSlot(10, 4, kRbx), 1, UnwindSlot(5, 2, 3), UnwindSlot(1, 0, kRbp)},
+               {}});
+  Words(kStack, {0, 0xB0, 0, 0, 0x55, kCaller});
+  const UndoneFrame frame = Undo(0x100A);
+  ExpectCaller(frame, kStack + 0x28);
+  EXPECT_EQ(frame.registers.general[kRbx], 0xB0u);
+}
+
+TEST_F(UnwindCodesTest, GoesByTheFrameRegisterThatIsToldWithoutAnOperationBehindTheProlog) {
+  Function(0, {1, 0, 4, kRbp, 1, {UnwindSlot(4, 4, kRbx), 1}, {}});
+  X64Registers registers = At(0x1004, kStack);
+  registers.general[kRbp] = kStack + 0x80 + 0x10;
+  Words(kStack, {kCaller});
+  Words(kStack + 0x88, {0xB0});
+  const UndoneFrame frame = UndoFrom(registers);
+  ExpectCaller(frame, kStack);
+  EXPECT_EQ(frame.registers.general[kRbx], 0xB0u);
+}
+
+TEST_F(UnwindCodesTest, GoesByTheFrameRegisterFromTheFirstInstructionOfAPart) {
+  Function(0, {1, 0, 6, kRbp, 1, {UnwindSlot(6, 3), UnwindSlot(5, 2, 3), UnwindSlot(1, 0, kRbp)}, {}});
+  Function(1, {1, 4, 9, kRbp, 1, {UnwindSlot(5, 4, kRsi), 2}, {0x1000, 0x1100, UnwindOf(0)}});
+  X64Registers registers = At(0x1105, kStack);  // behind the part's own save, and still in its prolog
+  registers.general[kRbp] = kStack + 0x80 + 0x10;
+  Words(kStack + 0x80, {0, 0, 0x51, 0, 0x55, kCaller});
+  const UndoneFrame frame = UndoFrom(registers);
+  ExpectCaller(frame, kStack + 0xA8);
+  EXPECT_EQ(frame.registers.general[kRsi], 0x51u);
+  EXPECT_EQ(frame.registers.general[kRbp], 0x55u);
+}
+
 TEST_F(UnwindCodesTest, PassesOverVectorRegisters) {
   Function(0, {1, 0, 14, 0, 0, {UnwindSlot(14, 9, 6), 0, 1, UnwindSlot(9, 8, 7), 1, UnwindSlot(4, 2, 0)}, {}});
   Words(kStack + 8, {kCaller});
@@ -165,6 +203,14 @@ TEST_F(UnwindCodesTest, TakesTheWholePrologOfTheEntryThatAnotherStandsFor) {
   Entry({0x1200, 0x1210, kTable | 1});
   Words(kStack + 0x20, {kCaller});
   ExpectCaller(Undo(0x1200), kStack + 0x20);
+}
+
+TEST_F(UnwindCodesTest, TakesTheWholePrologOfAnEntryThatIsShorterThanIt) {
+  bytes_.Put(UnwindOf(0), support::PeUnwindBytes({1, 0, 9, 0, 0, {UnwindSlot(8, 2, 3)}, {}}));
+  Entry({0x1000, 0x1004, UnwindOf(0)});
+  Entry({0x1004, 0x1100, kTable | 1});
+  Words(kStack + 0x20, {kCaller});
+  ExpectCaller(Undo(0x1005), kStack + 0x20);
 }
 
 TEST_F(UnwindCodesTest, IsUncertainAboutOperationsThatReadersDoNotAgreeOn) {

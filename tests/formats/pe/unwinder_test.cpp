@@ -130,6 +130,30 @@ TEST_F(UnwinderTest, GoesOnThroughATrapAsIfTheFunctionHadBeenInterrupted) {
   EXPECT_EQ(stack.end, UnwindEnd::kBottom);
 }
 
+TEST_F(UnwinderTest, GoesOnThroughATrapInWhatIsNoCode) {
+  for (const std::uint64_t rip : {kImage + 0x5000, std::uint64_t{0xFFFF'9000'0000'0000}, std::uint64_t{0}}) {
+    Code(0x103B, {0xE8, 1, 2, 3, 4});
+    memory_.Put(kImage, bytes_.bytes());
+    Words(kStack + 0x10, {rip, 0x10, 0x246, kStack + 0x200, 0x18});
+    Words(kStack + 0x200, {kImage + 0x1040});
+    Words(kStack + 0x230, {0});
+    const UnwoundStack stack = Walk(0x1220, kStack);
+    ASSERT_EQ(stack.frames.size(), 3u) << rip;
+    EXPECT_EQ(stack.frames[1].instruction, rip);
+    EXPECT_EQ(stack.frames[1].stack, kStack + 0x200);
+    EXPECT_TRUE(stack.frames[1].interrupted);
+    EXPECT_EQ(stack.frames[2].instruction, kImage + 0x1040) << "who called the bad pointer";
+    EXPECT_EQ(stack.end, UnwindEnd::kBottom);
+  }
+}
+
+TEST_F(UnwinderTest, EndsAtATrapOutOfNothing) {
+  Words(kStack + 0x10, {0, 0, 0, 0, 0});
+  const UnwoundStack stack = Walk(0x1220, kStack);
+  EXPECT_EQ(stack.frames.size(), 1u);
+  EXPECT_EQ(stack.end, UnwindEnd::kBottom);
+}
+
 TEST_F(UnwinderTest, EndsWhereAProgramEnteredTheKernel) {
   Words(kStack + 0x10, {0x7FFE'0000'1080, 0x33, 0x246, 0x20'0000, 0x2B});
   const UnwoundStack stack = Walk(0x1220, kStack);
