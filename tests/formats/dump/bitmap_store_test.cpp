@@ -127,6 +127,7 @@ TEST(BitmapStore, RefusesPlacesThatContradictEachOther) {
   EXPECT_EQ(ProblemOf({16, {1}, "SDMPDUMP", 0x203A, {}}), DumpProblem::kNone);
   EXPECT_EQ(ProblemOf({16, {1}, "SDMPDUMP", ~std::uint64_t{0}, {}}), DumpProblem::kDamagedBody);
   EXPECT_EQ(ProblemOf({16, {1}, "SDMPDUMP", kFirst, 17}), DumpProblem::kDamagedBody);
+  EXPECT_EQ(ProblemOf({kMaxPages, {1}, "SDMPDUMP", kFirst << 24, {}}), DumpProblem::kNone);
   EXPECT_EQ(ProblemOf({kMaxPages + 1, {1}, "SDMPDUMP", kFirst << 24, {}}), DumpProblem::kDamagedBody);
 }
 

@@ -73,6 +73,19 @@ TEST(DebuggerData, FindsTheKeyOfAScrambledBlockWhateverTheSecretsAre) {
   }
 }
 
+TEST(DebuggerData, FindsTheKeyWhereSeveralTurnsFitTheTwoAddresses) {
+  const std::uint64_t processes = kModules ^ 0x3030303030303030;
+  support::GrowingBytes plain = Plain();
+  plain.Put<std::uint64_t>(0x50, processes);
+  for (std::uint64_t turn = 0; turn < 64; ++turn) {
+    const auto scrambled =
+        support::ScrambleDebuggerData(plain.bytes(), 0x9876543210ABCD00 + turn, 0xFFFFF80012AA0010, 0x0F1E2D3C4B5A6978);
+    const auto data = DebuggerData::FromEncoded(scrambled, kModules, processes);
+    ASSERT_TRUE(data) << turn;
+    EXPECT_TRUE(std::ranges::equal(data->bytes(), plain.bytes())) << turn;
+  }
+}
+
 TEST(DebuggerData, RefusesAScrambledBlockThatIsNotOfThisHeader) {
   const auto scrambled = support::ScrambleDebuggerData(Plain().bytes(), 1, 2, 3);
   EXPECT_FALSE(DebuggerData::FromEncoded(scrambled, kModules, kProcesses + 0x10));
@@ -82,7 +95,8 @@ TEST(DebuggerData, RefusesAScrambledBlockThatIsNotOfThisHeader) {
 }
 
 TEST(DebuggerData, TellsFourLevelsUnlessItSaysFive) {
-  for (const auto& [bits, levels] : {std::pair{0, 4}, {4 << 2, 4}, {5 << 2, 5}, {(5 << 2) | 3, 5}, {0xF << 2, 4}}) {
+  for (const auto& [bits, levels] :
+       {std::pair{0, 4}, {4 << 2, 4}, {5 << 2, 5}, {(5 << 2) | 3, 5}, {(5 << 2) | 0xFFC0, 5}, {0xF << 2, 4}}) {
     support::GrowingBytes bytes = Plain();
     bytes.Put<std::uint16_t>(0x36, static_cast<std::uint16_t>(bits));
     EXPECT_EQ(DebuggerData::FromPlain(bytes.bytes())->PagingLevels(), levels) << bits;

@@ -157,6 +157,15 @@ TEST(DumpHeader, ReadsTheFirstFieldsOfA32BitDump) {
   EXPECT_EQ(header.system_time, 0x01D6509199BF63E0u);
 }
 
+TEST(DumpHeader, HasNoRunsOfA32BitDumpThatNobodyWrote) {
+  support::GrowingBytes bytes(0x1000);
+  bytes.PutText(0, "PAGEDUMP");
+  bytes.Put<std::uint32_t>(0x64, 0x45474150);
+  DumpHeader header;
+  ASSERT_EQ(Read(bytes.bytes(), &header), DumpProblem::kNone);
+  EXPECT_FALSE(header.physical_memory);
+}
+
 TEST(DumpHeader, KeepsNoMoreRunsOfA32BitDumpThanItHasRoomFor) {
   support::GrowingBytes bytes(0x1000);
   bytes.PutText(0, "PAGEDUMP");

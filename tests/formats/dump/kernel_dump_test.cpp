@@ -73,6 +73,12 @@ TEST(KernelDump, HasNoStackThatLeavesMemory) {
   EXPECT_FALSE(OpenBytes(dump.Finish()).dump->KernelStack());
 }
 
+TEST(KernelDump, HasNoStackOfNoBytes) {
+  support::SmallDumpBytes dump;
+  dump.AddStack(0xFFFFC00000015100, {});
+  EXPECT_FALSE(OpenBytes(dump.Finish()).dump->KernelStack());
+}
+
 TEST(KernelDump, TellsThatASmallDumpsMarkIsMissing) {
   support::SmallDumpBytes dump;
   std::vector<std::byte> bytes = dump.Finish();

@@ -129,6 +129,37 @@ TEST(LiveLists, GiveUnloadedModulesTheNewestFirst) {
   EXPECT_EQ(unloaded[1].name, u"older.sys");
 }
 
+TEST(LiveLists, TakeTheLastSlotForOlderThanTheFirstOnesWhileTheKernelCountsItsFirstRound) {
+  PagedDumpBytes dump;
+  support::MakeMachine(&dump, false);
+  dump.Put<std::uint32_t>(machine::kUnloadedArray + 8, 1);
+  const std::uint64_t slots = machine::kUnloadedArray + 0x100;
+  dump.Put<std::uint64_t>(slots + 0x28 * 45 + 0x10, 0xFFFFF80033000000);
+  const OpenedDump opened = OpenBytes(dump.AsBitmap(6));
+  const auto& unloaded = opened.dump->UnloadedModules();
+  ASSERT_EQ(unloaded.size(), 3u);
+  EXPECT_EQ(unloaded[0].start, 0xFFFFF80031000000u);
+  EXPECT_EQ(unloaded[1].start, 0xFFFFF80032000000u);
+  EXPECT_EQ(unloaded[2].start, 0xFFFFF80033000000u);
+  EXPECT_EQ(unloaded[2].name, u"");
+}
+
+TEST(LiveLists, ReadNoNameAndNoSlotsAtANullPointer) {
+  PagedDumpBytes dump;
+  support::MakeMachine(&dump, false);
+  support::GrowingBytes page(0x1000);
+  for (std::size_t at = 0; at < 0x1000; at += 2) page.Put<char16_t>(at, u'x');
+  dump.Write(0, page.bytes());
+  support::AddLiveModule(&dump, kMore, kSecond, 0x1000, u"", u"");
+  for (const std::uint64_t name : {0x48u, 0x58u}) dump.Put<std::uint16_t>(kMore + name, 8);
+  dump.Put<std::uint64_t>(machine::kUnloadedArray, 0);
+  const OpenedDump opened = OpenBytes(dump.AsBitmap(6));
+  ASSERT_EQ(opened.dump->Modules().size(), 3u);
+  EXPECT_EQ(opened.dump->Modules()[2].path, u"");
+  EXPECT_EQ(opened.dump->Modules()[2].name, u"unknown_0000000000001000");
+  EXPECT_TRUE(opened.dump->UnloadedModules().empty());
+}
+
 TEST(LiveLists, HaveNoUnloadedModulesWhereTheKernelHadNone) {
   PagedDumpBytes dump;
   support::MakeMachine(&dump, false);

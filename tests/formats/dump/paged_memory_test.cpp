@@ -184,6 +184,21 @@ TEST(PagedMemory, TellsWhatAPrototypeEntryCannotGive) {
   EXPECT_EQ(opened.dump->Protection(kData + 4 * kPage), 0x04u);
 }
 
+TEST(PagedMemory, FollowsASharedEntryThatLiesInMemoryThatIsSharedItself) {
+  PagedDumpBytes dump;
+  const std::uint64_t shared = 0xFFFF8A0000002000;
+  const std::uint64_t outer = 0xFFFF8A0000005000;
+  const std::uint64_t page = dump.Map(kData);
+  dump.Write(kData, Pattern(kPage, 9));
+  const std::uint64_t table = dump.Map(outer + kPage);  // holds the shared entry
+  dump.Put<std::uint64_t>(outer + kPage + 8, page * kPage | 0x801);
+  dump.Put<std::uint64_t>(outer, table * kPage | 0x801);
+  dump.SetEntry(shared, 1, PrototypeEntry(outer));
+  dump.SetEntry(kData + kPage, 1, PrototypeEntry(shared + 8));
+  const OpenedDump opened = OpenAsBitmap(&dump);
+  EXPECT_EQ(Read(*opened.dump, kData + kPage, kPage), Pattern(kPage, 9));
+}
+
 TEST(PagedMemory, EndsWhereSharedEntriesPointAtEachOther) {
   PagedDumpBytes dump;
   // The table's own page lies at an address whose entry points back into that page.
@@ -260,6 +275,38 @@ TEST(PagedMemory, ReadsTheDebuggersBlockPlainOrScrambled) {
     EXPECT_EQ(data->was_encoded(), scramble);
     EXPECT_EQ(data->At<std::uint64_t>(debugger_data_field::kKernBase), machine::kKernelBase);
   }
+}
+
+TEST(PagedMemory, TakesFourLevelsWhereTheListOfModulesIsThereWithBoth) {
+  PagedDumpBytes dump;
+  support::MakeMachine(&dump, false);
+  dump.header().Put<std::uint64_t>(0x80, 0);
+  // The root names itself, so that a level more finds the same pages for the topmost addresses.
+  const std::uint64_t root = dump.TablePage(kData, 4);
+  const std::uint64_t itself = root * kPage | 3;
+  std::memcpy(dump.PageAt(root).data() + 8 * 0x1FF, &itself, sizeof(itself));
+  const OpenedDump opened = OpenAsBitmap(&dump);
+  EXPECT_EQ(opened.dump->Modules().size(), 2u);
+  EXPECT_EQ(opened.dump->WhyMissing(0xFF11000012345000), MissingReason::kNotCanonical);
+}
+
+TEST(PagedMemory, LeavesTheTagsOfTheRootOut) {
+  PagedDumpBytes dump;
+  dump.Write(kData, Pattern(kPage, 8));
+  const std::uint64_t root = dump.TablePage(kData, 4) * kPage;
+  for (const std::uint64_t tags :
+       {std::uint64_t{0x002}, std::uint64_t{1} << 63, std::uint64_t{0xFFF0'0000'0000'0FFF}}) {
+    dump.header().Put<std::uint64_t>(0x10, root | tags);
+    EXPECT_EQ(Read(*OpenAsBitmap(&dump).dump, kData, kPage), Pattern(kPage, 8)) << tags;
+  }
+}
+
+TEST(PagedMemory, EndsAReadAtTheLastAddress) {
+  PagedDumpBytes dump;
+  dump.Write(~std::uint64_t{0} - 7, Pattern(8, 1));
+  dump.Write(0, Pattern(8, 2));
+  const OpenedDump opened = OpenAsBitmap(&dump);
+  EXPECT_EQ(Read(*opened.dump, ~std::uint64_t{0} - 7, 16), Pattern(8, 1));
 }
 
 TEST(PagedMemory, ReadsNothingWhereTheRootIsMissing) {

@@ -53,6 +53,7 @@ TEST(RunStore, RefusesARunThatLeavesMemory) {
     EXPECT_EQ(RunStore::Open(WithRuns({run}, 1), &store), DumpProblem::kDamagedBody);
   }
   EXPECT_EQ(RunStore::Open(WithRuns({{1, kMaxPages - 1}}, 1), &store), DumpProblem::kNone);
+  EXPECT_EQ(RunStore::Open(WithRuns({{kMaxPages, 0}}, 1), &store), DumpProblem::kNone);
 }
 
 }  // namespace

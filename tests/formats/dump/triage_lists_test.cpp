@@ -27,6 +27,15 @@ TEST(TriageLists, GiveModulesWithNamesFromTheStringPool) {
   EXPECT_EQ(modules[1].check_sum, 0x44u);
 }
 
+TEST(TriageLists, AreEmptyWithoutAPlaceWhateverTheyCount) {
+  support::SmallDumpBytes dump = TwoDrivers();
+  std::vector<std::byte> bytes = dump.Finish();
+  for (const std::size_t field : {0x2030u, 0x2018u}) std::memset(bytes.data() + field, 0, 4);
+  const OpenedDump opened = OpenBytes(bytes);
+  EXPECT_TRUE(opened.dump->Modules().empty());
+  EXPECT_TRUE(opened.dump->UnloadedModules().empty());
+}
+
 TEST(TriageLists, EndAtTheFirstEntryThatTheFileDoesNotHoldWhole) {
   support::SmallDumpBytes dump = TwoDrivers();
   std::vector<std::byte> bytes = dump.Finish();

@@ -202,6 +202,30 @@ TEST(TriageMemory, ReadsNothingBehindTheToldSizeOfACopy) {
   EXPECT_EQ(opened.dump->CurrentThread(), kThread);
 }
 
+TEST(TriageMemory, ReadsUpToTheToldSizeOfACopy) {
+  support::SmallDumpBytes bytes = Crashed();
+  std::vector<std::byte> file = bytes.Finish();
+  std::uint32_t data = 0;
+  std::memcpy(&data, file.data() + 0x2070, sizeof(data));
+  const std::uint16_t thread = support::made_layout::kThreadApcProcess + 8;
+  const std::uint16_t prcb = support::made_layout::kPrcbSpecialRegisters + 0xA0 + 8;
+  std::memcpy(file.data() + data + 0x2C0, &thread, sizeof(thread));
+  std::memcpy(file.data() + data + 0x2B0, &prcb, sizeof(prcb));
+  const OpenedDump opened = OpenBytes(file);
+  EXPECT_EQ(opened.dump->CurrentProcess(), kProcess);
+  EXPECT_EQ(opened.dump->Cr8(), 13u);
+}
+
+TEST(TriageMemory, BelievesNoPointerToTheProcessorsBlockThatIsCut) {
+  support::SmallDumpBytes bytes = Crashed();
+  const std::uint64_t pointer = kPrcb;
+  const auto all = std::as_bytes(std::span(&pointer, 1));
+  bytes.AddBlock(kProcessorBlocks + 24, all.first(7));
+  bytes.AddPart(all.last(1));  // what stands behind the cut one in the file
+  const OpenedDump opened = OpenBytes(bytes.Finish());
+  EXPECT_TRUE(Read(*opened.dump, kPrcb, 8).empty());
+}
+
 TEST(TriageMemory, HasNoPageTables) {
   support::SmallDumpBytes bytes;
   bytes.AddBlock(0x10000, Pattern(16, 1));
