@@ -141,6 +141,8 @@ int ShowLog(const std::string& name, const std::vector<std::string>& paths, cons
   reading.otherwise_encoding = options.encoding;
   const auto reader = OpenLog(paths, reading, kCommand, err);
   if (reader == nullptr) return kExitFailed;
+  // The machine's own files are logs, whatever is in them.
+  if (!name.empty() && TellIfNoLog(*reader, name, reading, kCommand, err)) return kExitFailed;
   CrashHistory history;
   LogRecord record;
   LogReader::Step step = reader->Next(&record);

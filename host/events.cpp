@@ -163,7 +163,7 @@ int Events(const EventsOptions& options, std::FILE* out, std::FILE* err) {
   int result = kExitGood;
   for (const std::string& path : options.files) {
     const auto reader = OpenLog({path}, reading, kCommand, err);
-    if (reader == nullptr) {
+    if (reader == nullptr || TellIfNoLog(*reader, path, reading, kCommand, err)) {
       result = kExitFailed;
       continue;
     }

@@ -15,6 +15,13 @@ std::unique_ptr<embedded::LogReader> OpenLog(const std::vector<std::string>& pat
   return std::move(reader.value());
 }
 
+bool TellIfNoLog(const embedded::LogReader& reader, const std::string& path, const embedded::LogReaderOptions& options,
+                 std::string_view command, std::FILE* err) {
+  if (reader.HasRecords() || embedded::BeginsAsEventLog(path, options.otherwise_encoding)) return false;
+  TellTrace(err, command, path + ": byte 0: begins neither as a binary event log nor as an exported one");
+  return true;
+}
+
 std::string ForTerminal(std::string_view text) {
   std::string shown(text);
   for (char& c : shown) {

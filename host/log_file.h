@@ -21,6 +21,11 @@ std::unique_ptr<embedded::LogReader> OpenLog(const std::vector<std::string>& pat
                                              const embedded::LogReaderOptions& options, std::string_view command,
                                              std::FILE* err);
 
+/// Tells of a file without a record that begins as no event log does. @return whether it was so. REQUIRES: nothing was
+/// read of `reader`, which has this file alone.
+bool TellIfNoLog(const embedded::LogReader& reader, const std::string& path, const embedded::LogReaderOptions& options,
+                 std::string_view command, std::FILE* err);
+
 /// Tells what a log that was read to its end had in it that could not be read; says nothing about a log that was whole.
 void TellLogDamage(const std::string& name, const embedded::LogCounts& counts, std::string_view command,
                    std::FILE* err);

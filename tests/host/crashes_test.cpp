@@ -95,5 +95,27 @@ TEST(Crashes, ARealLogWithThreeStopErrorsTellsThemAndTheirDumps) {
   EXPECT_THAT(lines[2], HasSubstr(R"("code":26,"name":"MEMORY_MANAGEMENT")"));
 }
 
+TEST(Crashes, AFileThatIsNoEventLogIsNamedWithThePlaceAndFailsTheCommand) {
+  const TemporaryFolder folder;
+  for (const std::string text : {"", "hello", "<?xml version='1.0'?>\n<assembly/>"}) {
+    CrashesOptions options;
+    options.files = {folder.Put("x", BytesOf(text))};
+    const CommandResult result = RunCommand(Crashes, options);
+    EXPECT_EQ(result.code, kExitFailed) << text;
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "wardlet crashes: " + options.files[0] +
+                              ": byte 0: begins neither as a binary event log nor as an exported one\n");
+  }
+}
+
+TEST(Crashes, AnExportWithoutAnEventIsAGoodLogThatHasNothing) {
+  const TemporaryFolder folder;
+  CrashesOptions options;
+  options.files = {folder.Put("x", BytesOf("<?xml version='1.0'?>\n<!-- none -->\n<Events></Events>"))};
+  const CommandResult result = RunCommand(Crashes, options);
+  EXPECT_EQ(result.code, kExitGood);
+  EXPECT_EQ(result.err, "");
+}
+
 }  // namespace
 }  // namespace varnel::host

@@ -144,5 +144,25 @@ TEST_F(EventsTest, TheSampleLogsGiveTheRecordsThatAnotherReaderFound) {
   }
 }
 
+TEST_F(EventsTest, AFileThatIsNoEventLogIsNamedWithThePlaceAndFailsTheCommand) {
+  for (const std::string text : {"", "hello", "<?xml version='1.0'?>\n<assembly/>"}) {
+    EventsOptions options;
+    options.files = {folder_.Put("x", BytesOf(text))};
+    const CommandResult result = RunCommand(Events, options);
+    EXPECT_EQ(result.code, kExitFailed) << text;
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "wardlet events: " + options.files[0] +
+                              ": byte 0: begins neither as a binary event log nor as an exported one\n");
+  }
+}
+
+TEST_F(EventsTest, AnExportWithoutAnEventIsAGoodLogThatHasNothing) {
+  EventsOptions options;
+  options.files = {folder_.Put("x", BytesOf("<?xml version='1.0'?>\n<!-- none -->\n<Events></Events>"))};
+  const CommandResult result = RunCommand(Events, options);
+  EXPECT_EQ(result.code, kExitGood);
+  EXPECT_EQ(result.err, "");
+}
+
 }  // namespace
 }  // namespace varnel::host

@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <span>
 #include <string_view>
 
 #include "platform/embedded/eventlog/evtx_log_source.h"
+#include "platform/embedded/eventlog/log_text.h"
 #include "platform/embedded/eventlog/xml_log_source.h"
 
 namespace varnel::embedded {
@@ -15,20 +17,42 @@ namespace {
 
 constexpr std::uint64_t kYear10000 = 2650467744000000000;  // 10000-01-01 as 100 ns since 1601
 
-/// By its first bytes; the name decides for one whose header is damaged.
-bool IsBinaryLog(const std::string& path) {
+bool HasBinaryMark(const std::string& path) {
   using namespace std::string_view_literals;
   constexpr std::string_view kMark = "ElfFile\0"sv;
-  constexpr std::string_view kEnding = ".evtx";
   // Without O_NONBLOCK, here and where a log is opened, a pipe would be waited for.
   const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   char begin[kMark.size()] = {};
-  if (fd.valid() && ::pread(fd.get(), begin, sizeof begin, 0) == static_cast<ssize_t>(sizeof begin) &&
-      std::string_view(begin, sizeof begin) == kMark) {
-    return true;
+  return fd.valid() && ::pread(fd.get(), begin, sizeof begin, 0) == static_cast<ssize_t>(sizeof begin) &&
+         std::string_view(begin, sizeof begin) == kMark;
+}
+
+/// By its first bytes; the name decides for one whose header is damaged.
+bool IsBinaryLog(const std::string& path) {
+  constexpr std::string_view kEnding = ".evtx";
+  return HasBinaryMark(path) ||
+         (path.size() >= kEnding.size() &&
+          ::strncasecmp(path.c_str() + path.size() - kEnding.size(), kEnding.data(), kEnding.size()) == 0);
+}
+
+/// Whether the first element is an event, or a list of events. Declarations and comments may stand before it.
+bool BeginsWithEvents(std::string_view text) {
+  constexpr std::string_view kLayout = " \t\r\n";
+  for (;;) {
+    text.remove_prefix(std::min(text.find_first_not_of(kLayout), text.size()));
+    const bool comment = text.starts_with("<!--");
+    if (!comment && !text.starts_with("<?")) break;
+    const std::string_view end = comment ? "-->" : "?>";
+    const std::size_t at = text.find(end);
+    if (at == std::string_view::npos) return false;
+    text.remove_prefix(at + end.size());
   }
-  return path.size() >= kEnding.size() &&
-         ::strncasecmp(path.c_str() + path.size() - kEnding.size(), kEnding.data(), kEnding.size()) == 0;
+  for (const std::string_view name : {"<Events", "<Event"}) {
+    if (!text.starts_with(name)) continue;
+    const std::string_view behind = text.substr(name.size(), 1);
+    return behind.empty() || behind == ">" || behind == "/" || kLayout.find(behind) != std::string_view::npos;
+  }
+  return false;
 }
 
 formats::Result<std::unique_ptr<LogSource>> OpenSource(const std::string& path, const LogReaderOptions& options) {
@@ -37,6 +61,14 @@ formats::Result<std::unique_ptr<LogSource>> OpenSource(const std::string& path, 
 }
 
 }  // namespace
+
+bool BeginsAsEventLog(const std::string& path, const std::string& otherwise_encoding) {
+  if (HasBinaryMark(path)) return true;
+  const auto text = LogText::Open(path, otherwise_encoding);
+  if (!text.ok()) return false;
+  char begin[4096];
+  return BeginsWithEvents(std::string_view(begin, text.value()->ReadAt(0, std::span(begin))));
+}
 
 formats::Result<std::unique_ptr<LogReader>> LogReader::Open(const std::vector<std::string>& paths,
                                                             const LogReaderOptions& options) {
@@ -83,6 +115,12 @@ LogReader::Step LogReader::Next(LogRecord* record, LogCursor::Deadline deadline)
   }
   ++records_;
   return Step::kRecord;
+}
+
+bool LogReader::HasRecords() const {
+  return std::any_of(cursors_.begin(), cursors_.end(), [](const auto& cursor) {
+    return !cursor->source().blocks().empty() || cursor->source().counts().skipped > 0;
+  });
 }
 
 LogCounts LogReader::counts() const {

@@ -26,6 +26,10 @@ struct LogReaderOptions {
   EvtxHelperOptions helper;
 };
 
+/// Whether a file begins as an event log does, a binary one or an exported one: so does an empty log too. False as well
+/// for a file that can't be read. `otherwise_encoding` as in LogReaderOptions.
+bool BeginsAsEventLog(const std::string& path, const std::string& otherwise_encoding);
+
 class LogReader {
  public:
   /// Opens the files: those that begin like a binary log, or are named "….evtx", as such, others as exports. An Error
@@ -38,6 +42,10 @@ class LogReader {
   /// The next record into `*record`. kFailed when a file can't be read any more for a reason that is no damage; what it
   /// still had is not told. kTimeOver when it was not found in time; what was read by then is kept.
   Step Next(LogRecord* record, LogCursor::Deadline deadline = std::nullopt);
+
+  /// Whether any file has a record, be it one that can't be read or that the filter does not want. REQUIRES: Next was
+  /// not called.
+  bool HasRecords() const;
 
   /// So far; damage that lies where nobody has read yet is not known yet.
   LogCounts counts() const;

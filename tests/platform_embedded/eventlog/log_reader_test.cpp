@@ -86,5 +86,29 @@ TEST_F(LogReaderTest, TellsTheHighestNumberAndTheNewestTimeOfAllFiles) {
   EXPECT_EQ(reader.value()->NewestTime(), 500u);
 }
 
+TEST_F(LogReaderTest, AnEmptyLogIsToldFromAFileThatIsNone) {
+  using namespace std::string_literals;
+  EXPECT_TRUE(BeginsAsEventLog(Write("a.evtx", Evtx(1, 1)), ""));
+  for (const char* text : {"<Events/>", "<Events></Events>", "\r\n<?xml version='1.0'?><!-- x --> <Events xmlns='y'>",
+                           "<Event xmlns='z'>", "\xEF\xBB\xBF<Events>"}) {
+    EXPECT_TRUE(BeginsAsEventLog(Write("a.xml", text), "")) << text;
+  }
+  EXPECT_TRUE(BeginsAsEventLog(Write("a.xml", "\xFF\xFE<\0E\0v\0e\0n\0t\0s\0/\0>\0"s), "")) << "UTF-16";
+  for (const std::string& text :
+       {""s, "hello"s, "<EventsOfMine/>"s, "<?xml"s, "<!-- <Events/>"s, "\0\0\0\0\0\0\0\0"s}) {
+    EXPECT_FALSE(BeginsAsEventLog(Write("a.xml", text), "")) << text;
+    EXPECT_FALSE(BeginsAsEventLog(Write("a.evtx", text), "")) << text;
+  }
+  EXPECT_FALSE(BeginsAsEventLog("/no/System.xml", ""));
+}
+
+TEST_F(LogReaderTest, KnowsBeforeTheFirstRecordWhetherThereIsOne) {
+  EXPECT_FALSE(LogReader::Open({Write("a.xml", "<Events/>")}, {}).value()->HasRecords());
+  EXPECT_TRUE(LogReader::Open({Write("a.xml", Xml(1))}, {}).value()->HasRecords());
+  EXPECT_TRUE(LogReader::Open({Write("a.xml", "<Event>no number</Event>")}, {}).value()->HasRecords())
+      << "a damaged one";
+  EXPECT_TRUE(LogReader::Open({Write("a.evtx", Evtx(1, 3))}, {}).value()->HasRecords());
+}
+
 }  // namespace
 }  // namespace varnel::embedded
