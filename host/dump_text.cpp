@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
+#include <string_view>
+#include <utility>
 
 #include "formats/bugcheck_parameters.h"
 #include "formats/guid_text.h"
@@ -14,12 +16,45 @@
 namespace varnel::host {
 namespace {
 
+// Of the lines that are made to be read; a name or a path is never cut for it.
+constexpr std::size_t kWidth = 80;
+
+// The words of a text in lines of at most `width` columns; a longer word has one of its own.
+std::vector<std::string> Wrapped(std::string_view text, std::size_t width) {
+  std::vector<std::string> lines;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find(' '), text.size());
+    const std::string_view word = text.substr(0, end);
+    if (lines.empty() || lines.back().size() + 1 + word.size() > width) {
+      lines.emplace_back(word);
+    } else {
+      lines.back().append(" ").append(word);
+    }
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return lines;
+}
+
 class Lines {
  public:
   void Row(const std::string& name, const std::string& value) {
     char padded[32];
     std::snprintf(padded, sizeof(padded), "  %-14s ", name.c_str());
     text_ += padded + Shown(value) + '\n';
+  }
+  // Beside an address stand its notes, one below the other.
+  void AddressRow(const std::string& name, std::uint64_t address, const std::vector<std::string>& notes) {
+    std::string value = AddressText(address);
+    const std::string blank(value.size(), ' ');
+    std::string left = name;
+    bool any = false;
+    for (const std::string& note : notes) {
+      for (const std::string& line : Wrapped(note, kWidth - kNoteColumn)) {
+        Row(std::exchange(left, {}), std::exchange(value, blank) + "  " + line);
+        any = true;
+      }
+    }
+    if (!any) Row(name, value);
   }
   void OptionalRow(const char* name, const std::optional<std::string>& value) {
     if (value) Row(name, *value);
@@ -28,6 +63,8 @@ class Lines {
   std::string Take() { return std::move(text_); }
 
  private:
+  static constexpr std::size_t kNoteColumn = 37;
+
   // Texts of a dump are foreign: they must not steer a terminal.
   static std::string Shown(const std::string& text) { return ForTerminal(formats::ToValidUtf8(text)); }
 
@@ -46,6 +83,16 @@ std::string Padded(const std::string& text, std::size_t width) {
   return text.size() < width ? text + std::string(width - text.size(), ' ') : text;
 }
 
+// Where an address lies in a loaded module, as "name+0x1234"; empty for one that lies in none.
+std::string PlaceOf(const std::vector<formats::DumpModule>& modules, std::uint64_t address) {
+  const formats::DumpModule* found = nullptr;
+  for (const formats::DumpModule& module : modules) {
+    if (module.base <= address && (found == nullptr || module.base > found->base)) found = &module;
+  }
+  if (found == nullptr || address - found->base >= found->size) return {};
+  return formats::Utf16ToUtf8(found->name) + '+' + OffsetText(address - found->base);
+}
+
 std::string BuildText(const formats::DumpHeader& header) {
   std::string text = std::to_string(header.build);
   if (header.major_version == 0xF) text += ", free";
@@ -55,7 +102,8 @@ std::string BuildText(const formats::DumpHeader& header) {
   return text;
 }
 
-void WriteStopCode(const formats::DumpHeader& header, Lines* lines) {
+void WriteStopCode(const DumpSummary& summary, Lines* lines) {
+  const formats::DumpHeader& header = summary.header;
   if (header.bug_check_code == 0) {
     lines->Row("stop code", "none");
     return;
@@ -64,8 +112,9 @@ void WriteStopCode(const formats::DumpHeader& header, Lines* lines) {
   lines->Row("stop code", CodeText(header.bug_check_code) + (name ? ' ' + *name : std::string()));
   const formats::BugCheckParameters meanings = formats::BugCheckParameterMeanings(header.bug_check_code);
   for (std::size_t i = 0; i < meanings.size(); ++i) {
-    const std::string meaning = meanings[i].empty() ? std::string() : "  " + std::string(meanings[i]);
-    lines->Row("parameter " + std::to_string(i + 1), AddressText(header.bug_check_parameters[i]) + meaning);
+    const std::uint64_t value = header.bug_check_parameters[i];
+    lines->AddressRow("parameter " + std::to_string(i + 1), value,
+                      {std::string(meanings[i]), PlaceOf(summary.modules, value)});
   }
 }
 
@@ -79,12 +128,14 @@ void WriteMachine(const DumpSummary& summary, Lines* lines) {
   if (summary.crashing_processor) machine += ", number " + std::to_string(*summary.crashing_processor) + " crashed";
   lines->Row("machine", machine);
   lines->Row("build", BuildText(header));
-  WriteStopCode(header, lines);
+  WriteStopCode(summary, lines);
   if (header.system_time) {
     lines->Row("time", IsoTime(static_cast<std::int64_t>(*header.system_time), TimeDigits::kMicroseconds));
   }
   if (header.system_up_time) lines->Row("uptime", DurationText(*header.system_up_time));
-  if (header.context) lines->Row("instruction", AddressText(header.context->Rip()));
+  if (header.context) {
+    lines->AddressRow("instruction", header.context->Rip(), {PlaceOf(summary.modules, header.context->Rip())});
+  }
   if (summary.cr8) lines->Row("cr8", std::to_string(*summary.cr8));
   lines->OptionalRow("thread", Address(summary.thread));
   lines->OptionalRow("process", Address(summary.process));
@@ -127,13 +178,13 @@ void WriteHeader(const formats::DumpHeader& header, Lines* lines) {
 }
 
 void WriteModules(const DumpSummary& summary, Lines* lines) {
-  if (!summary.modules.empty()) lines->Line("modules");
+  if (!summary.modules.empty()) lines->Line("modules: base, size, time stamp, file");
   for (const formats::DumpModule& module : summary.modules) {
     lines->Line("  " + AddressText(module.base) + "  " + CodeText(module.size) + "  " +
                 CodeText(module.time_date_stamp) + "  " +
                 formats::Utf16ToUtf8(module.path.empty() ? module.name : module.path));
   }
-  if (!summary.unloaded.empty()) lines->Line("unloaded modules");
+  if (!summary.unloaded.empty()) lines->Line("unloaded modules: start, end, time, name");
   for (const formats::DumpUnloadedModule& module : summary.unloaded) {
     std::string line = "  " + AddressText(module.start) + "  " + AddressText(module.end) + "  ";
     if (module.time) line += IsoTime(static_cast<std::int64_t>(*module.time), TimeDigits::kMicroseconds) + "  ";
@@ -144,7 +195,7 @@ void WriteModules(const DumpSummary& summary, Lines* lines) {
 void WriteStack(const std::optional<DumpStack>& stack, Lines* lines) {
   if (!stack) return;
   lines->Line("stack from " + AddressText(stack->start) + ", " + std::to_string(stack->bytes) +
-              " bytes; what lies in modules");
+              " bytes; what lies in modules: address, value, place");
   for (const DumpStackWord& word : stack->words) {
     lines->Line("  " + AddressText(word.address) + "  " + AddressText(word.value) + "  " +
                 formats::Utf16ToUtf8(word.module) + '+' + OffsetText(word.offset));

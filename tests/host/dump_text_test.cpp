@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 namespace varnel::host {
 namespace {
 
@@ -36,6 +38,37 @@ TEST(DumpText, TellsEachParameterOfTheStopCodeWithItsMeaning) {
                                              "  parameter 2    0x0000000000000002  IRQL on the way back to user mode\n"
                                              "  parameter 3    0x0000000000000003\n"
                                              "  parameter 4    0x0000000000000004\n"));
+}
+
+TEST(DumpText, NamesTheModuleThatTheInstructionAndAParameterLieIn) {
+  DumpSummary summary;
+  summary.modules.resize(2);
+  summary.modules[0].base = 0xFFFFF80000200000;
+  summary.modules[0].size = 0x1000;
+  summary.modules[0].name = u"b.sys";
+  summary.modules[1].base = 0xFFFFF80000100000;
+  summary.modules[1].size = 0x2000;
+  summary.modules[1].name = u"a.sys";
+  summary.header.bug_check_code = 0x1E;
+  summary.header.bug_check_parameters = {0xFFFFFFFFC0000005, 0xFFFFF80000101FFF, 0xFFFFF80000102000,
+                                         0xFFFFF80000200000};
+  summary.header.context.emplace();
+  const std::string text = DumpAsText(summary);
+  EXPECT_THAT(text, HasSubstr("  parameter 2    0xFFFFF80000101FFF  instruction that raised it\n"
+                              "                                     a.sys+0x1FFF\n"));
+  EXPECT_THAT(text, HasSubstr("  parameter 3    0xFFFFF80000102000  the exception's first own parameter\n"
+                              "  parameter 4    0xFFFFF80000200000  the exception's second own parameter\n"
+                              "                                     b.sys+0x0\n"));
+  EXPECT_THAT(text, HasSubstr("  instruction    0x0000000000000000\n"));
+}
+
+TEST(DumpText, TheMeaningOfAParameterIsWrappedAtTheWidthOfATerminal) {
+  for (const std::uint32_t code : {0x1Au, 0x9Fu, 0x133u, 0x139u, 0x1C7u, 0xD1u}) {
+    DumpSummary summary;
+    summary.header.bug_check_code = code;
+    std::istringstream text(DumpAsText(summary));
+    for (std::string line; std::getline(text, line);) EXPECT_LE(line.size(), 80u) << line;
+  }
 }
 
 TEST(DumpText, AStopCodeWithoutANameStandsAlone) {
@@ -90,13 +123,13 @@ TEST(DumpText, ListsModulesStackAndSecondaryDataAtTheEnd) {
   summary.stack = DumpStack{0x10, 24, {{0x18, 0xFFFFF80000100004, u"a.sys", 4}}};
   summary.secondary_data.push_back({GUID{}, 0x3000, 5});
   EXPECT_THAT(DumpAsText(summary),
-              testing::EndsWith("modules\n"
+              testing::EndsWith("modules: base, size, time stamp, file\n"
                                 "  0xFFFFF80000100000  0x00001000  0x93DAD125  a.sys\n"
                                 "  0xFFFFF80000100000  0x00001000  0x93DAD125  \\x\\a.sys\n"
-                                "unloaded modules\n"
+                                "unloaded modules: start, end, time, name\n"
                                 "  0x0000000000001000  0x0000000000002000  b.sys\n"
                                 "  0x0000000000003000  0x0000000000004000  2021-02-21T03:58:22.765432Z  c.sys\n"
-                                "stack from 0x0000000000000010, 24 bytes; what lies in modules\n"
+                                "stack from 0x0000000000000010, 24 bytes; what lies in modules: address, value, place\n"
                                 "  0x0000000000000018  0xFFFFF80000100004  a.sys+0x4\n"
                                 "secondary data\n"
                                 "  {00000000-0000-0000-0000-000000000000}  5 bytes         at byte 12288\n"));
