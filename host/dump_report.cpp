@@ -79,10 +79,10 @@ class DueTexts {
   std::set<std::pair<std::string, std::string>> due_;  // function, path on the machine
 };
 
-enum class Ending { kByItself, kStopped, kFailed };
+enum class Ending { kByItself, kStopped, kFailed, kNobodyListens };
 
 /// Hosts the module in a process of its own until all texts have come, nothing more comes, or a signal, which is
-/// kStopped. What failed is told.
+/// kStopped, or until a text can't be written, which is kNobodyListens. What failed is told.
 Ending RunModule(const std::string& machine, const DumpReportOptions& options, DueTexts* texts, std::FILE* out,
                  std::FILE* err) {
   const StopSignals signals;
@@ -106,7 +106,7 @@ Ending RunModule(const std::string& machine, const DumpReportOptions& options, D
     if (!text) break;
     if (!texts->Note(*text)) continue;
     std::fprintf(out, "%s\n", text->c_str());
-    if (!FinishOutput(out, kCommand, err)) return Ending::kFailed;
+    if (!FinishOutput(out, kCommand, err)) return Ending::kNobodyListens;
   }
   const int code = module.value().Wait();
   if (stopped) {
@@ -166,8 +166,9 @@ int DumpReport(const DumpReportOptions& options, std::FILE* out, std::FILE* err)
   DueTexts texts(dumps.value(), options.flags);
   const Ending ending = texts.AllCame() ? Ending::kByItself : RunModule(machine, options, &texts, out, err);
   if (options.keep) TellTrace(err, kCommand, "the machine stays in " + machine);
-  // What a stop kept from coming is nothing that a dump could be blamed for.
-  const bool missing = ending != Ending::kStopped && TellMissing(dumps.value(), texts, err);
+  // What a stop, or an output that is gone, kept from coming is nothing that a dump could be blamed for.
+  const bool blame = ending == Ending::kByItself || ending == Ending::kFailed;
+  const bool missing = blame && TellMissing(dumps.value(), texts, err);
   return ending == Ending::kByItself && !missing ? kExitGood : kExitFailed;
 }
 

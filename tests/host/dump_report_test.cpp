@@ -214,6 +214,20 @@ TEST(DumpReport, AStopIsToldOnceAndBlamesNoDump) {
   EXPECT_TRUE(fs::is_empty(place.path()));
 }
 
+TEST(DumpReport, AnOutputThatIsGoneIsToldOnceAndBlamesNoDump) {
+  TemporaryFolder folder;
+  const std::string path = folder.Put("a.dmp", SmallDump());
+  const TemporaryPlace place(folder.PathOf("temporary"));
+  auto child = ChildProcess::Start({"/bin/sh", "-c", "exec \"$0\" \"$@\" >/dev/full 2>'" + folder.PathOf("err") + "'",
+                                    VARNEL_WARDLET, "dump", "report", path},
+                                   ChildProcess::Output::kInherited);
+  ASSERT_TRUE(child.ok());
+  EXPECT_EQ(child.value().Wait(), kExitFailed);
+  EXPECT_EQ(ReadAll(folder.PathOf("err")),
+            "wardlet dump report: the output could not be written: No space left on device\n");
+  EXPECT_TRUE(fs::is_empty(place.path()));
+}
+
 TEST(DumpReport, ItsMachineGoesUnlessItIsKept) {
   TemporaryFolder folder;
   const std::string path = folder.Put("a.dmp", SmallDump());
