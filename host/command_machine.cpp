@@ -1,6 +1,7 @@
 // wardlet machine: makes machine folders, boots them, and looks into them.
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -87,11 +88,20 @@ int Crash(const CrashOptions& options) {
   return crashed.ok() ? kExitGood : Fail(crashed.error().message);
 }
 
+// A session is looked at through its control page, which is mapped for writing: who may not write there sees none, and
+// must not be told that none runs.
+formats::Status MayLookAtSessions(const embedded::Machine& machine) {
+  const std::string lock = machine.SessionsPath() + "/lock";
+  if (::access(lock.c_str(), R_OK | W_OK) == 0 || errno == ENOENT) return formats::Ok();
+  return formats::Error{lock + ": " + std::strerror(errno)};
+}
+
 int Sessions(const std::string& asked, bool json) {
   const auto folder = ChooseMachine(asked);
   if (!folder.ok()) return Fail(folder.error().message);
   const auto machine = embedded::Machine::Open(folder.value());
   if (!machine.ok()) return Fail(machine.error().message);
+  if (const auto may = MayLookAtSessions(*machine.value()); !may.ok()) return Fail(may.error().message);
   const auto sessions = embedded::ListSessions(*machine.value());
   return Print(json ? SessionsAsJson(sessions) : SessionsAsText(sessions));
 }
@@ -125,6 +135,7 @@ int Info(const std::string& asked) {
   if (!machine.ok()) return Fail(machine.error().message);
   const auto boot = machine.value()->ReadBoot();
   if (!boot.ok()) return Fail(boot.error().message);
+  if (const auto may = MayLookAtSessions(*machine.value()); !may.ok()) return Fail(may.error().message);
   const bool same_host_boot = boot.value().host_boot_id == embedded::HostBootId();
   return Print("folder    " + folder.value() + "\ndrive C   " + machine.value()->DrivePath('C') + "\nboot      " +
                std::to_string(boot.value().number) + ", since " +
