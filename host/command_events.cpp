@@ -9,13 +9,20 @@
 #include "host/events.h"
 #include "host/exit_code.h"
 #include "host/machine_choice.h"
+#include "host/option_checks.h"
 #include "host/program.h"
 #include "host/report.h"
 #include "platform/embedded/core/machine.h"
+#include "platform/embedded/eventlog/log_text.h"
 #include "platform/embedded/eventlog/system_log.h"
 
 namespace varnel::host {
 namespace {
+
+// A check of an option.
+std::string IsEncoding(const std::string& name) {
+  return embedded::IsKnownEncoding(name) ? "" : "'" + name + "' is no encoding that iconv knows";
+}
 
 bool WantsTable(bool json) {
   return !json && ::isatty(STDOUT_FILENO) == 1;
@@ -29,9 +36,10 @@ void AddEvents(CLI::App* program, Choice* choice) {
   events->add_option("--query", options->query, "Only the events that this query asks for")->type_name("XPATH");
   events->add_option("--newest", options->newest, "Only so many, the newest first")
       ->type_name("N")
-      ->check(CLI::PositiveNumber);
+      ->check(&IsPositiveNumber, "");
   events->add_option("--encoding", options->encoding, "Of exports that name none and are not UTF-8, as iconv calls it")
-      ->type_name("NAME");
+      ->type_name("NAME")
+      ->check(&IsEncoding, "");
   events->add_flag("--json", *json, "JSON on a terminal too, one object a line; else a table stands there");
   events->footer(
       "The query language is that of the event log: child elements, attributes, \"and\", \"or\", brackets, band() and\n"
@@ -70,7 +78,8 @@ void AddCrashes(CLI::App* program, Choice* choice) {
   AddMachineOption(crashes, machine.get());
   crashes->get_option("--machine")->excludes(files);
   crashes->add_option("--encoding", options->encoding, "Of exports that name none and are not UTF-8, as iconv calls it")
-      ->type_name("NAME");
+      ->type_name("NAME")
+      ->check(&IsEncoding, "");
   crashes->add_flag("--json", *json, "JSON on a terminal too, one object a line; else a table stands there");
   crashes->footer(
       "When the machine was back again, how long it had run and was down, and what had happened: a stop error with "

@@ -1,5 +1,7 @@
 // wardlet install, uninstall, version: the calls of the module's default interface.
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <memory>
 
@@ -52,7 +54,7 @@ int Version() {
   if (status != VNSTAT_SUCCESS) return Fail(path + ": tells no version (" + StatusText(status) + ")");
   std::printf("VarnelWardlet %u.%u.%u.%u\n", unsigned{info.wMajor}, unsigned{info.wMinor}, unsigned{info.wBuild},
               unsigned{info.wRevision});
-  return std::fflush(stdout) == 0 ? kExitGood : Fail("standard output can't be written");
+  return std::fflush(stdout) == 0 ? kExitGood : Fail(std::string("standard output: ") + std::strerror(errno));
 }
 
 void AddInstall(CLI::App* program, Choice* choice) {
@@ -62,6 +64,7 @@ void AddInstall(CLI::App* program, Choice* choice) {
   install
       ->add_option("SOURCE", options->source,
                    "The machine's folder that holds symsrv.dll and symsrv.yes, as a Windows path")
+      ->type_name("")
       ->capture_default_str();
   install->footer(
       "From the next boot on the machine's own trace session records the seven providers; until then a temporary one\n"

@@ -1,6 +1,8 @@
 // wardlet machine emit: a sample provider for all seven GUIDs, and left-over files composed by hand.
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <limits>
 #include <memory>
@@ -13,6 +15,7 @@
 #include "host/exit_code.h"
 #include "host/left_over_file.h"
 #include "host/machine_choice.h"
+#include "host/option_checks.h"
 #include "host/program.h"
 #include "host/report.h"
 #include "host/stop_signals.h"
@@ -32,11 +35,6 @@ struct EmitCommandOptions {
   EmitRun run;
   bool quiet = false;
 };
-
-// A check of an option: a number that is not negative. (Read into an unsigned field, "-1" would be a huge one.)
-std::string IsNotNegative(const std::string& text) {
-  return text.find('-') == std::string::npos ? "" : "'" + text + "' is negative";
-}
 
 // A check of an option: events a second.
 std::string IsRate(const std::string& text) {
@@ -75,7 +73,16 @@ formats::Result<std::vector<LeftOverEvent>> LeftOverEvents(const std::vector<std
   return events;
 }
 
+int WrongValue(const std::string& message) {
+  Tell(message);
+  return kExitWrongUse;
+}
+
 int ComposeFile(const EmitCommandOptions& options) {
+  for (const std::string& text : options.events) {
+    if (text == "-") continue;
+    if (const auto event = ParseLeftOverEvent(text, 0); !event.ok()) return WrongValue(event.error().message);
+  }
   const auto events = LeftOverEvents(options.events);
   if (!events.ok()) return Fail(events.error().message);
   std::string machine = options.machine;
@@ -89,7 +96,7 @@ int ComposeFile(const EmitCommandOptions& options) {
   const auto written = WriteLeftOverFile(path.value(), events.value());
   if (!written.ok()) return Fail(written.error().message);
   std::printf("%s\n", path.value().c_str());
-  return std::fflush(stdout) == 0 ? kExitGood : Fail("standard output can't be written");
+  return std::fflush(stdout) == 0 ? kExitGood : Fail(std::string("standard output: ") + std::strerror(errno));
 }
 
 formats::Status TakeProviders(const EmitCommandOptions& options, EmitRun* run) {
@@ -128,11 +135,6 @@ formats::Status TakeSize(const EmitCommandOptions& options, EmitRun* run) {
   run->plan.min_size = static_cast<std::uint32_t>(low.value());
   run->plan.max_size = static_cast<std::uint32_t>(high.value());
   return formats::Ok();
-}
-
-int WrongValue(const std::string& message) {
-  Tell(message);
-  return kExitWrongUse;
 }
 
 int EmitEvents(const EmitCommandOptions& options) {
@@ -190,11 +192,11 @@ void AddEventOptions(CLI::App* emit, EmitCommandOptions* options) {
       ->allow_extra_args(false);
   emit->add_option("--count", run.plan.count, "Events of each provider; 0: until it is stopped")
       ->type_name("N")
-      ->check(&IsNotNegative, "")
+      ->check(&IsWholeNumber, "")
       ->capture_default_str();
   emit->add_option("--first", run.plan.first_number, "The first running number")
       ->type_name("N")
-      ->check(&IsNotNegative, "")
+      ->check(&IsWholeNumber, "")
       ->capture_default_str();
   emit->add_option("--rate", run.rate, "Events a second over all; 0: as fast as it goes")
       ->type_name("R")
@@ -216,19 +218,19 @@ void AddEventOptions(CLI::App* emit, EmitCommandOptions* options) {
       ->capture_default_str();
   emit->add_option("--gap-every", run.plan.gap_every, "Leaves one counter out before each n-th event")
       ->type_name("N")
-      ->check(&IsNotNegative, "");
+      ->check(&IsWholeNumber, "");
   emit->add_option("--repeat-every", run.plan.repeat_every, "Writes each n-th event twice with one counter")
       ->type_name("N")
-      ->check(&IsNotNegative, "");
+      ->check(&IsWholeNumber, "");
   emit->add_option("--restart-every", run.plan.restart_every, "Begins the counter anew before each n-th event")
       ->type_name("N")
-      ->check(&IsNotNegative, "");
+      ->check(&IsWholeNumber, "");
   emit->add_option("--flags", run.flags, "The events' flags; 8: the host shall see them")
       ->type_name("N")
       ->capture_default_str();
   emit->add_option("--seed", run.plan.seed, "Of the sizes")
       ->type_name("N")
-      ->check(&IsNotNegative, "")
+      ->check(&IsWholeNumber, "")
       ->capture_default_str();
   emit->add_flag("-q,--quiet", options->quiet, "Shows no counts");
 }

@@ -91,6 +91,21 @@ INSTANTIATE_TEST_SUITE_P(
                  "wardlet run: --idle-exit: 'soon' is no number of seconds (\"wardlet run --help\" tells more)"},
         WrongUse{{"run", "--duration", "-1"},
                  "wardlet run: --duration: '-1' is no number of seconds (\"wardlet run --help\" tells more)"},
+        WrongUse{
+            {"machine", "emit", "--count", "99999999999999999999"},
+            "wardlet machine emit: --count: '99999999999999999999' does not fit in 64 bits (\"wardlet machine emit "
+            "--help\" tells more)"},
+        WrongUse{{"machine", "emit", "--file", "nowhere.etl", "--event", "soon"},
+                 "wardlet machine emit: event 'soon': 'soon' is no number"},
+        WrongUse{{"events", "--newest", "0", "x"},
+                 "wardlet events: --newest: '0' is not above 0 (\"wardlet events --help\" tells more)"},
+        WrongUse{
+            {"events", "--encoding", "none-such", "x"},
+            "wardlet events: --encoding: 'none-such' is no encoding that iconv knows (\"wardlet events --help\" tells "
+            "more)"},
+        WrongUse{{"crashes", "--encoding", "none-such", "x"},
+                 "wardlet crashes: --encoding: 'none-such' is no encoding that iconv knows (\"wardlet crashes --help\" "
+                 "tells more)"},
         WrongUse{{"dump"}, "wardlet dump: a command is missing (\"wardlet dump --help\" tells more)"},
         WrongUse{{"dump", "info"}, "wardlet dump info: FILE is required (\"wardlet dump info --help\" tells more)"},
         WrongUse{{"trace", "info"},
@@ -173,6 +188,24 @@ INSTANTIATE_TEST_SUITE_P(Program, TakesFiles,
                                          std::vector<std::string>{"trace", "gaps"}, std::vector<std::string>{"events"},
                                          std::vector<std::string>{"crashes"}, std::vector<std::string>{"dump", "info"},
                                          std::vector<std::string>{"dump", "report"}));
+
+TEST(Program, WhoMayNotLookAtAMachinesSessionsIsNotToldThatNoneRuns) {
+  if (::geteuid() == 0) GTEST_SKIP() << "everything may be written by this user";
+  std::string pattern = testing::TempDir() + "program_test_closed_machine.XXXXXX";
+  const std::filesystem::path folder = ::mkdtemp(pattern.data());
+  const std::string machine = folder / "m";
+  ASSERT_EQ(RunWardlet({"machine", "new", machine}).exit_code, 0);
+  ASSERT_EQ(RunWardlet({"install", "--machine", machine}).exit_code, 0);
+  const std::string lock = machine + "/sessions/lock";
+  std::filesystem::permissions(lock, std::filesystem::perms::owner_read);
+  for (const char* command : {"sessions", "info"}) {
+    const Outcome outcome = RunWardlet({"machine", command, machine});
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, std::string("wardlet machine ") + command + ": " + lock + ": Permission denied\n");
+  }
+  std::filesystem::remove_all(folder);
+}
 
 // The number of a closed stream would otherwise be that of the machine's next file.
 TEST(Program, WhatGoesToAClosedOutputLandsInNoFileOfTheMachine) {

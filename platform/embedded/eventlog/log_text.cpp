@@ -99,6 +99,10 @@ class Converter {
 
 }  // namespace
 
+bool IsKnownEncoding(const std::string& name) {
+  return Converter(name).known();
+}
+
 formats::Result<std::unique_ptr<LogText>> LogText::Open(const std::string& path, const std::string& otherwise) {
   std::unique_ptr<LogText> text(new LogText);
   text->fd_ = UniqueFd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));

@@ -13,6 +13,9 @@
 
 namespace varnel::embedded {
 
+/// Whether a name is that of an encoding which can be converted.
+bool IsKnownEncoding(const std::string& name);
+
 class LogText {
  public:
   /// `otherwise` is an encoding as iconv names them, or empty for none. An Error when the file can't be read, or is in
