@@ -1,4 +1,5 @@
-// Start, run and stop with each of their platform calls failing once, and from then on for ever.
+// Start, run and stop with each of their platform calls failing once, and from then on for ever. VARNEL_SWEEP_STEP=N,
+// for where threads are dear, lets only each N-th of them fail.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -57,6 +58,12 @@ void TellHang(const TraceFault& fault, const char* how) {
   std::abort();
 }
 
+std::size_t SweepStep() {
+  const char* const text = std::getenv("VARNEL_SWEEP_STEP");
+  const unsigned long step = text == nullptr ? 1 : std::strtoul(text, nullptr, 10);
+  return step == 0 ? 1 : step;
+}
+
 class StartSweep : public ::testing::TestWithParam<SessionKind> {
  protected:
   StartSweep() {
@@ -65,6 +72,13 @@ class StartSweep : public ::testing::TestWithParam<SessionKind> {
     RunTraces(&machine, &unharmed_);
     order_ = machine.plan.Sites();
     std::erase_if(order_, [](const CallSite& site) { return site.caller.starts_with("test"); });
+  }
+
+  static void SetUpTestSuite() {
+    if (SweepStep() == 1) return;
+    std::printf(
+        "not checkable here: Sessions/StartSweep.*: each %zuth failing call alone, since all would take minutes\n",
+        SweepStep());
   }
 
   void Sweep(Mode mode, const std::function<bool(const CallSite&)>& wanted);
@@ -79,10 +93,15 @@ class StartSweep : public ::testing::TestWithParam<SessionKind> {
 };
 
 void StartSweep::Sweep(Mode mode, const std::function<bool(const CallSite&)>& wanted) {
+  const std::size_t step = SweepStep();
+  // Sweeps that pass over some calls do not all pass over the same ones.
+  const auto sweep = static_cast<std::size_t>(GetParam()) * 2 + static_cast<std::size_t>(mode);
+  std::size_t place = sweep * step / 4;
   unsigned runs = 0;
   for (const CallSite& site : order_) {
     const TraceFault fault{GetParam(), site, mode};
     if (!wanted(site) || !CanFail(site.operation) || FindKnownOutcome(fault) != nullptr) continue;
+    if (++place % step != 0) continue;
     Check(fault);
     ++runs;
   }

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <chrono>
 #include <deque>
+#include <map>
 #include <utility>
+#include <vector>
 
 namespace varnel::testing {
 namespace {
@@ -21,8 +23,35 @@ struct Waiter {
   bool granted = false;
   bool was_ready = false;
   std::uint64_t turn = 0;  // one at a time: its place among those who may run
-  std::condition_variable wake;
+  std::condition_variable* wake = nullptr;
 };
+
+/// What a blocked thread is woken by, alone, when it may go on. Lent again and again, and never destroyed: where a
+/// system makes each of several of its objects, making one costs more than waiting for it.
+class Wakes {
+ public:
+  std::condition_variable* Take() {
+    const std::lock_guard lock(mutex_);
+    if (free_.empty()) return new std::condition_variable;
+    std::condition_variable* const wake = free_.back();
+    free_.pop_back();
+    return wake;
+  }
+
+  void Give(std::condition_variable* wake) {
+    const std::lock_guard lock(mutex_);
+    free_.push_back(wake);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::condition_variable*> free_;
+};
+
+Wakes& WakesOfTheProcess() {
+  static auto* const wakes = new Wakes;
+  return *wakes;
+}
 
 thread_local const void* g_part_of = nullptr;
 thread_local std::uint64_t g_turn = 0;
@@ -42,7 +71,7 @@ struct VirtualTime::State {
   std::uint64_t last_turn = 0;
   std::size_t idle_yields = 0;
   std::uint64_t moves_at_yield = 0;
-  std::condition_variable turn_changed;
+  std::map<std::uint64_t, std::condition_variable*> asleep;  // who waits to be the first, by turn
 
   std::uint64_t NewTurn() {
     if (!one_at_a_time) return 0;
@@ -52,12 +81,22 @@ struct VirtualTime::State {
 
   void AwaitTurn(std::unique_lock<std::mutex>* lock, std::uint64_t turn) {
     g_turn = turn;
-    if (one_at_a_time) turn_changed.wait(*lock, [&] { return turns.front() == turn; });
+    if (!one_at_a_time || turns.front() == turn) return;
+    std::condition_variable* const wake = WakesOfTheProcess().Take();
+    asleep[turn] = wake;
+    wake->wait(*lock, [&] { return turns.front() == turn; });
+    asleep.erase(turn);
+    WakesOfTheProcess().Give(wake);
   }
 
   void GiveUpTurn() {
     std::erase(turns, g_turn);
-    turn_changed.notify_all();
+    WakeFirst();
+  }
+
+  void WakeFirst() {
+    const auto first = turns.empty() ? asleep.end() : asleep.find(turns.front());
+    if (first != asleep.end()) first->second->notify_one();
   }
 
   void Grant(std::list<Waiter*>::iterator at, bool ready) {
@@ -70,7 +109,9 @@ struct VirtualTime::State {
       waiter->turn = NewTurn();
     }
     ++moves;
-    waiter->wake.notify_all();
+    if (!one_at_a_time || !waiter->counted) return waiter->wake->notify_one();
+    asleep[waiter->turn] = waiter->wake;
+    WakeFirst();
   }
 
   bool GrantReady(Kind kind) {
@@ -135,6 +176,7 @@ struct VirtualTime::State {
   }
 
   bool Wait(std::unique_lock<std::mutex>* lock, Waiter* waiter) {
+    waiter->wake = WakesOfTheProcess().Take();
     waiters.push_back(waiter);
     if (waiter->counted) {
       --computing;
@@ -143,14 +185,17 @@ struct VirtualTime::State {
     ++moves;
     GoOnIfIdle();
     if (one_at_a_time) {
-      waiter->wake.wait(*lock, [&] { return waiter->granted; });
-      if (waiter->counted) AwaitTurn(lock, waiter->turn);
+      const bool in_turn = waiter->counted;
+      waiter->wake->wait(*lock, [&] { return waiter->granted && (!in_turn || turns.front() == waiter->turn); });
+      if (in_turn) asleep.erase(waiter->turn);
+      if (in_turn) g_turn = waiter->turn;
     }
     while (!waiter->granted) {
       const std::uint64_t before = moves;
-      const bool woken = waiter->wake.wait_for(*lock, kStalled, [&] { return waiter->granted; });
+      const bool woken = waiter->wake->wait_for(*lock, kStalled, [&] { return waiter->granted; });
       if (!woken && moves == before && !GrantReady(Kind::kWhenIdle)) Jump();
     }
+    WakesOfTheProcess().Give(waiter->wake);
     return waiter->was_ready;
   }
 };
