@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -56,7 +55,7 @@ std::uint32_t OnText(void* context, const char* json_text) {
   auto* sink = static_cast<Sink*>(context);
   if (!sink->output->Write(json_text)) {
     Tell(sink->output->name() + ": " + std::strerror(errno) + "; ends here, before the text counts as delivered");
-    std::_Exit(kExitFailed);
+    EndProcess(kExitFailed);
   }
   sink->counts->Add(json_text);
   return 0;

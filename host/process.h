@@ -17,6 +17,10 @@ std::vector<std::string> CommandLine(int argc, const char* const* argv);
 /// Whether a person sees what is written to the descriptor.
 bool IsTerminal(int fd);
 
+/// Ends the process at once: nothing is written out and nobody else is asked, but a console has its code page back. Any
+/// thread may call.
+[[noreturn]] void EndProcess(int exit_code);
+
 /// A variable of the environment, in UTF-8; empty where it is not set.
 std::string EnvironmentText(const char* name);
 

@@ -37,6 +37,10 @@ bool IsTerminal(int fd) {
   return ::isatty(fd) == 1;
 }
 
+void EndProcess(int exit_code) {
+  std::_Exit(exit_code);
+}
+
 std::string EnvironmentText(const char* name) {
   const char* value = std::getenv(name);
   return value != nullptr ? value : "";

@@ -59,6 +59,11 @@ bool IsTerminal(int fd) {
   return ::GetConsoleMode(reinterpret_cast<HANDLE>(::_get_osfhandle(fd)), &mode) != 0;
 }
 
+void EndProcess(int exit_code) {
+  RestoreConsole();
+  std::_Exit(exit_code);
+}
+
 std::string EnvironmentText(const char* name) {
   const wchar_t* value = ::_wgetenv(reinterpret_cast<const wchar_t*>(formats::Utf8ToUtf16(name).c_str()));
   return value != nullptr ? Utf8(value) : std::string();

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 #include "formats/text_encoding.h"
 #include "host/path_text.h"
@@ -56,6 +57,16 @@ class StreamFile {
   HANDLE handle_;
 };
 
+/// The end for writing of one whose other end is closed; for a program to be started.
+HANDLE PipeThatNobodyReads() {
+  SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+  HANDLE read = nullptr;
+  HANDLE write = nullptr;
+  if (::CreatePipe(&read, &write, &inherited, 0) == 0) return nullptr;
+  ::CloseHandle(read);
+  return write;
+}
+
 std::wstring TemporaryFile(const wchar_t* name) {
   wchar_t folder[MAX_PATH];
   ::GetTempPathW(MAX_PATH, folder);
@@ -78,32 +89,62 @@ bool InstallPackage() {
          ::CopyFileW(Wide("Z:" VARNEL_MODULE_FILE).c_str(), module.c_str(), FALSE) != 0;
 }
 
-Outcome RunWardlet(const std::vector<std::string>& words) {
-  const StreamFile out(TemporaryFile(L".out"));
-  const StreamFile err(TemporaryFile(L".err"));
+struct WardletProcess::Parts {
+  StreamFile out{TemporaryFile(L".out")};
+  StreamFile err{TemporaryFile(L".err")};
+  HANDLE process = nullptr;
+};
+
+WardletProcess::WardletProcess(const std::vector<std::string>& words, Reader reader)
+    : parts_(std::make_unique<Parts>()) {
   const std::string program = std::string(kProductFolder) + "\\Host\\wardlet.exe";
   std::string line = Quoted(program);
   for (const std::string& word : words) line += ' ' + Quoted(word);
   std::wstring command = Wide(line);
+  const HANDLE unread = reader == Reader::kGone ? PipeThatNobodyReads() : nullptr;
   STARTUPINFOW start{};
   start.cb = sizeof start;
   start.dwFlags = STARTF_USESTDHANDLES;
-  start.hStdOutput = out.handle();
-  start.hStdError = err.handle();
+  start.hStdOutput = unread != nullptr ? unread : parts_->out.handle();
+  start.hStdError = parts_->err.handle();
   PROCESS_INFORMATION process{};
-  Outcome outcome;
   if (::CreateProcessW(Wide(program).c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
                        &process) != 0) {
-    if (::WaitForSingleObject(process.hProcess, kMostMs) != WAIT_OBJECT_0) ::TerminateProcess(process.hProcess, 99);
-    DWORD code = 0;
-    ::GetExitCodeProcess(process.hProcess, &code);
-    outcome.exit_code = static_cast<int>(code);
+    parts_->process = process.hProcess;
     ::CloseHandle(process.hThread);
-    ::CloseHandle(process.hProcess);
   }
-  outcome.out = out.CloseAndRead();
-  outcome.err = err.CloseAndRead();
+  if (unread != nullptr) ::CloseHandle(unread);
+}
+
+WardletProcess::~WardletProcess() {
+  if (parts_->process == nullptr) return;
+  ::TerminateProcess(parts_->process, 99);
+  Wait();
+}
+
+bool WardletProcess::IsRunning() const {
+  return ::WaitForSingleObject(parts_->process, 0) == WAIT_TIMEOUT;
+}
+
+Outcome WardletProcess::Wait() {
+  Outcome outcome;
+  if (const HANDLE process = std::exchange(parts_->process, nullptr); process != nullptr) {
+    if (::WaitForSingleObject(process, kMostMs) != WAIT_OBJECT_0) {
+      ::TerminateProcess(process, 99);
+      ::WaitForSingleObject(process, INFINITE);
+    }
+    DWORD code = 0;
+    ::GetExitCodeProcess(process, &code);
+    outcome.exit_code = static_cast<int>(code);
+    ::CloseHandle(process);
+  }
+  outcome.out = parts_->out.CloseAndRead();
+  outcome.err = parts_->err.CloseAndRead();
   return outcome;
+}
+
+Outcome RunWardlet(const std::vector<std::string>& words) {
+  return WardletProcess(words).Wait();
 }
 
 void SetVariable(const char* name, const std::string& value) {

@@ -2,6 +2,7 @@
 // folders have names that are in no code page of one byte.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,30 @@ extern const char* const kProductFolder;
 /// Copies the files there. False when one can't be.
 bool InstallPackage();
 
-/// Runs the program to its end; all texts in UTF-8.
+/// The program, started; on this process's console, if it has one. All texts in UTF-8.
+class WardletProcess {
+ public:
+  enum class Reader {
+    kListens,  // what it prints is kept
+    kGone,     // standard output is a pipe that nobody reads
+  };
+
+  explicit WardletProcess(const std::vector<std::string>& words, Reader reader = Reader::kListens);
+  /// Ends it if nobody waited for that.
+  ~WardletProcess();
+  WardletProcess(const WardletProcess&) = delete;
+  WardletProcess& operator=(const WardletProcess&) = delete;
+
+  bool IsRunning() const;
+  /// Its end, once. A program that hangs is ended after minutes, with the exit code 99.
+  Outcome Wait();
+
+ private:
+  struct Parts;
+  std::unique_ptr<Parts> parts_;
+};
+
+/// Runs the program to its end.
 Outcome RunWardlet(const std::vector<std::string>& words);
 
 /// For this process and those that it starts; an empty value removes the variable.

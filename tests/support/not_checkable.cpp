@@ -52,6 +52,7 @@ constexpr Entry kEntries[] = {
     {"Modules.APathThatDoesNotFitIsCutAndAnswers122", "the cut path has no NUL, as on systems before Windows Vista"},
     {"Threads.EndingAThreadThatHasEndedLeavesItsExitCode", "the exit code is written once more"},
     {"Waits.AWaitForAllRefusesAnObjectThatStandsTwiceInItsList", "such a list is taken"},
+    {"CtrlBreak/WardletControl.*", "Ctrl-Break is not passed on to a whole console"},
     {"TimeConversion.ADateThatIsNoneIsRefusedWith87", "the 29th of February is taken in every year"},
 };
 
