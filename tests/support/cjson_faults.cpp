@@ -5,30 +5,16 @@
 #include <atomic>
 #include <cstdlib>
 
+#include "tests/support/nth_fault.h"
+
 namespace varnel::testing {
 namespace {
 
-struct Armed {
-  bool active = false;
-  bool persistent = false;
-  unsigned nth = 0;
-  unsigned seen = 0;
-  bool failed = false;
-};
-
-thread_local Armed g_armed;
+thread_local NthFault g_fault;
 std::atomic<long> g_blocks{0};
 
 void* CJSON_CDECL Allocate(std::size_t size) {
-  if (g_armed.active) {
-    ++g_armed.seen;
-    const bool fails =
-        g_armed.nth != 0 && (g_armed.seen == g_armed.nth || (g_armed.persistent && g_armed.seen > g_armed.nth));
-    if (fails) {
-      g_armed.failed = true;
-      return nullptr;
-    }
-  }
+  if (g_fault.Strikes()) return nullptr;
   void* const block = std::malloc(size);
   if (block != nullptr) ++g_blocks;
   return block;
@@ -48,19 +34,19 @@ void CJSON_CDECL Free(void* block) {
 }  // namespace
 
 CJsonAllocationFaults::CJsonAllocationFaults(unsigned nth, bool persistent) {
-  g_armed = {true, persistent, nth, 0, false};
+  g_fault = {true, persistent, nth, 0, false};
 }
 
 CJsonAllocationFaults::~CJsonAllocationFaults() {
-  g_armed = {};
+  g_fault = {};
 }
 
 bool CJsonAllocationFaults::failed() const {
-  return g_armed.failed;
+  return g_fault.failed;
 }
 
 unsigned CJsonAllocationFaults::allocations() const {
-  return g_armed.seen;
+  return g_fault.seen;
 }
 
 long CJsonBlocks() {

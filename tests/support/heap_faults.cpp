@@ -1,29 +1,17 @@
 #include "tests/support/heap_faults.h"
 
+#include "tests/support/nth_fault.h"
 #include "tests/support/replaced_heap.h"
 
 namespace varnel::testing {
 namespace {
 
-struct Armed {
-  bool active = false;
-  bool persistent = false;
-  unsigned nth = 0;
-  unsigned seen = 0;
-  unsigned paused = 0;
-  bool failed = false;
-};
-
-thread_local Armed g_armed;
+thread_local NthFault g_fault;
+thread_local unsigned g_paused = 0;
 
 /// On the allocating thread.
 bool Refuses() {
-  Armed& armed = g_armed;
-  if (!armed.active || armed.paused != 0) return false;
-  ++armed.seen;
-  const bool fails = armed.nth != 0 && (armed.seen == armed.nth || (armed.persistent && armed.seen > armed.nth));
-  armed.failed = armed.failed || fails;
-  return fails;
+  return g_paused == 0 && g_fault.Strikes();
 }
 
 }  // namespace
@@ -34,27 +22,29 @@ bool HeapFaults::Work() {
 
 HeapFaults::HeapFaults(unsigned nth, bool persistent) {
   SetHeapRefusal(&Refuses);
-  g_armed = {true, persistent, nth, 0, 0, false};
+  g_fault = {true, persistent, nth, 0, false};
+  g_paused = 0;
 }
 
 HeapFaults::~HeapFaults() {
-  g_armed = {};
+  g_fault = {};
+  g_paused = 0;
 }
 
 bool HeapFaults::failed() const {
-  return g_armed.failed;
+  return g_fault.failed;
 }
 
 unsigned HeapFaults::allocations() const {
-  return g_armed.seen;
+  return g_fault.seen;
 }
 
 void HeapFaultPlan::Enter() {
-  ++g_armed.paused;
+  ++g_paused;
 }
 
 void HeapFaultPlan::Leave() {
-  --g_armed.paused;
+  --g_paused;
 }
 
 }  // namespace varnel::testing
