@@ -35,7 +35,8 @@ _wardlet_value() {
     *' --output' | *' -o' | *' --file' | *' --manifest') compgen -f -- "$3" ;;
     'machine crash --dump') compgen -W 'small kernel complete' -- "$3" ;;
     'machine emit --template') compgen -W 'ansi wide binary mixed' -- "$3" ;;
-    'run --flags' | 'dump report --flags') compgen -W '0 1 2 3' -- "$3" ;;
+    'run --flags') compgen -W '0 1 2 3' -- "$3" ;;
+    'dump report --flags') compgen -W '1 2 3' -- "$3" ;;
     'machine emit --provider') compgen -W 'ProviderSample SourceUsb DestUsb VirtualHid KVirtualAudio KelvoGamePad KelvoIDD' -- "$3" ;;
     'machine emit --count' | *' --idle-exit' | *' --duration' | *' --first' | *' --rate' | *' --threads' | \
       *' --keyword' | *' --size' | *-every | *' --flags' | *' --seed' | *' --event' | *' --provider' | *' --query' | *' --newest' | *' --encoding' | *' --code' | *' --parameters' | *' --bugcheck') ;;
