@@ -86,7 +86,10 @@ Result<std::shared_ptr<Machine>> Machine::Open(const std::string& root) {
   if (::stat(root.c_str(), &folder) != 0) return SystemFailure(root, errno);
   if (!S_ISDIR(folder.st_mode)) return SystemFailure(root, ENOTDIR);
   const auto mark = ReadWhole(root + "/machine");
-  if (!mark.ok()) return Failure(root, "no machine folder (it has no file \"machine\")");
+  if (!mark.ok()) {
+    const bool absent = ::access((root + "/machine").c_str(), F_OK) != 0 && errno == ENOENT;
+    return absent ? Failure(root, "no machine folder (it has no file \"machine\")") : mark.error();
+  }
   if (mark.value() != kMark) return Failure(root + "/machine", "not a machine of format version 1");
   std::error_code ignored;
   const fs::path absolute = fs::canonical(root, ignored);

@@ -1,6 +1,7 @@
 #include "platform/embedded/core/machine.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -37,6 +38,15 @@ TEST_F(MachineTest, AnOrdinaryFolderIsNoMachineAndIsNamed) {
   const auto machine = Machine::Open(folder_);
   ASSERT_FALSE(machine.ok());
   EXPECT_NE(machine.error().message.find(folder_), std::string::npos);
+}
+
+TEST_F(MachineTest, AMachineThatMayNotBeReadIsNotTakenForAnOrdinaryFolder) {
+  if (::geteuid() == 0) GTEST_SKIP() << "everything may be read by this user";
+  ASSERT_TRUE(Machine::Create(folder_ + "/m").ok());
+  fs::permissions(folder_ + "/m/machine", fs::perms::none);
+  const auto machine = Machine::Open(folder_ + "/m");
+  ASSERT_FALSE(machine.ok());
+  EXPECT_EQ(machine.error().message, folder_ + "/m/machine: Permission denied");
 }
 
 TEST_F(MachineTest, AFolderThatIsNotThereIsToldSo) {
