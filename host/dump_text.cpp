@@ -195,7 +195,7 @@ void WriteModules(const DumpSummary& summary, Lines* lines) {
 void WriteStack(const std::optional<DumpStack>& stack, Lines* lines) {
   if (!stack) return;
   lines->Line("stack from " + AddressText(stack->start) + ", " + std::to_string(stack->bytes) +
-              " bytes; what lies in modules: address, value, place");
+              " bytes: address, value, place in a module");
   for (const DumpStackWord& word : stack->words) {
     lines->Line("  " + AddressText(word.address) + "  " + AddressText(word.value) + "  " +
                 formats::Utf16ToUtf8(word.module) + '+' + OffsetText(word.offset));

@@ -129,7 +129,7 @@ TEST(DumpText, ListsModulesStackAndSecondaryDataAtTheEnd) {
                                 "unloaded modules: start, end, time, name\n"
                                 "  0x0000000000001000  0x0000000000002000  b.sys\n"
                                 "  0x0000000000003000  0x0000000000004000  2021-02-21T03:58:22.765432Z  c.sys\n"
-                                "stack from 0x0000000000000010, 24 bytes; what lies in modules: address, value, place\n"
+                                "stack from 0x0000000000000010, 24 bytes: address, value, place in a module\n"
                                 "  0x0000000000000018  0xFFFFF80000100004  a.sys+0x4\n"
                                 "secondary data\n"
                                 "  {00000000-0000-0000-0000-000000000000}  5 bytes         at byte 12288\n"));
