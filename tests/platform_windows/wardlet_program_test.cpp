@@ -167,6 +167,23 @@ TEST_F(WardletProgram, ReadsTraceFilesUnderAnyName) {
   EXPECT_THAT(cat.out, Not(HasSubstr("\r")));
 }
 
+TEST_F(WardletProgram, ReadsAndWritesFilesByTheLongFormOfTheirPaths) {
+  WriteFile("C:\\long\\trace.etl", TraceFile());
+  const Outcome info = RunWardlet({"trace", "info", "\\\\?\\C:\\long\\trace.etl"});
+  EXPECT_EQ(info.exit_code, 0) << info.err;
+  EXPECT_THAT(info.out, StartsWith("\\\\?\\C:\\long\\trace.etl\n"));
+  const Outcome run =
+      RunWardlet({"run", "--idle-exit", "1", "-q", "--flags", "0", "-o", "\\\\?\\C:\\long\\texts.ndjson"});
+  EXPECT_EQ(run.exit_code, 0) << run.err;
+  EXPECT_TRUE(FileExists("C:\\long\\texts.ndjson"));
+}
+
+TEST_F(WardletProgram, WritesNoFileWhereThereIsNoFolder) {
+  const Outcome outcome = RunWardlet({"run", "--idle-exit", "1", "-o", "C:\\no folder\\texts.ndjson"});
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("wardlet run: C:\\no folder\\texts.ndjson: "));
+}
+
 TEST_F(WardletProgram, PassesOverATraceFileThatIsNotThere) {
   const std::string path =
       "C:\\Tr\xC3\xA4"
