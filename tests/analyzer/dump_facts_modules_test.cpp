@@ -111,12 +111,13 @@ TEST_F(Modules, LeaveANameEmptyWhoseSecondReadFails) {
 }
 
 TEST_F(Modules, LeaveANameEmptyThatHasNoSize) {
-  debugger_.calls.Fail({"GetModuleNameString", 2, false, 0});  // a success that tells no size
+  debugger_.calls.Fail("GetModuleNameString", 0);  // a success that tells no size
   facts().modules.pop_back();
   std::vector<ModuleInfo> modules;
   EXPECT_EQ(session_->GetLoadedModules(&modules), 0);
   EXPECT_EQ(modules[0].moduleName, u"");
   EXPECT_EQ(modules[0].imagePath, u"ntoskrnl.exe");
+  EXPECT_EQ(debugger_.calls.CountOf("GetModuleNameString"), 5u);  // nothing is read that has no size
 }
 
 TEST_F(Modules, HaveNamesInUtf8WhateverTheCodePageIs) {
@@ -295,6 +296,14 @@ TEST_F(NtVersion, ComesFromTheFixedRecord) {
   EXPECT_EQ(Ask(), 0);
   EXPECT_EQ(file_, u"10.0.19041.1151");
   EXPECT_EQ(product_, u"10.1.19042.65535");
+}
+
+TEST_F(NtVersion, IsTheKernelsWhereverItStandsInTheList) {
+  std::swap(facts().modules[0], facts().modules[1]);
+  PutText("FileVersion", "6.1 of a driver");
+  facts().modules[1].version_items["\\StringFileInfo\\040904B0\\FileVersion"] = {'1', '0', '.', '0'};
+  EXPECT_EQ(Ask(), 0);
+  EXPECT_EQ(file_, u"10.0");
 }
 
 TEST_F(NtVersion, ComesFromTheTextsWhenTheRecordIsNoneOrDamaged) {

@@ -100,6 +100,7 @@ HRESULT ScriptedEngine::GetSystemVersion(std::uint32_t* platform_id, std::uint32
                                          std::uint32_t* service_pack_used, std::uint32_t* service_pack_number,
                                          char* build, std::uint32_t build_size, std::uint32_t* build_used) {
   if (const auto result = debugger_->Begin("GetSystemVersion")) return *result;
+  if (service_pack == nullptr || service_pack_size != 256) return kInvalidArgument;
   *platform_id = 2;
   *major = facts().major;
   *minor = facts().minor;

@@ -219,11 +219,13 @@ TEST(TriageMemory, ReadsUpToTheToldSizeOfACopy) {
 TEST(TriageMemory, BelievesNoPointerToTheProcessorsBlockThatIsCut) {
   support::SmallDumpBytes bytes = Crashed();
   const std::uint64_t pointer = kPrcb;
-  const auto all = std::as_bytes(std::span(&pointer, 1));
-  bytes.AddBlock(kProcessorBlocks + 24, all.first(7));
-  bytes.AddPart(all.last(1));  // what stands behind the cut one in the file
-  const OpenedDump opened = OpenBytes(bytes.Finish());
-  EXPECT_TRUE(Read(*opened.dump, kPrcb, 8).empty());
+  bytes.AddBlock(kProcessorBlocks + 24, std::as_bytes(std::span(&pointer, 1)));
+  std::vector<std::byte> file = bytes.Finish();
+  std::uint32_t blocks = 0;
+  std::memcpy(&blocks, file.data() + 0x2078, sizeof(blocks));
+  const std::uint32_t size = 7;  // and its last byte stands behind it all the same
+  std::memcpy(file.data() + blocks + 12, &size, sizeof(size));
+  EXPECT_TRUE(Read(*OpenBytes(file).dump, kPrcb, 8).empty());
 }
 
 TEST(TriageMemory, HasNoPageTables) {

@@ -83,6 +83,29 @@ TEST_F(DumpEngineFacts, ASystemWithoutServicePackHasAnEmptyText) {
   EXPECT_EQ(pack, 0u);
 }
 
+TEST_F(DumpEngineFacts, AServicePackIsOneByteAndNoneWhereNobodyWroteIt) {
+  for (const auto& [written, expected] : {std::pair{0x45474150u, 0u}, {0x10300u, 3u}, {0xFFu, 0u}}) {
+    SmallDump dump;
+    dump.service_pack_build = written;
+    Open(dump);
+    std::uint32_t pack = 9;
+    EXPECT_EQ(engine_->GetSystemVersion(nullptr, nullptr, nullptr, nullptr, 0, nullptr, &pack, nullptr, 0, nullptr), 0);
+    EXPECT_EQ(pack, expected) << written;
+  }
+}
+
+TEST_F(DumpEngineFacts, TimesGoFromTheFirstSecondToTheLastOf32Bits) {
+  SmallDump dump;
+  dump.system_time = 116'444'736'000'000'000;
+  dump.system_up_time = std::uint64_t{0xFFFFFFFF} * 10'000'000 + 9'999'999;
+  Open(dump);
+  std::uint32_t seconds = 77;
+  EXPECT_EQ(engine_->GetCurrentTimeDate(&seconds), 0);
+  EXPECT_EQ(seconds, 0u);
+  EXPECT_EQ(engine_->GetCurrentSystemUpTime(&seconds), 0);
+  EXPECT_EQ(seconds, 0xFFFFFFFFu);
+}
+
 TEST_F(DumpEngineFacts, TimesAreWholeSeconds) {
   SmallDump dump;
   dump.system_time = 116'444'736'000'000'000 + std::uint64_t{1'700'000'000} * 10'000'000 + 9'999'999;

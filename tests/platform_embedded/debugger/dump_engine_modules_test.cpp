@@ -66,6 +66,31 @@ TEST_F(DumpEngineModules, TheKernelIsTheModuleThatHoldsTheHeadOfTheList) {
   EXPECT_EQ(NameOf(1), "nt");
 }
 
+TEST_F(DumpEngineModules, AHeadBehindAModulesLastByteIsNotInIt) {
+  dump_.module_list_head = kDriver + 0x2000;
+  Open(dump_);
+  EXPECT_EQ(NameOf(0), "nt");
+  EXPECT_EQ(NameOf(1), "driver");
+}
+
+TEST_F(DumpEngineModules, AnUnloadedOneIsAsLargeAsItsPlaceAllows) {
+  dump_.gone = {{u"turned.sys", kGone + 0x1000, kGone},
+                {u"empty.sys", kGone, kGone},
+                {u"large.sys", kGone, kGone + 0x1'0000'1000}};
+  Open(dump_);
+  platform::DEBUG_MODULE_PARAMETERS parameters[3] = {};
+  EXPECT_EQ(engine_->GetModuleParameters(3, nullptr, 2, parameters), 0);
+  EXPECT_EQ(parameters[0].Size, 0u);
+  EXPECT_EQ(parameters[1].Size, 0u);
+  EXPECT_EQ(parameters[2].Size, 0xFFFFFFFFu);
+}
+
+TEST_F(DumpEngineModules, TheFirstOfOneBaseIsTheOneThatTheBaseNames) {
+  dump_.gone = {{u"first.sys", kGone, kGone + 0x1000}, {u"second.sys", kGone, kGone + 0x1000}};
+  Open(dump_);
+  EXPECT_EQ(NameString(1, platform::kDebugAnyId, kGone), "first");
+}
+
 TEST_F(DumpEngineModules, WithoutAHeadTheFirstIsTheKernel) {
   dump_.module_list_head = 0;
   Open(dump_);

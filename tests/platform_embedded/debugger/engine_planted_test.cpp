@@ -165,6 +165,96 @@ TEST_P(PlantedForms, TheTextOfTheBuildIsTheKernels) {
 
 INSTANTIATE_TEST_SUITE_P(Forms, PlantedForms, kFormsWithMemory, FormName);
 
+/// What else a machine can be, whatever the form of its dump.
+struct MachineKind {
+  const char* name;
+  unsigned paging_levels;
+  unsigned crashing_processor;
+  bool large_kernel_page;
+  bool encoded_debugger_data;
+};
+void PrintTo(const MachineKind& kind, std::ostream* out) {
+  *out << kind.name;
+}
+class PlantedKinds : public PlantedDumps, public ::testing::WithParamInterface<MachineKind> {};
+
+TEST_P(PlantedKinds, TellTheSameFactsInEachForm) {
+  CrashedMachineOptions options = SomeCrash();
+  options.paging_levels = GetParam().paging_levels;
+  options.crashing_processor = GetParam().crashing_processor;
+  options.large_kernel_page = GetParam().large_kernel_page;
+  options.encoded_debugger_data = GetParam().encoded_debugger_data;
+  const CrashedMachine machine(options);
+  for (const CrashDumpForm form :
+       {CrashDumpForm::kSmall, CrashDumpForm::kKernel, CrashDumpForm::kComplete, CrashDumpForm::kCompleteRuns}) {
+    Dump(machine, {form, true, true});
+    std::uint32_t number = ~0u;
+    EXPECT_EQ(engine_->GetCurrentThreadId(&number), 0);
+    EXPECT_EQ(number, options.crashing_processor);
+    EXPECT_EQ(engine_->GetNumberModules(&number, nullptr), 0);
+    EXPECT_EQ(number, machine.modules.size());
+    std::uint64_t address = 0;
+    EXPECT_EQ(engine_->GetModuleByModuleName("nt", 0, nullptr, &address), 0);
+    EXPECT_EQ(address, machine.kernel.base());
+    EXPECT_EQ(engine_->GetCurrentThreadDataOffset(&address), 0);
+    EXPECT_EQ(address, machine.crashed().thread);
+    EXPECT_EQ(engine_->GetCurrentProcessDataOffset(&address), 0);
+    EXPECT_EQ(address, machine.crashed().process);
+    platform::DEBUG_VALUE level{};
+    EXPECT_EQ(engine_->GetIndexByName("cr8", &number), 0);
+    EXPECT_EQ(engine_->GetValue(number, &level), 0);
+    EXPECT_EQ(level.I64, machine.crashed().cr8);
+    const auto frames = Frames();
+    ASSERT_EQ(frames.size(), machine.stack().frames.size());
+    EXPECT_EQ(NameAt(frames[0].InstructionOffset, nullptr), "nt!KeBugCheckEx");
+    platform::VS_FIXEDFILEINFO fixed{};
+    EXPECT_EQ(engine_->GetModuleVersionInformation(0, 0, "\\", &fixed, sizeof(fixed), nullptr), 0);
+    EXPECT_EQ(fixed.dwFileVersionLS, 19041u << 16 | 5072);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, PlantedKinds,
+                         ::testing::Values(MachineKind{"FiveLevels", 5, 0, false, false},
+                                           MachineKind{"OneLargePage", 4, 0, true, false},
+                                           MachineKind{"EncodedBlock", 4, 0, false, true},
+                                           MachineKind{"SecondProcessor", 4, 1, false, false},
+                                           MachineKind{"AllOfIt", 5, 1, true, true}),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
+TEST_F(PlantedDumps, OfAnImageThatWentNothingIsToldByWhatLiesThereYet) {
+  CrashedMachine machine(Crash());
+  const std::uint64_t base = machine.kernel.base();
+  machine.unloaded.push_back({u"gone.sys", base, base + machine.modules[0].size, 0});
+  machine.modules.erase(machine.modules.begin());
+  Dump(machine, {CrashDumpForm::kSmall, true, true});
+  std::uint32_t index = 0;
+  EXPECT_EQ(engine_->GetModuleByOffset(machine.stack().frames[0].rip, 0, &index, nullptr), 0);
+  EXPECT_GE(index, machine.modules.size());
+  std::uint16_t magic = 0;
+  EXPECT_EQ(engine_->ReadVirtual(base, &magic, sizeof(magic), nullptr), 0);
+  EXPECT_EQ(magic, 0x5A4D);
+  EXPECT_EQ(NameAt(machine.kernel.Export("KeBugCheckEx"), nullptr), "");
+  platform::DEBUG_MODULE_PARAMETERS parameters{};
+  EXPECT_EQ(engine_->GetModuleParameters(1, nullptr, index, &parameters), 0);
+  EXPECT_EQ(parameters.Base, base);
+  EXPECT_EQ(parameters.SymbolType, 0u);
+  platform::VS_FIXEDFILEINFO fixed{};
+  EXPECT_EQ(engine_->GetModuleVersionInformation(index, 0, "\\", &fixed, sizeof(fixed), nullptr), kE_NOINTERFACE);
+  EXPECT_EQ(Frames().size(), 1u);
+}
+
+TEST_F(PlantedDumps, ATextOfTheBuildThatDoesNotFitIsCut) {
+  Dump(machine_, {CrashDumpForm::kSmall, true, true});
+  char pack[8] = {};
+  char build[4] = {};
+  std::uint32_t used = 0;
+  EXPECT_EQ(engine_->GetSystemVersion(nullptr, nullptr, nullptr, pack, sizeof(pack), nullptr, nullptr, build,
+                                      sizeof(build), &used),
+            1);
+  EXPECT_EQ(build, machine_.build_lab.substr(0, 3));
+  EXPECT_EQ(used, machine_.build_lab.size() + 1);
+}
+
 TEST_F(PlantedDumps, TheKindOfDumpIsToldByItsForm) {
   const std::pair<CrashDumpForm, std::uint32_t> kinds[] = {{CrashDumpForm::kSmall, 1024},
                                                            {CrashDumpForm::kKernel, 1025},
