@@ -1,25 +1,20 @@
 // The module's facts of a dump through the machine's engine with the fault decorator in between: what does not fail
 // comes through unchanged, and each call that fails, once or from then on, costs its fact and no more.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <filesystem>
 #include <fstream>
 #include <memory>
 
 #include "analyzer/debug_engine_session.h"
 #include "analyzer/report_builder.h"
 #include "platform/embedded/debugger/debug_create.h"
-#include "platform/embedded/embedded_platform.h"
-#include "platform/embedded/tools/machine_layout.h"
+#include "platform_fixture.h"
 #include "small_dump.h"
 #include "tests/support/faulty_debugger.h"
 #include "tests/support/faulty_ports.h"
 
 namespace varnel::embedded {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr char16_t kDump[] = u"C:\\a.dmp";
 constexpr std::uint64_t kKernel = 0xFFFFF80010000000;
@@ -41,17 +36,11 @@ class DecoratingSystem : public testing::FaultySystem {
 
 using Mode = ReportBuilder::Mode;
 
-class DecoratedEngine : public ::testing::TestWithParam<Mode> {
+class DecoratedEngine : public PlatformFixture, public ::testing::WithParamInterface<Mode> {
  protected:
   void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "varnel-faults-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
-    ASSERT_TRUE(NewMachine(folder_ + "/m").ok());
-    auto opened = EmbeddedPlatform::Open(folder_ + "/m");
-    ASSERT_TRUE(opened.ok());
-    platform_ = std::move(opened).value();
-    in_force_ = std::make_unique<platform::ScopedPlatform>(&platform_->record());
+    PlatformFixture::SetUp();
+    if (HasFatalFailure()) return;
     WriteDump();
     library_ = system().LoadLibraryW(u"C:\\Windows\\System32\\dbgeng.dll");
     ASSERT_NE(library_, nullptr);
@@ -60,9 +49,7 @@ class DecoratedEngine : public ::testing::TestWithParam<Mode> {
   }
   void TearDown() override {
     if (library_ != nullptr) system().FreeLibrary(library_);
-    in_force_.reset();
-    platform_.reset();
-    fs::remove_all(folder_);
+    PlatformFixture::TearDown();
   }
 
   platform::System& system() { return *platform_->record().system; }
@@ -77,7 +64,7 @@ class DecoratedEngine : public ::testing::TestWithParam<Mode> {
     dump.modules = {{u"\\SystemRoot\\system32\\ntoskrnl.exe", kKernel, 0x1000000, 5, 6},
                     {u"\\SystemRoot\\system32\\drivers\\disk.sys", 0xFFFFF80020000000, 0x8000, 7, 8}};
     const auto bytes = dump.Bytes();
-    std::ofstream(fs::path(folder_ + "/m/C/a.dmp"), std::ios::binary)
+    std::ofstream(Drive() / "a.dmp", std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   }
   /// The report, without the moment at which it was made; empty when there is none.
@@ -100,9 +87,6 @@ class DecoratedEngine : public ::testing::TestWithParam<Mode> {
     return Report();
   }
 
-  std::string folder_;
-  std::unique_ptr<EmbeddedPlatform> platform_;
-  std::unique_ptr<platform::ScopedPlatform> in_force_;
   platform::HMODULE library_ = nullptr;
   platform::DebugCreateFunction below_ = nullptr;
 };
