@@ -1,4 +1,6 @@
 // wardlet install, uninstall, version: the calls of the module's default interface.
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -12,6 +14,7 @@
 #include "host/program.h"
 #include "host/report.h"
 #include "host/surroundings.h"
+#include "host/text_output.h"
 
 namespace varnel::host {
 namespace {
@@ -52,9 +55,12 @@ int Version() {
   info.dwSize = sizeof info;
   const std::uint32_t status = module.value()->defaults()->GetVarnelVersion(&info);
   if (status != VNSTAT_SUCCESS) return Fail(path + ": tells no version (" + StatusText(status) + ")");
-  std::printf("VarnelWardlet %u.%u.%u.%u\n", unsigned{info.wMajor}, unsigned{info.wMinor}, unsigned{info.wBuild},
-              unsigned{info.wRevision});
-  return std::fflush(stdout) == 0 ? kExitGood : Fail(std::string("standard output: ") + std::strerror(errno));
+  char text[64];
+  const int size = std::snprintf(text, sizeof text, "VarnelWardlet %u.%u.%u.%u\n", unsigned{info.wMajor},
+                                 unsigned{info.wMinor}, unsigned{info.wBuild}, unsigned{info.wRevision});
+  // Not through the C library's own stream, which on Windows takes everything where there is no standard output.
+  if (WriteWhole(STDOUT_FILENO, {text, static_cast<std::size_t>(size)})) return kExitGood;
+  return Fail(std::string("standard output: ") + std::strerror(errno));
 }
 
 void AddInstall(CLI::App* program, Choice* choice) {

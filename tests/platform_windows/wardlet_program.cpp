@@ -105,7 +105,7 @@ WardletProcess::WardletProcess(const std::vector<std::string>& words, Reader rea
   STARTUPINFOW start{};
   start.cb = sizeof start;
   start.dwFlags = STARTF_USESTDHANDLES;
-  start.hStdOutput = unread != nullptr ? unread : parts_->out.handle();
+  start.hStdOutput = reader == Reader::kListens ? parts_->out.handle() : unread;
   start.hStdError = parts_->err.handle();
   PROCESS_INFORMATION process{};
   if (::CreateProcessW(Wide(program).c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,

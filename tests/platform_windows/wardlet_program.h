@@ -26,6 +26,7 @@ class WardletProcess {
   enum class Reader {
     kListens,  // what it prints is kept
     kGone,     // standard output is a pipe that nobody reads
+    kNone,     // there is no standard output
   };
 
   explicit WardletProcess(const std::vector<std::string>& words, Reader reader = Reader::kListens);

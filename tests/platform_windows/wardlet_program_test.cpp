@@ -178,6 +178,18 @@ TEST_F(WardletProgram, ReadsAndWritesFilesByTheLongFormOfTheirPaths) {
   EXPECT_TRUE(FileExists("C:\\long\\texts.ndjson"));
 }
 
+TEST_F(WardletProgram, FailsWhereThereIsNoStandardOutput) {
+  const std::string path = "C:\\trace.etl";
+  WriteFile(path, TraceFile());
+  const std::vector<std::string> lines[] = {
+      {"version"}, {"--version"}, {"--help"}, {"trace", "info", path}, {"trace", "cat", path}};
+  for (const auto& words : lines) {
+    const Outcome outcome = WardletProcess(words, WardletProcess::Reader::kNone).Wait();
+    EXPECT_EQ(outcome.exit_code, 1) << words.back();
+    EXPECT_THAT(outcome.err, HasSubstr("output")) << words.back();
+  }
+}
+
 TEST_F(WardletProgram, WritesNoFileWhereThereIsNoFolder) {
   const Outcome outcome = RunWardlet({"run", "--idle-exit", "1", "-o", "C:\\no folder\\texts.ndjson"});
   EXPECT_EQ(outcome.exit_code, 1);
