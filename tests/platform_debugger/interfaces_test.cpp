@@ -172,7 +172,8 @@ std::vector<std::string> TypesInFull(const std::string& types) {
 }
 
 void ExpectSlots(const char* interface, std::span<const NewerSlot> expected) {
-  const Methods methods = OwnInterfaces().at(interface);
+  static const Interfaces ours = OwnInterfaces();
+  const Methods& methods = ours.at(interface);
   ASSERT_EQ(methods.size(), expected.back().slot + 1);
   ASSERT_EQ(methods.size(), expected.front().slot + expected.size());
   for (const NewerSlot& slot : expected) {
