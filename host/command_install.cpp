@@ -31,7 +31,8 @@ int WithModule(const std::string& asked_machine, const std::function<std::uint32
   const auto module = LoadedModule::Load(FindModule());
   if (!module.ok()) return Fail(module.error().message);
   const std::uint32_t status = call(*module.value());
-  if (status != VNSTAT_SUCCESS) return Fail("failed (" + StatusText(status) + "); the module's log tells more");
+  if (status != VNSTAT_SUCCESS)
+    return Fail("failed (" + StatusText(status) + "): at the end of " + kModuleLog + " the module's log tells more");
   return kExitGood;
 }
 

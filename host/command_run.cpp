@@ -134,7 +134,8 @@ int Run(const RunOptions& options) {
     if (!module.ok()) return Fail(module.error().message);
     const std::uint32_t started = module.value()->tool()->Start(options.flags, &OnText, &sink);
     if (started != VNSTAT_SUCCESS)
-      return Fail("the module did not start (" + StatusText(started) + "); its log tells more");
+      return Fail("the module did not start (" + StatusText(started) + "): at the end of " + kModuleLog +
+                  " its log tells more");
     WaitForTheEnd(options, signals, counts);
     const std::uint32_t stopped = module.value()->tool()->Stop();
     if (stopped != VNSTAT_SUCCESS) return Fail("the module did not stop (" + StatusText(stopped) + ")");
@@ -166,6 +167,7 @@ void AddRunCommand(CLI::App* program, Choice* choice) {
   run->add_option("--flags", options->flags,
                   "What to report of crash dumps: 1 without symbols, 2 with symbols, 3 both, 0 none")
       ->type_name("N")
+      ->check(CLI::Range(0, 3).description(""))
       ->capture_default_str();
   run->add_flag("-q,--quiet", options->quiet, "Shows neither progress nor counts on standard error");
   const std::string on = "  wardlet run" + ExampleChoice();

@@ -10,6 +10,9 @@
 
 namespace varnel::host {
 
+/// The file in which the module logs, on the drive of its machine.
+inline constexpr char kModuleLog[] = "C:\\ProgramData\\KelvoVarnels\\Log\\{4A234956-2B7D-4221-BADF-12593BD342A8}.txt";
+
 class LoadedModule {
  public:
   /// Loads the library and makes the tool object. An Error names the file and what went wrong.

@@ -106,6 +106,8 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUse{{"crashes", "--encoding", "none-such", "x"},
                  "wardlet crashes: --encoding: 'none-such' is no encoding that iconv knows (\"wardlet crashes --help\" "
                  "tells more)"},
+        WrongUse{{"run", "--flags", "4"},
+                 "wardlet run: --flags: Value 4 not in range 0 to 3 (\"wardlet run --help\" tells more)"},
         WrongUse{{"dump"}, "wardlet dump: a command is missing (\"wardlet dump --help\" tells more)"},
         WrongUse{{"dump", "info"}, "wardlet dump info: FILE is required (\"wardlet dump info --help\" tells more)"},
         WrongUse{{"trace", "info"},

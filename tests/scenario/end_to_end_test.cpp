@@ -190,7 +190,9 @@ TEST(EndToEnd, AnInstallationWithoutItsFilesFailsAndSaysSo) {
   std::filesystem::remove(machine.root() + "/C/Program Files/Varnel/Setup/symsrv.dll");
   const Outcome outcome = machine.Wardlet({"install"});
   EXPECT_EQ(outcome.exit_code, 1);
-  EXPECT_THAT(outcome.err, HasSubstr("wardlet install: failed (0x80004005); the module's log tells more\n"));
+  EXPECT_THAT(outcome.err, HasSubstr("wardlet install: failed (0x80004005): at the end of "
+                                     "C:\\ProgramData\\KelvoVarnels\\Log\\{4A234956-2B7D-4221-BADF-12593BD342A8}.txt "
+                                     "the module's log tells more\n"));
 }
 
 TEST(EndToEnd, AMachineDoesNotBootUnderTheModule) {
