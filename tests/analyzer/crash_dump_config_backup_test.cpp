@@ -66,6 +66,18 @@ TEST_F(CrashDumpBackupTest, OfAnyOtherTypeHoldsTheDumpFileEvenIfItIsEmpty) {
   EXPECT_EQ(StoredText(kProductKey, u"DumpFile"), u"");
   EXPECT_EQ(machine.registry.Get(kProductKey, u"DumpFile")->data.size(), 2u);
   EXPECT_FALSE(Kept(u"MinidumpsCount").has_value());
+  EXPECT_EQ(Names(), (TextList{u"DumpType", u"DumpFile", u"AutoReboot", u"SendAlert", u"LogEvent", u"BackupTime"}));
+}
+
+TEST_F(CrashDumpBackupTest, OfAMachineThatTellsNoTypeHoldsZerosForAllThatWasNotRead) {
+  RemoveControl(u"CrashDumpEnabled");
+  SetControl(u"AutoReboot", 1);
+  EXPECT_EQ(Backup(), 0);
+  EXPECT_EQ(Kept(u"DumpType"), 0u);
+  EXPECT_EQ(StoredText(kProductKey, u"DumpFile"), u"");
+  EXPECT_EQ(Kept(u"AutoReboot"), 0u);
+  EXPECT_EQ(Kept(u"SendAlert"), 0u);
+  EXPECT_EQ(Kept(u"LogEvent"), 0u);
 }
 
 TEST_F(CrashDumpBackupTest, IsStampedWithTheLocalDate) {
@@ -183,6 +195,39 @@ TEST_F(CrashDumpBackupTest, WithoutOneOfItsThreeSwitchesIsNotValid) {
     machine.registry.SetText(kProductKey, name, u"1");
     EXPECT_EQ(ReadBack(&backup), kEFail) << "nor with one of another type";
   }
+}
+
+TEST_F(CrashDumpBackupTest, EachValueIsReadInItsTurnAndAFailureCostsItAlone) {
+  PutBackup(3);
+  machine.registry.SetText(kProductKey, u"MinidumpDir", u"D:\\Own");
+  machine.registry.SetDword(kProductKey, u"MinidumpsCount", 12);
+  machine.registry.SetDword(kProductKey, u"AutoReboot", 77);
+  machine.registry.SetDword(kProductKey, u"SendAlert", 77);
+  machine.registry.SetDword(kProductKey, u"LogEvent", 0x80000000);
+  machine.registry.SetDword(kProductKey, u"BackupTime", (2026u << 16) | (11u << 8) | 21u);
+  for (unsigned nth = 2; nth <= 8; ++nth) {  // a text takes two queries, its size first
+    CrashDumpBackup backup;
+    plan.Clear();
+    plan.Fail({"RegQueryValueExW", nth, false, 5});
+    const bool valid = nth < 6;
+    EXPECT_EQ(ReadBack(&backup), valid ? 0 : kEFail) << nth;
+    EXPECT_EQ(backup.valid, valid ? 1u : 0u) << nth;
+    EXPECT_EQ(backup.minidumpDir, nth == 2 || nth == 3 ? u"" : u"D:\\Own") << nth;
+    EXPECT_EQ(backup.minidumpsCount, nth == 4 ? 50u : 12u) << nth;
+    EXPECT_EQ(backup.backupDate.wDay, nth == 5 ? 0 : 21) << nth;
+    EXPECT_EQ(backup.autoReboot, nth == 6 ? 0u : 1u) << nth;
+    EXPECT_EQ(backup.sendAlert, nth == 7 ? 0u : 1u) << nth;
+    EXPECT_EQ(backup.logEvent, nth == 8 ? 0u : 1u) << nth;
+  }
+}
+
+TEST_F(CrashDumpBackupTest, ADateOfAnotherTypeCountsAsMissing) {
+  PutBackup(2);
+  machine.registry.SetText(kProductKey, u"BackupTime", u"x");
+  CrashDumpBackup backup;
+  EXPECT_EQ(ReadBack(&backup), 0);
+  EXPECT_EQ(backup.valid, 1u);
+  EXPECT_EQ(backup.backupDate.wYear, 0);
 }
 
 TEST_F(CrashDumpBackupTest, OfType3RestoresTheSwitchesOnlyAndIsDeleted) {

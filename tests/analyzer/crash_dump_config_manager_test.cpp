@@ -194,6 +194,36 @@ TEST_F(CrashDumpSettings, NoReadThatFailsBehindTheFirstChangesTheResult) {
   ExpectNothingHeld();
 }
 
+TEST_F(CrashDumpSettings, EachIsReadInItsTurnAndAFailureCostsItAlone) {
+  SetControlText(u"MinidumpDir", u"D:\\Own");
+  SetControl(u"MinidumpsCount", 12);
+  SetControl(u"Overwrite", 0);
+  SetControl(u"AutoReboot", 0);
+  SetControl(u"SendAlert", 1);
+  SetControl(u"LogEvent", 0);
+  const CrashDumpConfigManager manager;
+  for (unsigned nth = 2; nth <= 7; ++nth) {
+    CrashDumpConfig config;
+    plan.Clear();
+    plan.Fail({"RegOpenKeyExW", nth, false, 5});
+    EXPECT_EQ(manager.GetCurrentConfig(&config), 0) << nth;
+    EXPECT_EQ(config.minidumpDir, nth == 2 ? u"%SystemRoot%\\Minidump" : u"D:\\Own") << nth;
+    EXPECT_EQ(config.minidumpsCount, nth == 3 ? 5u : 12u) << nth;
+    EXPECT_EQ(config.overwrite, nth == 4 ? 1u : 0u) << nth;
+    EXPECT_EQ(config.autoReboot, nth == 5 ? 1u : 0u) << nth;
+    EXPECT_EQ(config.sendAlert, nth == 6 ? 0u : 1u) << nth;
+    EXPECT_EQ(config.logEvent, nth == 7 ? 1u : 0u) << nth;
+  }
+}
+
+TEST_F(CrashDumpSettings, AnEmptyFolderStandsAsItIs) {
+  SetControlText(u"MinidumpDir", u"");
+  EXPECT_EQ(Read().dumpPath, u"\\*.dmp") << "it is there, so that nothing is filled in";
+  SetControl(u"CrashDumpEnabled", 1);
+  SetControlText(u"DumpFile", u"");
+  EXPECT_EQ(Read().dumpPath, u"");
+}
+
 TEST_F(CrashDumpSettings, EnableMinidumpWritesTypeFolderAndCountAndMakesTheFolder) {
   CrashDumpConfigManager manager;
   SetControl(u"CrashDumpEnabled", 0);

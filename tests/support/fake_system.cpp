@@ -58,7 +58,10 @@ bool IsConvertible(std::uint32_t code_page, std::int32_t length) {
   return (known && length != 0) || FailWith(platform::kErrorInvalidParameter);
 }
 
-struct Token : FakeObject {};
+struct Token : FakeObject {
+  explicit Token(std::uint32_t asked) : access(asked) {}
+  const std::uint32_t access;
+};
 
 std::u16string Lowered(std::u16string_view name) {
   std::u16string lowered(name);
@@ -273,14 +276,16 @@ std::uint32_t FakeSystem::GetCurrentThreadId() {
   return id;
 }
 
-bool FakeSystem::OpenProcessToken(std::uint32_t, platform::HANDLE* token) {
-  *token = handles_->Add(std::make_shared<Token>());
+bool FakeSystem::OpenProcessToken(std::uint32_t access, platform::HANDLE* token) {
+  *token = handles_->Add(std::make_shared<Token>(access));
   return true;
 }
 
 bool FakeSystem::GetTokenInformation(platform::HANDLE token, std::uint32_t information_class, void* information,
                                      std::uint32_t size, std::uint32_t* needed) {
-  if (handles_->Get<Token>(token) == nullptr) return FailWith(platform::kErrorInvalidHandle);
+  const auto opened = handles_->Get<Token>(token);
+  if (opened == nullptr) return FailWith(platform::kErrorInvalidHandle);
+  if ((opened->access & platform::kTokenQuery) == 0) return FailWith(platform::kErrorAccessDenied);
   if (information_class != platform::kTokenElevation) return FailWith(platform::kErrorInvalidParameter);
   const std::uint32_t answer = elevated ? 1 : 0;
   *needed = sizeof answer;
