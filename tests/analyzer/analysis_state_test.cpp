@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <memory>
+
 #include "tests/analyzer/run_fixture.h"
 
 namespace varnel {
@@ -36,6 +39,24 @@ TEST_F(State, GivesItsEventBack) {
   EXPECT_EQ(machine.handles.open_count(), before);
 }
 
+TEST_F(State, AtItsEndAsksForAStopThenEndsItsSessionAndOnlyThenClosesItsEvent) {
+  auto state = std::make_unique<AnalysisState>(kProduct);
+  {
+    const CriticalSectionLock held(state->sessionLock);
+    state->session = std::make_unique<DebugEngineSession>(kEngineFromSystemFolder);
+  }
+  plan.Clear();
+  bool stop_asked = false;
+  plan.After("CoUninitialize", 1, [&, it = state.get()] { stop_asked = it->stopRequested; });
+  state.reset();
+  EXPECT_TRUE(stop_asked);
+  const auto calls = plan.Calls();
+  const auto freed = std::find(calls.begin(), calls.end(), "FreeLibrary");
+  EXPECT_NE(freed, calls.end());
+  EXPECT_EQ(std::count(calls.begin(), freed, "CloseHandle"), 0);
+  EXPECT_EQ(std::count(freed, calls.end(), "CloseHandle"), 1);
+}
+
 TEST_F(State, FailsWithoutAnEvent) {
   plan.Fail("CreateEventW", 1450);
   const AnalysisState state(kProduct);
@@ -50,6 +71,7 @@ TEST_F(State, FailsWithoutProgramData) {
   const AnalysisState state(kProduct);
   EXPECT_FALSE(state.initOk);
   EXPECT_EQ(state.initResult, HrOf(203));
+  EXPECT_EQ(plan.CountOf("GetModuleFileNameW"), 0u) << "no later step is taken";
   EXPECT_TRUE(Logged("[Error] Failed to get ProgramData environment variable: 0x000000CB\n"));
   EXPECT_EQ(state.symbolCachePath, u"");
 }
@@ -76,8 +98,24 @@ TEST_F(State, FailsWithoutTheHostsPath) {
   EXPECT_TRUE(Logged("[Error] Failed to get module file name: 0x00000005\n"));
 }
 
-TEST_F(State, FailsWithAHostsPathThatIsTooLong) {
-  machine.system.host_path = u"C:\\" + std::u16string(300, u'h');
+TEST_F(State, TakesAHostsPathOf259Characters) {
+  machine.system.host_path = u"C:\\" + std::u16string(250, u'h') + u"\\a.exe";
+  ASSERT_EQ(machine.system.host_path.size(), 259u);
+  const AnalysisState state(kProduct);
+  EXPECT_TRUE(state.initOk);
+  EXPECT_EQ(state.symbolCachePath, u"C:\\" + std::u16string(250, u'h') + u"\\sym");
+}
+
+TEST_F(State, TakesAHostInTheRootOfItsDriveAndCutsAtNoSlash) {
+  machine.system.host_path = u"D:\\a/b.exe";
+  const AnalysisState state(kProduct);
+  EXPECT_TRUE(state.initOk);
+  EXPECT_EQ(state.symbolCachePath, u"D:\\sym");
+}
+
+TEST_F(State, FailsWithAHostsPathOf260Characters) {
+  machine.system.host_path = u"C:\\" + std::u16string(251, u'h') + u"\\a.exe";
+  ASSERT_EQ(machine.system.host_path.size(), 260u);
   const AnalysisState state(kProduct);
   EXPECT_FALSE(state.initOk);
   EXPECT_EQ(state.initResult, HrOf(122));

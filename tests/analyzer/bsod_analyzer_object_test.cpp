@@ -66,6 +66,18 @@ TEST_F(Analyzer, FailsToInitializeWithProgramDataThatIsTooLong) {
   EXPECT_EQ(Start(&analyzer), kEFail);
 }
 
+TEST_F(Analyzer, AStateThatFailsWithoutAnErrorIsDroppedAllTheSame) {
+  machine.system.environment[u"ProgramData"] = u"";
+  machine.system.SetLastError(0);
+  BsodAnalyzer analyzer(kProduct);
+  EXPECT_EQ(analyzer.Initialize(), 0);
+  EXPECT_TRUE(Logged("[Error] Failed to get ProgramData environment variable: 0x00000000\n"));
+  EXPECT_EQ(machine.system.heap_blocks(), 0);
+  EXPECT_EQ(plan.CountOf("CreateFolders"), 0u) << "nothing was prepared";
+  EXPECT_EQ(Start(&analyzer), kEFail) << "nor is it initialized";
+  EXPECT_EQ(analyzer.Uninitialize(), 0);
+}
+
 TEST_F(Analyzer, FailsToInitializeWhenItCannotPrepare) {
   BsodAnalyzer analyzer(kProduct);
   plan.Fail("CreateFolders", 112);

@@ -50,7 +50,27 @@ TEST_F(FrontEnd, FailsWithoutMemoryAndTriesAgain) {
   machine.system.FailAllocation(1);
   EXPECT_EQ(InitBsodAnalyzer(kGuid), kEOutOfMemory);
   EXPECT_TRUE(Logged("[InitBsodAnalyzer] Error: Memory allocation failed\n"));
+  EXPECT_EQ(Start(), kEFail);
+  EXPECT_TRUE(Logged("[StartBsodAnalyzer] Error: Analyzer instance does not exist"));
   EXPECT_EQ(InitBsodAnalyzer(kGuid), 0);
+}
+
+TEST_F(FrontEnd, AnAnalyzerWithoutALockOfItsOwnIsNotKept) {
+  plan.Fail({"InitializeCriticalSection", 2, false, 8});  // the first one is the front end's
+  EXPECT_EQ(InitBsodAnalyzer(kGuid), kEFail);
+  EXPECT_TRUE(Logged("[InitBsodAnalyzer] Initialization failed: 0x80004005\n"));
+  EXPECT_EQ(machine.system.heap_blocks(), 0);
+  EXPECT_EQ(InitBsodAnalyzer(u"{another}"), 0);
+}
+
+TEST_F(FrontEnd, AnAnalyzerWhosePlacesFailWithoutAnErrorIsMadeButNeverRuns) {
+  plan.Fail("GetEnvironmentVariableW", 0);
+  EXPECT_EQ(InitBsodAnalyzer(kGuid), 0);
+  EXPECT_TRUE(Logged("[Error] AnalysisState initialization failed: 0x00000000\n"));
+  EXPECT_EQ(Start(), kEFail);
+  EXPECT_FALSE(Logged("[StartBsodAnalyzer]"));
+  EXPECT_EQ(InitBsodAnalyzer(kGuid), 1);
+  EXPECT_EQ(UninitBsodAnalyzer(), 0);
 }
 
 TEST_F(FrontEnd, FailsWithoutItsLock) {
@@ -103,6 +123,25 @@ TEST_F(FrontEnd, RunsInTheCallersCall) {
   EXPECT_EQ(no_symbol_.size(), 2u);
 }
 
+TEST_F(FrontEnd, GivesEachPassItsOwnContext) {
+  AddDumps(1);
+  ASSERT_EQ(InitBsodAnalyzer(kGuid), 0);
+  int first = 0;
+  int second = 0;
+  EXPECT_EQ(StartBsodAnalyzer(&TakeNoSymbol, &first, &TakeWithSymbol, &second), 0);
+  ASSERT_EQ(no_symbol_.size(), 1u);
+  EXPECT_EQ(no_symbol_[0].context, &first);
+  ASSERT_EQ(with_symbol_.size(), 1u);
+  EXPECT_EQ(with_symbol_[0].context, &second);
+}
+
+TEST_F(FrontEnd, DoesNotRunWithoutACallback) {
+  AddDumps(1);
+  ASSERT_EQ(InitBsodAnalyzer(kGuid), 0);
+  EXPECT_EQ(StartBsodAnalyzer(nullptr, nullptr, nullptr, nullptr), kEFail);
+  EXPECT_EQ(Marker(kMarkerNoSymbol), MarkerBytes({}));
+}
+
 TEST_F(FrontEnd, HasNothingToStopWithoutAnalyzerOrRun) {
   EXPECT_EQ(StopBsodAnalyzer(0), 3u);
   ASSERT_EQ(InitBsodAnalyzer(kGuid), 0);
@@ -117,11 +156,26 @@ TEST_F(FrontEnd, StopsARun) {
   EXPECT_EQ(no_symbol_.size(), 1u);
 }
 
-TEST_F(FrontEnd, BeginsAnewAfterUninit) {
+TEST_F(FrontEnd, WaitsForARunToStopAsLongAsItIsTold) {
+  AddDumps(1);
+  ASSERT_EQ(InitBsodAnalyzer(kGuid), 0);
+  on_told = [&] {
+    EXPECT_EQ(StopBsodAnalyzer(700), 2u);
+    EXPECT_EQ(machine.time.now_ms(), 700u);
+  };
+  EXPECT_EQ(Start(), 0);  // the stop came behind the last dump
+}
+
+TEST_F(FrontEnd, BeginsAnewAfterUninitWithANewLock) {
   ASSERT_EQ(InitBsodAnalyzer(kGuid), 0);
   EXPECT_EQ(UninitBsodAnalyzer(), 0);
+  EXPECT_EQ(Start(), kEFail);
+  EXPECT_TRUE(Logged("[StartBsodAnalyzer] Error: Not initialized\n")) << "the lock went too";
+  EXPECT_EQ(StopBsodAnalyzer(0), 3u);
   EXPECT_EQ(UninitBsodAnalyzer(), 1);
   EXPECT_EQ(InitBsodAnalyzer(u"{another}"), 0);
+  EXPECT_EQ(plan.CountOf("InitializeCriticalSection"), 4u) << "the front end's and the analyzer's, twice";
+  EXPECT_EQ(Start(), 0);
 }
 
 TEST_F(FrontEnd, CannotUninitARunThatDoesNotEndInTime) {
@@ -148,6 +202,8 @@ TEST_F(FrontEnd, CannotUninitARunThatCannotBeWaitedFor) {
   };
   EXPECT_EQ(Start(), 0);
   EXPECT_EQ(answer, kEFail);
+  EXPECT_TRUE(Logged("[UninitBsodAnalyzer] Error: Stop failed or timed out\n"));
+  EXPECT_EQ(InitBsodAnalyzer(kGuid), 1) << "the instance lives on";
 }
 
 TEST_F(FrontEnd, UninitEndsARunOnAnotherThread) {
