@@ -1,4 +1,8 @@
 // The setup switched on: this program compiles its file once more, and the linker takes that in place of the module's.
+#include <atomic>
+#include <chrono>
+#include <thread>
+
 #include "analyzer/analyzer_lock.h"
 #include "analyzer/bsod_analyzer_object.h"
 #include "analyzer/bsod_install_config.h"
@@ -83,6 +87,26 @@ TEST_F(EnabledInstallConfig, MakesTheLockOnce) {
   EXPECT_EQ(plan.CountOf("InitializeCriticalSection"), 1u);
 }
 
+TEST_F(EnabledInstallConfig, HoldsTheLockFromItsFirstToItsLastStep) {
+  SetControl(u"CrashDumpEnabled", 0);
+  std::atomic<bool> waiting{false};
+  std::size_t calls_then = 0;
+  std::thread other;
+  plan.After("RegOpenKeyExW", 1, [&] {
+    other = std::thread([&] {
+      waiting = true;
+      const AnalyzerLockScope held(TheAnalyzerLock());
+      calls_then = plan.Calls().size();
+    });
+    while (!waiting) std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // time to come in, were it let in
+  });
+  EXPECT_EQ(SetBsodInstallConfig(kProduct.c_str()), 0);
+  ASSERT_TRUE(other.joinable());
+  other.join();
+  EXPECT_EQ(calls_then, plan.Calls().size());
+}
+
 TEST_F(EnabledInstallConfig, ALockThatCannotBeMadeEndsIt) {
   plan.Fail("InitializeCriticalSection", 14);
   EXPECT_EQ(Install(), kEOutOfMemory);
@@ -126,6 +150,9 @@ TEST_F(EnabledInstallConfig, WithoutTheSettingsKeyFails) {
   machine.registry.RemoveKey(kCrashControl);
   EXPECT_EQ(Install(), kEFail);
   EXPECT_TRUE(Logged("[SetBsodInstallConfig] Error: Config manager initialization failed\n"));
+  machine.system.elevated = false;
+  EXPECT_EQ(Install(), kEFail) << "told before what the process may do";
+  EXPECT_EQ(plan.CountOf("OpenProcessToken"), 0u);
 }
 
 TEST_F(EnabledInstallConfig, WithoutElevationIsRefused) {
