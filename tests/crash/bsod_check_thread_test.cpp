@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "base/log.h"
 #include "base/status.h"
 #include "tests/crash/crash_fixture.h"
 #include "tests/support/scripted_analyzer.h"
@@ -17,6 +18,7 @@ using testing::Analyzer;
 using testing::AnalyzerScript;
 using testing::At;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 class BsodCheckThreadTest : public testing::CrashTest {
@@ -209,6 +211,48 @@ TEST_F(BsodCheckThreadTest, WithoutFlagsCrashEventsAreToldAndTheStartFails) {
   EXPECT_TRUE(Logged("BSODCheckThread func call StartBsodAnalyzer failed(0x80004005)\r\n"));
   EXPECT_TRUE(NoSymbolDone());
   EXPECT_TRUE(WithSymbolDone());
+}
+
+TEST_F(BsodCheckThreadTest, OtherFlagsThanTheTwoMeanNothing) {
+  AnalyzerScript::Run seen;
+  Analyzer().on_start = [&](const AnalyzerScript::Run& run) {
+    seen = run;
+    return 0;
+  };
+  g_ConsumerTable.dwFlags = 0xFFFFFFFE;
+  EXPECT_EQ(Run(), 0u);
+  EXPECT_EQ(seen.no_symbol, nullptr);
+  EXPECT_NE(seen.with_symbol, nullptr);
+  g_ConsumerTable.dwFlags = 0xFFFFFFFC;
+  EXPECT_EQ(Run(), 0u);
+  EXPECT_EQ(seen.no_symbol, nullptr);
+  EXPECT_EQ(seen.with_symbol, nullptr);
+}
+
+TEST_F(BsodCheckThreadTest, WhatTheAnalyzerRefusesIsAnErrorAndAnEmptyReportIsNone) {
+  WrapLogInit(LOG_ERROR, nullptr);
+  const auto lines = [this] {
+    machine_.system.ClearDebug();
+    Run();
+    return machine_.system.DebugLines();
+  };
+  EXPECT_THAT(lines(), IsEmpty()) << "the empty reports are no errors";
+  Analyzer().init_result = static_cast<std::int32_t>(kStatusFail);
+  EXPECT_THAT(lines(), ElementsAre(HasSubstr("InitBsodAnalyzer failed(0x80004005)\r\n")));
+  Analyzer() = {};
+  Analyzer().on_start = [](const AnalyzerScript::Run&) { return static_cast<std::int32_t>(kStatusFail); };
+  EXPECT_THAT(lines(), ElementsAre(HasSubstr("StartBsodAnalyzer failed(0x80004005)\r\n")));
+  Analyzer() = {};
+  Analyzer().uninit_result = static_cast<std::int32_t>(0x800705B4);
+  EXPECT_THAT(lines(),
+              ElementsAre(HasSubstr("EtwConsumerStop func call UninitBsodAnalyzer(0x800705b4) is not S_OK\r\n")));
+}
+
+TEST_F(BsodCheckThreadTest, EmptyReportsAreToldAsNews) {
+  WrapLogInit(LOG_INFO, nullptr);
+  Run();
+  EXPECT_TRUE(Logged("BSODCheckThread func has send empty BsodDumpJson no symbol.\r\n"));
+  EXPECT_TRUE(Logged("BSODCheckThread func has send empty BsodDumpJson with symbol.\r\n"));
 }
 
 TEST_F(BsodCheckThreadTest, AnUninitThatIsNotCleanIsLoggedUnderItsOldNameAndChangesNothing) {

@@ -2,6 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+
+#include "base/log.h"
 #include "pipeline/consumer_table.h"
 #include "tests/support/scripted_analyzer.h"
 #include "tests/tool/tool_fixture.h"
@@ -56,6 +59,34 @@ TEST_F(AnalyzerStopTest, AStopWaits2000MillisecondsForTheReportWithoutSymbolsAnd
   EXPECT_TRUE(stopped) << "the thread was waited for";
   EXPECT_TRUE(Logged("BSODCheckThread func call StartBsodAnalyzer failed(0x800704C7)\r\n"));
   EXPECT_EQ(g_ConsumerTable.hBSODCheckThread, nullptr);
+}
+
+TEST_F(AnalyzerStopTest, AStopBehindTheReportWithoutSymbolsAsksTheAnalyzerAtOnce) {
+  std::atomic<bool> told{false};
+  Analyzer().on_start = [&](const AnalyzerScript::Run& run) {
+    run.no_symbol(0, "", "", run.no_symbol_context);
+    told = true;
+    platform::ThreadsPort().Sleep(5000);
+    return 0;
+  };
+  std::uint64_t asked_to_stop = 0;
+  Analyzer().on_stop = [&] { asked_to_stop = platform_.time.now_ms(); };
+  ASSERT_EQ(Start(), 0u);
+  ASSERT_TRUE(platform_.time.RunUntil([&] { return told.load(); }));
+  const std::uint64_t before = platform_.time.now_ms();
+  EXPECT_EQ(Stop(), 0u);
+  EXPECT_EQ(asked_to_stop, before);
+}
+
+TEST_F(AnalyzerStopTest, AnAnswerOfTheAnalyzerThatIsNo0IsAnError) {
+  ASSERT_EQ(Start(), 0u);
+  Settle();
+  WrapLogInit(LOG_ERROR, nullptr);
+  platform_.system.ClearDebug();
+  Analyzer().stop_result = 2;
+  EXPECT_EQ(Stop(), 0u);
+  EXPECT_EQ(platform_.system.DebugLines().size(), 1u);
+  EXPECT_TRUE(Logged("EtwConsumerStop func call StopBsodAnalyzer(0x2) is not Success\r\n"));
 }
 
 TEST_F(AnalyzerStopTest, TheTextsOfTheCrashThreadReachTheHostOfTheTool) {

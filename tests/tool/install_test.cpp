@@ -162,6 +162,20 @@ TEST_F(InstallTest, UninstallRemovesTheRegistrationAndNothingElse) {
   EXPECT_TRUE(platform_.files.Exists(Placed(u"symsrv.yes")));
 }
 
+TEST_F(InstallTest, NeitherInstallNorUninstallTouchesTheDumpSettingsOrAKeptBackup) {
+  constexpr char16_t kSettings[] = u"SYSTEM\\CurrentControlSet\\Control\\CrashControl";
+  constexpr char16_t kBackup[] = u"SOFTWARE\\KelvoCLSID\\GlobalCfg\\{4A234956-2B7D-4221-BADF-12593BD342A8}";
+  platform_.registry.SetDword(kSettings, u"CrashDumpEnabled", 0);
+  for (const char16_t* name : {u"DumpType", u"AutoReboot", u"SendAlert", u"LogEvent"}) {
+    platform_.registry.SetDword(kBackup, name, 1);
+  }
+  EXPECT_EQ(InstallVarnel(kSetupFolder), 0u);
+  EXPECT_EQ(UninstallVarnel(), 0u);
+  EXPECT_EQ(platform_.registry.Values(kSettings).size(), 1u);
+  EXPECT_EQ(platform_.registry.GetDword(kSettings, u"CrashDumpEnabled"), 0u);
+  EXPECT_EQ(platform_.registry.Values(kBackup).size(), 4u);
+}
+
 TEST_F(InstallTest, UninstallOnACleanSystemGives0) {
   EXPECT_EQ(UninstallVarnel(), 0u);
 }
