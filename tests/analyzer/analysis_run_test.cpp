@@ -405,7 +405,8 @@ TEST_F(FirstRun, WithSymbolsAsksNoMoreOnceItsBatchIsDone) {
   plan.Clear();
   EXPECT_EQ(StartWithSymbol(), 0);
   EXPECT_EQ(with_symbol_.size(), 2u);
-  EXPECT_EQ(KeysOpened(), KeysOpenedByARunWithoutDumps([this] { return StartWithSymbol(); }));
+  const unsigned opened = KeysOpened();
+  EXPECT_EQ(opened, KeysOpenedByARunWithoutDumps([this] { return StartWithSymbol(); }));
 }
 
 TEST_F(FirstRun, AsksNoMoreEvenWhenItsEndCannotBeWritten) {
@@ -420,7 +421,8 @@ TEST_F(FirstRun, AsksNoMoreEvenWhenItsEndCannotBeWritten) {
   plan.Clear();
   EXPECT_EQ(StartNoSymbol(), 0);
   EXPECT_EQ(no_symbol_.size(), 2u);
-  EXPECT_EQ(KeysOpened(), KeysOpenedByARunWithoutDumps([this] { return StartNoSymbol(); }));
+  const unsigned opened = KeysOpened();
+  EXPECT_EQ(opened, KeysOpenedByARunWithoutDumps([this] { return StartNoSymbol(); }));
 }
 
 TEST_F(FirstRun, RecordsADumpInItsMarkerBeforeItCountsForTheBatch) {
