@@ -243,6 +243,21 @@ TEST_F(PlantedDumps, OfAnImageThatWentNothingIsToldByWhatLiesThereYet) {
   EXPECT_EQ(Frames().size(), 1u);
 }
 
+TEST_F(PlantedDumps, TheKernelIsWhereTheDebuggersBlockSaysWhateverTheOrderOfTheList) {
+  CrashedMachine machine(Crash());
+  std::swap(machine.modules[0], machine.modules[1]);
+  std::vector<std::byte> bytes = DumpBytes(machine, {CrashDumpForm::kSmall, true, true});
+  std::memset(bytes.data() + 0x20, 0, 8);  // the header does not tell of the list
+  dumps_[u"C:\\b.dmp"] = std::make_shared<support::DumpFileSource>(bytes);
+  ASSERT_EQ(engine_->OpenDumpFileWide(u"C:\\b.dmp", 0), 0);
+  ASSERT_EQ(engine_->WaitForEvent(0, 100), 0);
+  std::uint32_t index = 0;
+  std::uint64_t base = 0;
+  EXPECT_EQ(engine_->GetModuleByModuleName("nt", 0, &index, &base), 0);
+  EXPECT_EQ(index, 1u);
+  EXPECT_EQ(base, machine.kernel.base());
+}
+
 TEST_F(PlantedDumps, ATextOfTheBuildThatDoesNotFitIsCut) {
   Dump(machine_, {CrashDumpForm::kSmall, true, true});
   char pack[8] = {};
