@@ -45,15 +45,20 @@ endfunction()
 # Where tests keep the module's texts for the test that holds them to their schemas.
 set(VARNEL_TEXTS_DIR ${PROJECT_BINARY_DIR}/texts)
 
-# varnel_test(NAME [TEXTS] SOURCES... DEPENDS...): one test program; its cases are found by running it and become ctest
-# cases. TEXTS: it keeps the module's texts in VARNEL_TEXTS_DIR.
+# varnel_test(NAME [TEXTS] [LABORIOUS] SOURCES... DEPENDS...): one test program; its cases are found by running it and
+# become ctest cases. TEXTS: it keeps the module's texts in VARNEL_TEXTS_DIR. LABORIOUS: it computes for seconds, so that
+# it is optimized as what it tests is; the others run for an instant, and the optimizer would take most of the time in
+# which they are compiled.
 function(varnel_test name)
-  cmake_parse_arguments(ARG "TEXTS" "TIMEOUT" "SOURCES;DEPENDS" ${ARGN})
+  cmake_parse_arguments(ARG "TEXTS;LABORIOUS" "TIMEOUT" "SOURCES;DEPENDS" ${ARGN})
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE varnel_options ${ARG_DEPENDS} varnel_test_main)
+  if(NOT ARG_LABORIOUS)
+    target_compile_options(${name} PRIVATE -O0)
+  endif()
   # Real files of other systems; they stand beside the tree, and a test without them says that it was skipped. Only the
   # sources that name them are told where, so that the others compile to the same in every checkout (ccache).
   foreach(source ${ARG_SOURCES})
