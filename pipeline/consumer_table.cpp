@@ -20,14 +20,15 @@ TargetConsumer* FindConsumer(ConsumerTable* table, const GUID& provider, std::ui
 }
 
 // Fills in the handles. The thread runs before its record stands in the list: it touches only the record, and reads its
-// position before it looks at the queue.
-std::uint32_t StartConsumer(TargetConsumer* consumer, platform::ThreadStart thread_proc) {
+// position before it looks at the queue. False when one of them can't be had; `error` is then the last error, which is
+// no witness of the failure: it may be 0.
+bool StartConsumer(TargetConsumer* consumer, platform::ThreadStart thread_proc, std::uint32_t* error) {
   platform::Threads& threads = platform::ThreadsPort();
   consumer->hWakeEvent = threads.CreateEventW(/*manual_reset=*/false, /*initial_state=*/false);
-  if (consumer->hWakeEvent == nullptr) return platform::SystemPort().GetLastError();
-  consumer->hThread = threads.CreateThread(thread_proc, consumer);
-  if (consumer->hThread == nullptr) return platform::SystemPort().GetLastError();
-  return platform::kErrorSuccess;
+  if (consumer->hWakeEvent != nullptr) consumer->hThread = threads.CreateThread(thread_proc, consumer);
+  if (consumer->hThread != nullptr) return true;
+  *error = platform::SystemPort().GetLastError();
+  return false;
 }
 
 // Takes down a consumer that did not come to stand in the list.
@@ -49,18 +50,19 @@ std::uint32_t CheckAndCreateTargetConsumerThread(const GUID* providerGuid, std::
   if (providerGuid == nullptr || table == nullptr || threadProc == nullptr) return platform::kErrorInvalidParameter;
   TargetConsumer* consumer = nullptr;
   std::uint32_t error = platform::kErrorSuccess;
+  bool started = false;
   {
     ExclusiveLock lock(table->TableLock);
     if (FindConsumer(table, *providerGuid, keyword) != nullptr) return platform::kErrorSuccess;
     consumer = AllocateTargetConsumer(table, *providerGuid, keyword);
     if (consumer == nullptr) return platform::kErrorOutOfMemory;
-    error = StartConsumer(consumer, threadProc);
-    if (error == platform::kErrorSuccess) {
+    started = StartConsumer(consumer, threadProc, &error);
+    if (started) {
       InsertTailList(&table->ConsumerList, &consumer->Link);
       table->dwConsumerCount.Add(1);
     }
   }
-  if (error != platform::kErrorSuccess) DiscardConsumer(consumer);
+  if (!started) DiscardConsumer(consumer);
   return error;
 }
 

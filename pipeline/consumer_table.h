@@ -42,8 +42,8 @@ struct ConsumerTable {
 extern ConsumerTable g_ConsumerTable;
 
 /// Makes sure that the consumer of this provider and keyword exists, with `threadProc` running on it. 0, 87 for a null
-/// pointer, 14 when memory runs out, or the last error of the event or thread that could not be created; the table is
-/// then as it was. Any thread; takes TableLock exclusively.
+/// pointer, 14 when memory runs out, or the last error of the event or thread that could not be created (so 0 where
+/// that left none); the table is then as it was. Any thread; takes TableLock exclusively.
 std::uint32_t CheckAndCreateTargetConsumerThread(const GUID* providerGuid, std::uint64_t keyword, ConsumerTable* table,
                                                  platform::ThreadStart threadProc);
 

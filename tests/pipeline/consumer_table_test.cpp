@@ -121,6 +121,31 @@ TEST_F(ConsumerTableTest, AFailedThreadGivesItsErrorAndClosesTheWakeEvent) {
   EXPECT_EQ(platform_.system.heap_blocks(), 0);
 }
 
+TEST_F(ConsumerTableTest, AFailureThatLeavesNoErrorLeavesTheTableUnchangedToo) {
+  const std::size_t open = platform_.handles.open_count();
+  threads_.create_event_error = 0;
+  EXPECT_EQ(Create(0x80), 0u);
+  threads_.create_event_error.reset();
+  threads_.create_thread_error = 0;
+  EXPECT_EQ(Create(0x80), 0u);
+  EXPECT_THAT(Keywords(), ElementsAre());
+  EXPECT_EQ(table_.dwConsumerCount, 0u);
+  EXPECT_EQ(platform_.handles.open_count(), open);
+  EXPECT_EQ(platform_.system.heap_blocks(), 0);
+  threads_.create_thread_error.reset();
+  EXPECT_EQ(Create(0x80), 0u);
+  EXPECT_THAT(Keywords(), ElementsAre(0x80)) << "the next event of the key tries again";
+}
+
+TEST_F(ConsumerTableTest, TheWakeEventStartsClearAndClearsItselfBehindAWait) {
+  ASSERT_EQ(Create(0x80), 0u);
+  const platform::HANDLE wake = First()->hWakeEvent;
+  EXPECT_EQ(threads_.WaitForSingleObject(wake, 0), platform::kWaitTimeout);
+  ASSERT_EQ(InsertRawEvent(&table_, MakeEvent(5, 1), &provider_, 0x80), 0u);
+  EXPECT_EQ(threads_.WaitForSingleObject(wake, 0), platform::kWaitObject0);
+  EXPECT_EQ(threads_.WaitForSingleObject(wake, 0), platform::kWaitTimeout);
+}
+
 TEST_F(ConsumerTableTest, AnInsertionQueuesTheEventAndWakesTheConsumer) {
   ASSERT_EQ(CheckAndCreateTargetConsumerThread(&provider_, 0x80, &table_, WaitForWakeAndStop), 0u);
   EXPECT_EQ(InsertRawEvent(&table_, MakeEvent(5, 1), &provider_, 0x87), 0u);
