@@ -45,6 +45,7 @@ class BsodCheckThreadTest : public testing::CrashTest {
 };
 
 TEST_F(BsodCheckThreadTest, ANullParameterEndsWith87AndItsLine) {
+  WrapLogInit(LOG_ERROR, nullptr);
   EXPECT_EQ(BSODCheckThread(nullptr), 87u);
   EXPECT_TRUE(Logged("BSODCheckThread func check lpParam is NULL\r\n"));
   EXPECT_THAT(Analyzer().calls, IsEmpty());
@@ -75,6 +76,7 @@ TEST_F(BsodCheckThreadTest, ThePassesGetTheContexts0And1) {
 }
 
 TEST_F(BsodCheckThreadTest, CrashEventsThatCannotBeReadCostNoDumpReport) {
+  WrapLogInit(LOG_ERROR, nullptr);
   AddCrash(At(5));
   faults_.Fail("EvtQuery", 15007);
   CallBackWith(1, "{}");

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "base/log.h"
 #include "tests/crash/crash_fixture.h"
 #include "tests/support/cjson_faults.h"
 
@@ -35,6 +36,7 @@ class CrashEventTextTest : public testing::CrashTest {
 };
 
 TEST_F(CrashEventTextTest, ACrashIsTheEnvelopeWithItsTimeAndAnObjectOfTexts) {
+  WrapLogInit(LOG_INFO, nullptr);
   const CrashEventRecord crash = Crash(At(5));
   EXPECT_EQ(BuildBsodEventJsonAndInvokeCB(&crash, At(6), At(4), 0, &g_ConsumerTable), 0u);
   ASSERT_EQ(texts_.size(), 1u);
@@ -70,6 +72,7 @@ TEST_F(CrashEventTextTest, ACrashLoggedBehindTheNewestBootIsImportant) {
 }
 
 TEST_F(CrashEventTextTest, WithoutACrashThereIsTheTimeOfNowAndANull) {
+  WrapLogInit(LOG_INFO, nullptr);
   machine_.system.SetTime(At(9));
   EXPECT_EQ(Build(nullptr), 0u);
   ASSERT_EQ(texts_.size(), 1u);

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "base/log.h"
 #include "tests/crash/crash_fixture.h"
 #include "tests/support/cjson_faults.h"
 
@@ -51,6 +52,7 @@ TEST_F(DumpReportTextTest, AnAbsentOrEmptyReportGivesNullAndNoLine) {
 }
 
 TEST_F(DumpReportTextTest, AReportThatIsNoJsonIsLoggedAndSentAsNull) {
+  WrapLogInit(LOG_ERROR, nullptr);
   BuildBsodDumpJsonAndInvokeCB("{\"cut\":", 0);
   ASSERT_EQ(texts_.size(), 1u);
   EXPECT_EQ(Top(0, "AdditionalMsgJson"), "null");
@@ -93,6 +95,7 @@ TEST_F(DumpReportTextTest, EachAllocationThatFailsCostsAKeyOrTheTextAndLeaksNoth
 }
 
 TEST_F(DumpReportTextTest, ASuccessSendsTheReportAndSignalsItsPass) {
+  WrapLogInit(LOG_INFO, nullptr);
   BsodDumpCallBack(1, kReport, "not looked at", kNoSymbolPass);
   ASSERT_EQ(texts_.size(), 1u);
   EXPECT_EQ(Top(0, "Function"), "BsodDumpCallBackNoSymbol");
@@ -102,6 +105,7 @@ TEST_F(DumpReportTextTest, ASuccessSendsTheReportAndSignalsItsPass) {
 }
 
 TEST_F(DumpReportTextTest, APassOtherThan0IsTheOneWithSymbols) {
+  WrapLogInit(LOG_INFO, nullptr);
   BsodDumpCallBack(1, kReport, "", kWithSymbolPass);
   EXPECT_EQ(Top(0, "Function"), "BsodDumpCallBackWithSymbol");
   EXPECT_TRUE(Logged("BSODCheckThread func has send BsodDumpJson with symbol.\r\n"));
@@ -110,6 +114,7 @@ TEST_F(DumpReportTextTest, APassOtherThan0IsTheOneWithSymbols) {
 }
 
 TEST_F(DumpReportTextTest, AFailureSendsNothingAndSignalsItsPassAllTheSame) {
+  WrapLogInit(LOG_ERROR, nullptr);
   BsodDumpCallBack(0, kReport, "no memory", kNoSymbolPass);
   EXPECT_THAT(texts_, IsEmpty());
   EXPECT_TRUE(Logged("BsodDumpCallBack func check success is zero(failed.)\r\n"));

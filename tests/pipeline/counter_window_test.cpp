@@ -5,6 +5,7 @@
 #include <random>
 #include <string>
 
+#include "base/log.h"
 #include "tests/pipeline/order_model.h"
 #include "tests/pipeline/pipeline_fixture.h"
 
@@ -76,6 +77,7 @@ INSTANTIATE_TEST_SUITE_P(
 class CounterWindowTest : public testing::PipelineTest {};
 
 TEST_F(CounterWindowTest, InvalidCountersLogTheirCaseAndFourValues) {
+  WrapLogInit(LOG_INFO, nullptr);
   Check(0x10, 0x5);
   EXPECT_TRUE(
       Logged("CheckCounterNewOrOld func overflow old check dwCounterCurrent(0x10) dwCounterToCheck(0x5) "

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "base/log.h"
 #include "tests/pipeline/pipeline_fixture.h"
 
 namespace varnel {
@@ -65,6 +66,7 @@ TEST_F(EventDeliveryTest, TheDebugBitSendsTheTextToTheDebuggerOutput) {
 }
 
 TEST_F(EventDeliveryTest, TheDetailLineShowsFieldsFlagsAndText) {
+  WrapLogInit(LOG_DETAIL, nullptr);
   Deal(NEED_POINT_RECORD | NEED_DBG_PRINT);
   EXPECT_TRUE(
       Logged("RawEventDealInternal func bIsModuleInitEvent(0)  dwTimeStamp(0x1DC) dwCounter(0xAB) "
@@ -72,6 +74,7 @@ TEST_F(EventDeliveryTest, TheDetailLineShowsFieldsFlagsAndText) {
 }
 
 TEST_F(EventDeliveryTest, ACallbackThatAnswersNonZeroIsLoggedAndTheEventCountsAsDelivered) {
+  WrapLogInit(LOG_DETAIL, nullptr);
   host_.answer = 0x57;
   EXPECT_EQ(Deal(NEED_POINT_RECORD), 0u);
   EXPECT_TRUE(Logged("RawEventDealInternal func call callback dwTimeStamp(0x1DC) dwCounter(0xAB) failed(0x57) \r\n"));
