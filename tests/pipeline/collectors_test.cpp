@@ -146,6 +146,7 @@ TEST_F(CollectorsTest, AConsumerThatCantBeCreatedDropsTheEvent) {
 }
 
 TEST_F(CollectorsTest, AnEventThatCantBeDecodedIsDroppedAndItsConsumerExists) {
+  WrapLogInit(LOG_DETAIL, nullptr);
   ScriptedEvent event = EventOf(g_ProviderSampleGUID, 1);
   event.id = 99;
   Deliver(event);
@@ -166,6 +167,7 @@ class ForgetfulTdh : public testing::FakeTdh {
 };
 
 TEST_F(CollectorsTest, AnEventWithoutAConsumerIsLoggedAndStaysAllocated) {
+  WrapLogInit(LOG_DETAIL, nullptr);
   ForgetfulTdh tdh;
   tdh.AddManifestSchemas(g_ProviderSampleGUID);
   platform::Platform ports = platform::CurrentPlatform();
@@ -208,6 +210,7 @@ TEST_F(CollectorsTest, ReadingGoesOnUntilAStopIsAskedFor) {
 // The live collector.
 
 TEST_F(CollectorsTest, TheLiveCollectorNeedsItsTable) {
+  WrapLogInit(LOG_ERROR, nullptr);
   EXPECT_EQ(RealTimeEventCollectThread(nullptr), 31u);
   EXPECT_TRUE(Logged("RealTimeEventCollectThread func check lpParam is zero\r\n"));
 }
@@ -225,6 +228,46 @@ TEST_F(CollectorsTest, TheLiveCollectorReadsTheSessionUntilItsTraceIsClosed) {
   std::uint32_t code = 99;
   platform_.threads.GetExitCodeThread(thread, &code);
   EXPECT_EQ(code, 0u);
+  platform_.system.CloseHandle(thread);
+}
+
+TEST_F(CollectorsTest, TheLiveTraceIsStoredBeforeTheEventThatLetsAStopCloseIt) {
+  class Watched : public testing::FaultyThreads {
+   public:
+    using FaultyThreads::FaultyThreads;
+    platform::TRACEHANDLE stored = 0;
+    bool SetEvent(platform::HANDLE event) override {
+      if (event == g_ConsumerTable.hRealTimeOpenedEvent.get()) stored = g_ConsumerTable.hRealTimeTrace;
+      return FaultyThreads::SetEvent(event);
+    }
+  };
+  Watched threads(&platform_.threads, &faults_);
+  platform::Platform ports = platform::CurrentPlatform();
+  ports.threads = &threads;
+  platform_.trace.AddSession(kSession, u"");
+  faults_.FailForEver("ProcessTrace", 4201);
+  {
+    const platform::ScopedPlatform in_force(&ports);
+    EXPECT_EQ(RealTimeEventCollectThread(&table_), 4201u);
+  }
+  EXPECT_NE(threads.stored, 0u);
+  EXPECT_EQ(threads.stored, table_.hRealTimeTrace.get());
+  platform_.trace.CloseTrace(threads.stored);
+}
+
+TEST_F(CollectorsTest, AStopThatIsAskedForEndsTheLiveReadingAtItsNextBuffer) {
+  platform_.trace.AddSession(kSession, u"");
+  const platform::HANDLE thread = platform_.threads.CreateThread(RealTimeEventCollectThread, &table_);
+  platform_.time.Settle();
+  platform_.trace.PushLive(EventOf(g_ProviderSampleGUID, 1));
+  EXPECT_TRUE(platform_.time.RunUntil([&] { return texts_ == 1; }));
+  table_.bStopRequested = 1;
+  platform_.trace.PushLive(EventOf(g_ProviderSampleGUID, 2));
+  EXPECT_EQ(platform_.threads.WaitForSingleObject(thread, 5000), platform::kWaitObject0);
+  std::uint32_t code = 99;
+  platform_.threads.GetExitCodeThread(thread, &code);
+  EXPECT_EQ(code, 1223u) << "what ProcessTrace answers to that";
+  platform_.trace.CloseTrace(table_.hRealTimeTrace);
   platform_.system.CloseHandle(thread);
 }
 
@@ -296,7 +339,23 @@ TEST_F(CollectorsTest, AFileThatCantBeReadIsLoggedClosedAndDoesNotStopTheWalk) {
   EXPECT_EQ(platform_.trace.open_traces(), 0u);
 }
 
+TEST_F(CollectorsTest, ATraceOfHandle0IsReadAndNotClosed) {
+  class Watched : public testing::FaultyTrace {
+   public:
+    using FaultyTrace::FaultyTrace;
+    platform::TRACEHANDLE OpenTraceW(platform::EVENT_TRACE_LOGFILEW* /*logfile*/) override { return 0; }
+  };
+  Watched trace(&platform_.trace, &faults_);
+  platform::Platform ports = platform::CurrentPlatform();
+  ports.trace = &trace;
+  const platform::ScopedPlatform in_force(&ports);
+  EXPECT_EQ(CheckIsTargetSessionLogFile(kTempFile.c_str(), reinterpret_cast<void*>(1)), 0u);
+  EXPECT_EQ(faults_.CountOf("ProcessTrace"), 1u);
+  EXPECT_EQ(faults_.CountOf("CloseTrace"), 0u);
+}
+
 TEST_F(CollectorsTest, TheLeakCollectorNeedsItsTable) {
+  WrapLogInit(LOG_ERROR, nullptr);
   EXPECT_EQ(LeakEventCollectThread(nullptr), 87u);
   EXPECT_TRUE(Logged("LeakEventCollectThread func check lpParam is zero\r\n"));
 }
@@ -324,6 +383,7 @@ TEST_F(CollectorsTest, TemporaryFilesAreReadFirstThenTheAutoLoggersAndThenBothAr
 }
 
 TEST_F(CollectorsTest, OnATemporarySessionTheResultIs31ThoughNothingWentWrong) {
+  WrapLogInit(LOG_ERROR, nullptr);
   platform_.trace.AddSession(kSession, kOtherTempFile);
   platform_.AddTraceFile(kTempFile, {});
   platform_.AddTraceFile(kOtherTempFile, {});
@@ -334,6 +394,7 @@ TEST_F(CollectorsTest, OnATemporarySessionTheResultIs31ThoughNothingWentWrong) {
 }
 
 TEST_F(CollectorsTest, AFailedFirstWalkReadsNoAutoLoggerFileAndDeletesNothing) {
+  WrapLogInit(LOG_ERROR, nullptr);
   RunAutoSession();
   platform_.AddTraceFile(kTempFile, {});
   platform_.AddTraceFile(kAutoFile, {});
@@ -347,6 +408,7 @@ TEST_F(CollectorsTest, AFailedFirstWalkReadsNoAutoLoggerFileAndDeletesNothing) {
 }
 
 TEST_F(CollectorsTest, AFailedSecondWalkDeletesNothing) {
+  WrapLogInit(LOG_ERROR, nullptr);
   RunAutoSession();
   platform_.AddTraceFile(kTempFile, {});
   faults_.Fail({"FindFirstFileW", 2, false, 5});
@@ -358,6 +420,7 @@ TEST_F(CollectorsTest, AFailedSecondWalkDeletesNothing) {
 }
 
 TEST_F(CollectorsTest, AFailedDeletionOfTemporaryFilesEndsTheThread) {
+  WrapLogInit(LOG_ERROR, nullptr);
   platform_.trace.AddSession(kSession, kTempFile);
   platform_.AddTraceFile(kAutoFile, {});
   // Asked for by the thread, once for the file in each walk, for the running session's file, and for its model name.

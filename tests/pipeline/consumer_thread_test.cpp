@@ -68,7 +68,29 @@ TEST_F(ConsumerThreadTest, AKeywordWithoutARecordStartsFromZero) {
   EXPECT_EQ(consumer->Progress.dwCounter, 0u);
 }
 
+TEST_F(ConsumerThreadTest, OfTwoRecordsOfOneKeywordTheFirstIsTaken) {
+  StorePosition(u"0x80", {0x80, 100, 4});
+  StorePosition(u"0x0000000000000080", {0x80, 900, 9});
+  TargetConsumer* consumer = StartConsumer();
+  platform_.time.Settle();
+  EXPECT_EQ(consumer->Progress.dwTimeStamp, 100u);
+  EXPECT_EQ(consumer->Progress.dwCounter, 4u);
+}
+
+TEST_F(ConsumerThreadTest, APositionIsTakenWithAllItsBytes) {
+  ProviderModuleCounter record;
+  std::memset(static_cast<void*>(&record), 0xAB, sizeof(record));  // the padding as well
+  record.dwKeyWord = 0x80;
+  record.dwTimeStamp = 100;
+  record.dwCounter = 4;
+  StorePosition(u"0x0000000000000080", record);
+  TargetConsumer* consumer = StartConsumer();
+  platform_.time.Settle();
+  EXPECT_EQ(std::memcmp(&consumer->Progress, &record, sizeof(record)), 0);
+}
+
 TEST_F(ConsumerThreadTest, APositionThatCantBeReadEndsTheThreadAndItsEventsPileUpUntilStop) {
+  WrapLogInit(LOG_ERROR, nullptr);
   StorePosition(u"0x0000000000000100", {0x200, 1, 1});
   platform_.system.SetLastError(0x35);
   TargetConsumer* consumer = StartConsumer();
@@ -85,11 +107,13 @@ TEST_F(ConsumerThreadTest, APositionThatCantBeReadEndsTheThreadAndItsEventsPileU
 }
 
 TEST_F(ConsumerThreadTest, ANullParameterIsLoggedUnderAnotherThreadsName) {
+  WrapLogInit(LOG_ERROR, nullptr);
   EXPECT_EQ(RawEventDealThread(nullptr), 0u);
   EXPECT_TRUE(Logged("RealTimeEventCollectThread func check lpParam is zero\r\n"));
 }
 
 TEST_F(ConsumerThreadTest, TheStopEventEndsTheThreadOnlyWithAnEmptyQueue) {
+  WrapLogInit(LOG_DETAIL, nullptr);
   threads_.SetEvent(table_.hStopEvent);
   // Inserted before the thread looks at its queue for the first time.
   TargetConsumer* consumer = AllocateTargetConsumer(&table_, provider_, 0x80);
@@ -106,6 +130,7 @@ TEST_F(ConsumerThreadTest, TheStopEventEndsTheThreadOnlyWithAnEmptyQueue) {
 }
 
 TEST_F(ConsumerThreadTest, AWaitThatFailsIsLoggedAndTheThreadGoesOn) {
+  WrapLogInit(LOG_ERROR, nullptr);
   threads_.wait_answers = {0xFFFFFFFF, 258, 0};
   TargetConsumer* consumer = StartConsumer();
   platform_.time.Settle();
@@ -115,6 +140,7 @@ TEST_F(ConsumerThreadTest, AWaitThatFailsIsLoggedAndTheThreadGoesOn) {
 }
 
 TEST_F(ConsumerThreadTest, AFailedCookIsLoggedAndTheThreadGoesOn) {
+  WrapLogInit(LOG_ERROR, nullptr);
   StorePosition(u"0x0000000000000080", {0x80, 100, 4});
   StartConsumer();
   RawEvent* without_text = AllocateRawEvent();

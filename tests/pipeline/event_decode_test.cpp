@@ -215,6 +215,27 @@ TEST_F(EventDecodeTest, AStructureIsNotPrinted) {
   EXPECT_EQ(Printed({u"s", 8, {1, 0, 0, 0}, /*flags=*/1}), "");
 }
 
+TEST_F(EventDecodeTest, TheMembersOfAStructureAreNotLookedAt) {
+  tdh_.properties = {Property(u"a", 8, std::uint32_t{1}),
+                     {u"s", 0, {2, 0, 0, 0}, /*flags=*/1},
+                     Property(u"Counter", 8, std::uint32_t{7}),
+                     Property(u"b", 8, std::uint32_t{3})};
+  tdh_.members = 2;
+  EXPECT_THAT(Printed(), ::testing::ElementsAre("a=0x1"));
+  EXPECT_EQ(raw_->dwCounter, 0u);
+}
+
+TEST_F(EventDecodeTest, AStructureOfAKnownNameIsTakenForWhatItsNameSaysBeforeItIsSkipped) {
+  tdh_.properties = {Property(u"Counter", 8, std::uint32_t{7}), Property(u"Flags", 8, std::uint32_t{8}),
+                     NarrowProperty(u"Function", "EventToWardletInitialize"),
+                     WideProperty(u"AdditionalMsg", u"$EVENT_INIT$")};
+  for (SchemaProperty& property : tdh_.properties) property.flags = 1;
+  EXPECT_THAT(Printed(), ::testing::IsEmpty());
+  EXPECT_EQ(raw_->dwCounter, 7u);
+  EXPECT_EQ(raw_->dwFlags, 8u);
+  EXPECT_EQ(raw_->bIsModuleInitEvent, 1u);
+}
+
 TEST_F(EventDecodeTest, APropertyThatCantBeMeasuredOrReadIsMissing) {
   tdh_.properties = {{u"Counter", 8, {9, 0, 0, 0}, 0, /*size_answer=*/5},
                      {u"a", 8, {1, 0, 0, 0}, 0, 0, /*value_answer=*/5},

@@ -267,6 +267,19 @@ TEST_F(EventOrderTest, AnEventWithoutATextCantBeDestroyedWhichIsTheResultAndLogg
   FreeRawEvent(event);
 }
 
+TEST_F(EventOrderTest, ADeliveredEventThatCantBeDestroyedMovesThePositionAllTheSame) {
+  WrapLogInit(LOG_ERROR, nullptr);
+  RawEvent* event = AllocateRawEvent();  // without a text, and no bit that wants one
+  event->dwTimeStamp = 101;
+  event->dwCounter = 5;
+  Place(consumer_, {event});
+  EXPECT_EQ(Cook(consumer_), 31u);
+  EXPECT_TRUE(Logged("RawEventDealThread func call DestoryRawEvent failed!\r\n"));
+  ExpectPosition(101, 5);
+  EXPECT_TRUE(platform_.registry.Get(kKeyWords, u"0x0000000000000080").has_value());
+  FreeRawEvent(event);
+}
+
 TEST_F(EventOrderTest, DestroyedEventsAreDetailsCountersOutsideTheWindowInformationAndFailedDestructionsErrors) {
   WrapLogInit(LOG_INFO, nullptr);
   platform_.system.ClearDebug();

@@ -20,17 +20,26 @@ class FailingRegistry : public testing::FakeRegistry {
     unsigned nth;
     std::uint32_t code;
   };
+  struct Asked {
+    std::string operation;
+    std::uint32_t options;
+    std::uint32_t access;
+    bool operator==(const Asked&) const = default;
+  };
+  std::vector<Asked> asked;  // of each open and create
   std::map<std::string, Failure> failures;
   std::map<std::string, unsigned> calls;
   std::vector<platform::HKEY> closed;
 
   std::uint32_t RegOpenKeyExW(platform::HKEY key, const char16_t* sub_key, std::uint32_t options, std::uint32_t access,
                               platform::HKEY* result) override {
+    asked.push_back({"open", options, access});
     if (const auto code = Fails("open")) return *code;
     return FakeRegistry::RegOpenKeyExW(key, sub_key, options, access, result);
   }
   std::uint32_t RegCreateKeyExW(platform::HKEY key, const char16_t* sub_key, std::uint32_t options,
                                 std::uint32_t access, platform::HKEY* result, std::uint32_t* disposition) override {
+    asked.push_back({"create", options, access});
     if (const auto code = Fails("create")) return *code;
     return FakeRegistry::RegCreateKeyExW(key, sub_key, options, access, result, disposition);
   }
@@ -101,6 +110,21 @@ TEST_F(ProgressStoreTest, AProviderSeenForTheFirstTimeHasNoRecordsAndGetsItsWhol
   EXPECT_EQ(Read(), 0u);
   EXPECT_TRUE(records_.empty());
   EXPECT_TRUE(registry_.HasKey(kKeyWords));
+}
+
+TEST_F(ProgressStoreTest, TheKeysOutliveABootAndAreAskedForWithNoMoreThanWhatIsNeeded) {
+  ASSERT_EQ(Read(), 0u);
+  std::vector<FailingRegistry::Asked> expected;
+  for (int level = 0; level < 5; ++level) {
+    expected.push_back({"open", 0, 0x2001F});
+    expected.push_back({"create", /*non-volatile*/ 0, 0x2001F});
+  }
+  EXPECT_EQ(registry_.asked, expected);
+  registry_.asked.clear();
+  ASSERT_EQ(Save({0x80, 1, 1}), 0u);
+  CloseKey();
+  expected = {{"create", /*non-volatile*/ 0, 0x20006}};
+  EXPECT_EQ(registry_.asked, expected);
 }
 
 TEST_F(ProgressStoreTest, WhatWasSavedIsReadAgain) {

@@ -32,7 +32,7 @@ std::uint32_t ScriptedTdh::TdhGetEventInformation(const platform::EVENT_RECORD* 
   if (second_answer != 0) return second_answer;
   std::memset(buffer, 0, *size);
   buffer->PropertyCount = static_cast<std::uint32_t>(properties.size());
-  buffer->TopLevelPropertyCount = buffer->PropertyCount;
+  buffer->TopLevelPropertyCount = buffer->PropertyCount - members;
   auto* start = reinterpret_cast<std::uint8_t*>(buffer);
   auto at = static_cast<std::uint32_t>(sizeof(platform::TRACE_EVENT_INFO) +
                                        properties.size() * sizeof(platform::EVENT_PROPERTY_INFO));

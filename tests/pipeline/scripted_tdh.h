@@ -36,6 +36,7 @@ SchemaProperty WideProperty(std::u16string name, std::u16string_view text);
 class ScriptedTdh : public platform::Tdh {
  public:
   std::vector<SchemaProperty> properties;
+  std::uint32_t members = 0;  // how many of the last properties stand in a structure, and so not at the top
   std::uint32_t first_answer = 122;
   bool tells_size = true;
   std::uint32_t second_answer = 0;
