@@ -23,6 +23,42 @@ TEST_F(EventTimeMarkTest, TheFirstReadingMakesTheKeysAndAMarkOf0) {
   ExpectNothingOpen();
 }
 
+TEST_F(EventTimeMarkTest, TheKeysOutliveABootAndAreOpenedForReadingAndWriting) {
+  class Watched : public testing::FaultyRegistry {
+   public:
+    using FaultyRegistry::FaultyRegistry;
+    std::uint32_t RegOpenKeyExW(platform::HKEY key, const char16_t* sub_key, std::uint32_t options,
+                                std::uint32_t access, platform::HKEY* result) override {
+      EXPECT_EQ(options, 0u);
+      EXPECT_EQ(access, 0x2001Fu);
+      return FaultyRegistry::RegOpenKeyExW(key, sub_key, options, access, result);
+    }
+    std::uint32_t RegCreateKeyExW(platform::HKEY key, const char16_t* sub_key, std::uint32_t options,
+                                  std::uint32_t access, platform::HKEY* result, std::uint32_t* disposition) override {
+      EXPECT_EQ(options, platform::kRegOptionNonVolatile);
+      EXPECT_EQ(access, 0x2001Fu);
+      return FaultyRegistry::RegCreateKeyExW(key, sub_key, options, access, result, disposition);
+    }
+  };
+  Watched registry(&machine_.registry, &faults_);
+  platform::Platform ports = platform::CurrentPlatform();
+  ports.registry = &registry;
+  const platform::ScopedPlatform in_force(&ports);
+  std::uint64_t mark = 7;
+  EXPECT_EQ(ReadLastEventTimeStamp(&mark), 0u);
+  EXPECT_EQ(faults_.CountOf("RegOpenKeyExW"), 3u);
+  EXPECT_EQ(faults_.CountOf("RegCreateKeyExW"), 3u);
+}
+
+TEST_F(EventTimeMarkTest, AMarkOfAnotherTypeOrFewerBytesIsTakenAsItIs) {
+  const std::uint32_t half = 0x1DC95B3;
+  machine_.registry.Set(testing::kMarkKey, testing::kMarkValue, platform::kRegBinary, &half, sizeof half);
+  std::uint64_t mark = 7;
+  EXPECT_EQ(ReadLastEventTimeStamp(&mark), 0u);
+  EXPECT_EQ(mark, half);
+  EXPECT_EQ(faults_.CountOf("RegSetValueExW"), 0u) << "it stays";
+}
+
 TEST_F(EventTimeMarkTest, WhatWasWrittenIsRead) {
   WriteLastEventTimeStamp(0x1DC95B3A1C2D3E0);
   std::uint64_t mark = 0;

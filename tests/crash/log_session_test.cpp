@@ -99,6 +99,18 @@ TEST_F(LogSessionTest, ASessionThatIsGoneIsPassedOver) {
   EXPECT_EQ(CheckProviderInSession(&kProvider), 1u);
 }
 
+TEST_F(LogSessionTest, ASizeThatComesWithASuccessIsAsGoodAsOneThatComesWithAFailure) {
+  GiveAnswer(Answer({{AddSession(u"EventLog-System")}}));
+  machine_.trace.enumerate_guids = [give = machine_.trace.enumerate_guids](
+                                       std::uint32_t information_class, const void* in, std::uint32_t in_size,
+                                       void* out, std::uint32_t out_size, std::uint32_t* needed) {
+    const std::uint32_t result = give(information_class, in, in_size, out, out_size, needed);
+    return out == nullptr ? platform::kErrorSuccess : result;
+  };
+  EXPECT_EQ(CheckProviderInSession(&kProvider), 1u);
+  ExpectNothingOpen();
+}
+
 TEST_F(LogSessionTest, ANullGuidGives0) {
   EXPECT_EQ(CheckProviderInSession(nullptr), 0u);
   EXPECT_EQ(faults_.CountOf("EnumerateTraceGuidsEx"), 0u);

@@ -134,6 +134,33 @@ TEST_F(SystemLogQueryTest, AnEventThatCannotBeRenderedIsSkippedAndMovesNoMark) {
   }
 }
 
+TEST_F(SystemLogQueryTest, AnEventThatIsRenderedIntoNothingIsSkipped) {
+  class Watched : public testing::FaultyEventLog {
+   public:
+    using FaultyEventLog::FaultyEventLog;
+    bool EvtRender(platform::EVT_HANDLE context, platform::EVT_HANDLE event, std::uint32_t flags,
+                   std::uint32_t buffer_size, void* buffer, std::uint32_t* used,
+                   std::uint32_t* property_count) override {
+      const bool rendered = FaultyEventLog::EvtRender(context, event, flags, buffer_size, buffer, used, property_count);
+      // The size of the text, without the failure that asks for the room.
+      return std::exchange(first_, false) || rendered;
+    }
+
+   private:
+    bool first_ = true;
+  };
+  Watched log(&machine_.event_log, &faults_);
+  platform::Platform ports = platform::CurrentPlatform();
+  ports.event_log = &log;
+  const platform::ScopedPlatform in_force(&ports);
+  AddBoot(At(5));
+  AddBoot(At(4));
+  EXPECT_EQ(QuerySystemLogEvents(&list_), 0u);
+  EXPECT_THAT(Kept(), ElementsAre(Pair(12, At(4))));
+  EXPECT_EQ(faults_.CountOf("EvtRender"), 3u);
+  EXPECT_EQ(machine_.event_log.open_handles(), 0u);
+}
+
 TEST_F(SystemLogQueryTest, AnEventWithoutMemoryForItsTextIsSkipped) {
   AddBoot(At(5));
   AddBoot(At(4));
