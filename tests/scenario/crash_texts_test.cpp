@@ -84,6 +84,19 @@ TEST(CrashTexts, AMachineWithoutACrashTellsSoOnceABoot) {
   EXPECT_THAT(LinesOfRun(machine), IsEmpty());
 }
 
+TEST(CrashTexts, ACrashThatWasToldIsNotToldAgainAfterABoot) {
+  const ScenarioMachine machine;
+  machine.Do({"machine", "crash"});
+  machine.Do({"machine", "boot"});
+  const auto first = LinesOfRun(machine);
+  ASSERT_THAT(first, SizeIs(1));
+  EXPECT_THAT(first[0], HasSubstr("\"AdditionalMsgAnsi\":{\"BugcheckCode\""));
+  machine.Do({"machine", "boot"});
+  const auto second = LinesOfRun(machine);
+  ASSERT_THAT(second, SizeIs(1));
+  EXPECT_THAT(second[0], HasSubstr("\"AdditionalMsgAnsi\":null}"));
+}
+
 TEST(CrashTexts, ATextThatCannotBeWrittenDoesNotComeAgain) {
   if (!fs::exists(kLogs)) GTEST_SKIP() << "the sample logs are not there";
   const ScenarioMachine machine;

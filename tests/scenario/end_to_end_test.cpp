@@ -91,6 +91,18 @@ TEST(EndToEnd, WhatWasDeliveredDoesNotComeAgain) {
   EXPECT_THAT(machine.RunModule(), IsEmpty());
 }
 
+TEST(EndToEnd, WhatWasDeliveredDoesNotComeAgainAfterABoot) {
+  const ScenarioMachine machine;
+  machine.Do({"install"});
+  machine.Do({"machine", "boot"});
+  machine.Do({"machine", "emit", "--count", "5"});
+  EXPECT_THAT(machine.RunModule(), SizeIs(7));
+  machine.Do({"machine", "boot"});
+  ASSERT_THAT(machine.TraceFiles(), testing::Contains(ScenarioMachine::AutoFile("001"))) << "to be read once more";
+  EXPECT_THAT(machine.RunModule(), IsEmpty());
+  EXPECT_THAT(machine.TraceFiles(), ElementsAre(ScenarioMachine::AutoFile("002"))) << "and it was";
+}
+
 TEST(EndToEnd, ARestartGoesOnWhereItWasButForTheEventBehindTheLastOne) {
   const ScenarioMachine machine;
   machine.Do({"install"});
