@@ -2,9 +2,9 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 
 #include "base/compiler.h"
+#include "platform/slim_lock.h"
 
 namespace varnel {
 
@@ -23,12 +23,12 @@ class VARNEL_CAPABILITY("AnalyzerLock") AnalyzerLock {
   /// REQUIRES: nobody holds the lock or waits for it.
   void Delete() { ready_.store(false, std::memory_order_relaxed); }
 
-  void Enter() VARNEL_ACQUIRE() { mutex_.lock(); }
-  void Leave() VARNEL_RELEASE() { mutex_.unlock(); }
+  void Enter() VARNEL_ACQUIRE() { lock_.LockExclusive(); }
+  void Leave() VARNEL_RELEASE() { lock_.UnlockExclusive(); }
 
  private:
   std::atomic<bool> ready_{false};
-  std::mutex mutex_;
+  platform::SlimLock lock_;  // only ever taken exclusively
 };
 
 /// The process's lock. It guards the pointer to the analyzer, and the whole of an install-time setup.

@@ -1,4 +1,4 @@
-// The module's locks: the standard library's, with the attributes that clang checks.
+// The module's locks: the platform's, with the attributes that clang checks.
 //
 // Lock order, outermost first; a thread that holds one takes only those below it:
 //   1. the consumer table's TableLock (shared to insert, exclusive to add or remove a consumer)
@@ -9,10 +9,8 @@
 // disposed. The log's capacity lock stands below all of them: it is held for one load or store and around no call.
 #pragma once
 
-#include <mutex>
-#include <shared_mutex>
-
 #include "base/compiler.h"
+#include "platform/slim_lock.h"
 
 namespace varnel {
 
@@ -23,13 +21,13 @@ class VARNEL_CAPABILITY("SrwLock") SrwLock {
   SrwLock(const SrwLock&) = delete;
   SrwLock& operator=(const SrwLock&) = delete;
 
-  void LockExclusive() VARNEL_ACQUIRE() { mutex_.lock(); }
-  void UnlockExclusive() VARNEL_RELEASE() { mutex_.unlock(); }
-  void LockShared() VARNEL_ACQUIRE_SHARED() { mutex_.lock_shared(); }
-  void UnlockShared() VARNEL_RELEASE_SHARED() { mutex_.unlock_shared(); }
+  void LockExclusive() VARNEL_ACQUIRE() { lock_.LockExclusive(); }
+  void UnlockExclusive() VARNEL_RELEASE() { lock_.UnlockExclusive(); }
+  void LockShared() VARNEL_ACQUIRE_SHARED() { lock_.LockShared(); }
+  void UnlockShared() VARNEL_RELEASE_SHARED() { lock_.UnlockShared(); }
 
  private:
-  std::shared_mutex mutex_;
+  platform::SlimLock lock_;
 };
 
 /// Holds a lock exclusively for its scope.
@@ -63,11 +61,11 @@ class VARNEL_CAPABILITY("CriticalSection") CriticalSection {
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;
 
-  void Enter() VARNEL_ACQUIRE() { mutex_.lock(); }
-  void Leave() VARNEL_RELEASE() { mutex_.unlock(); }
+  void Enter() VARNEL_ACQUIRE() { lock_.LockExclusive(); }
+  void Leave() VARNEL_RELEASE() { lock_.UnlockExclusive(); }
 
  private:
-  std::mutex mutex_;
+  platform::SlimLock lock_;  // only ever taken exclusively
 };
 
 /// Holds a critical section for its scope.
