@@ -12,6 +12,7 @@
 
 #include "formats/text_encoding.h"
 #include "host/error_text.h"
+#include "host/file_look.h"
 #include "host/path_text.h"
 #include "platform/unpack.h"
 
@@ -27,11 +28,7 @@ class FileSource final : public formats::EtlSource {
 
   bool is_open() const { return in_.is_open(); }
 
-  std::uint64_t Size() override {
-    std::error_code error;
-    const auto size = fs::file_size(path_, error);
-    return error ? 0 : size;
-  }
+  std::uint64_t Size() override { return LookAt(path_).size; }
 
   bool Read(std::uint64_t offset, std::span<std::byte> into) override {
     in_.clear();
@@ -47,14 +44,12 @@ class FileSource final : public formats::EtlSource {
 
 enum class Wanted { kPlainFile, kAnythingToRead };
 
-/// Why a path can't be read, as far as the system tells; empty when it is what is wanted. Nothing is opened: a pipe
-/// would be waited for.
+/// Why a path can't be read, as far as the system tells; empty when it is what is wanted.
 std::string WhyNoFile(const fs::path& path, Wanted wanted) {
-  std::error_code error;
-  const fs::file_status status = fs::status(path, error);
-  if (!fs::exists(status)) return error ? ErrorText(error) : "no such file";
-  if (fs::is_directory(status)) return "is a folder";
-  if (wanted == Wanted::kPlainFile && !fs::is_regular_file(status)) return "is no plain file";
+  const FileLook look = LookAt(path);
+  if (look.kind == FileKind::kNone) return ErrorText(look.error);
+  if (look.kind == FileKind::kFolder) return "is a folder";
+  if (wanted == Wanted::kPlainFile && look.kind != FileKind::kPlainFile) return "is no plain file";
   return {};
 }
 
