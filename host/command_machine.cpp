@@ -135,13 +135,16 @@ int Info(const std::string& asked) {
   if (!machine.ok()) return Fail(machine.error().message);
   const auto boot = machine.value()->ReadBoot();
   if (!boot.ok()) return Fail(boot.error().message);
-  if (const auto may = MayLookAtSessions(*machine.value()); !may.ok()) return Fail(may.error().message);
+  const auto may = MayLookAtSessions(*machine.value());
   const bool same_host_boot = boot.value().host_boot_id == embedded::HostBootId();
-  return Print("folder    " + folder.value() + "\ndrive C   " + machine.value()->DrivePath('C') + "\nboot      " +
-               std::to_string(boot.value().number) + ", since " +
-               IsoTime(static_cast<std::int64_t>(boot.value().file_time), TimeDigits::kMicroseconds) +
-               (same_host_boot ? "" : " (the host was restarted since: no session of it runs)") + "\nsessions  " +
-               std::to_string(embedded::ListSessions(*machine.value()).size()) + " running\n");
+  const std::string sessions =
+      may.ok() ? std::to_string(embedded::ListSessions(*machine.value()).size()) + " running" : "not seen";
+  const int printed = Print("folder    " + folder.value() + "\ndrive C   " + machine.value()->DrivePath('C') +
+                            "\nboot      " + std::to_string(boot.value().number) + ", since " +
+                            IsoTime(static_cast<std::int64_t>(boot.value().file_time), TimeDigits::kMicroseconds) +
+                            (same_host_boot ? "" : " (the host was restarted since: no session of it runs)") +
+                            "\nsessions  " + sessions + "\n");
+  return may.ok() ? printed : Fail(may.error().message);
 }
 
 void AddNew(CLI::App* machine, Choice* choice) {

@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/support/mere_owner.h"
+
 namespace varnel::embedded {
 namespace {
 
@@ -41,7 +43,8 @@ TEST_F(MachineTest, AnOrdinaryFolderIsNoMachineAndIsNamed) {
 }
 
 TEST_F(MachineTest, AMachineThatMayNotBeReadIsNotTakenForAnOrdinaryFolder) {
-  if (::geteuid() == 0) GTEST_SKIP() << "everything may be read by this user";
+  const MereOwner rights;
+  if (!rights.held()) GTEST_SKIP() << "everything may be read by this user";
   ASSERT_TRUE(Machine::Create(folder_ + "/m").ok());
   fs::permissions(folder_ + "/m/machine", fs::perms::none);
   const auto machine = Machine::Open(folder_ + "/m");
