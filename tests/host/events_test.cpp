@@ -156,6 +156,16 @@ TEST_F(EventsTest, AFileThatIsNoEventLogIsNamedWithThePlaceAndFailsTheCommand) {
   }
 }
 
+TEST_F(EventsTest, AFileThatIsNoEventLogIsNoneAtAnyLengthAndUnderTheNameOfOne) {
+  EventsOptions options;
+  options.files = {folder_.Put("x.evtx", BytesOf(std::string(70'000, 'x')))};
+  const CommandResult result = RunCommand(Events, options);
+  EXPECT_EQ(result.code, kExitFailed);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "wardlet events: " + options.files[0] +
+                            ": byte 0: begins neither as a binary event log nor as an exported one\n");
+}
+
 TEST_F(EventsTest, AnExportWithoutAnEventIsAGoodLogThatHasNothing) {
   EventsOptions options;
   options.files = {folder_.Put("x", BytesOf("<?xml version='1.0'?>\n<!-- none -->\n<Events></Events>"))};

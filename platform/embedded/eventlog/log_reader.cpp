@@ -118,9 +118,8 @@ LogReader::Step LogReader::Next(LogRecord* record, LogCursor::Deadline deadline)
 }
 
 bool LogReader::HasRecords() const {
-  return std::any_of(cursors_.begin(), cursors_.end(), [](const auto& cursor) {
-    return !cursor->source().blocks().empty() || cursor->source().counts().skipped > 0;
-  });
+  return std::any_of(cursors_.begin(), cursors_.end(),
+                     [](const auto& cursor) { return !cursor->source().blocks().empty(); });
 }
 
 LogCounts LogReader::counts() const {

@@ -43,8 +43,8 @@ class LogReader {
   /// still had is not told. kTimeOver when it was not found in time; what was read by then is kept.
   Step Next(LogRecord* record, LogCursor::Deadline deadline = std::nullopt);
 
-  /// Whether any file has a record, be it one that can't be read or that the filter does not want. REQUIRES: Next was
-  /// not called.
+  /// Whether any file has a record that can be read, wanted by the filter or not. What can't be read may be no record
+  /// at all. REQUIRES: Next was not called.
   bool HasRecords() const;
 
   /// So far; damage that lies where nobody has read yet is not known yet.

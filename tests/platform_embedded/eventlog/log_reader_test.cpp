@@ -105,8 +105,10 @@ TEST_F(LogReaderTest, AnEmptyLogIsToldFromAFileThatIsNone) {
 TEST_F(LogReaderTest, KnowsBeforeTheFirstRecordWhetherThereIsOne) {
   EXPECT_FALSE(LogReader::Open({Write("a.xml", "<Events/>")}, {}).value()->HasRecords());
   EXPECT_TRUE(LogReader::Open({Write("a.xml", Xml(1))}, {}).value()->HasRecords());
-  EXPECT_TRUE(LogReader::Open({Write("a.xml", "<Event>no number</Event>")}, {}).value()->HasRecords())
+  EXPECT_FALSE(LogReader::Open({Write("a.xml", "<Event>no number</Event>")}, {}).value()->HasRecords())
       << "a damaged one";
+  EXPECT_FALSE(LogReader::Open({Write("a.evtx", std::string(70'000, 'x'))}, {}).value()->HasRecords())
+      << "blocks that are no chunks";
   EXPECT_TRUE(LogReader::Open({Write("a.evtx", Evtx(1, 3))}, {}).value()->HasRecords());
 }
 
