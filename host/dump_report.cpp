@@ -118,16 +118,22 @@ Ending RunModule(const std::string& machine, const DumpReportOptions& options, D
   return Ending::kFailed;
 }
 
-/// A line for each file that lacks a text. @return whether there is one.
+/// A line for each file that could not be put on the machine. @return whether there is one.
+bool TellUnplaced(const std::vector<PlacedDump>& dumps, std::FILE* err) {
+  bool unplaced = false;
+  for (const PlacedDump& dump : dumps) {
+    if (!dump.windows_path.empty()) continue;
+    TellTrace(err, kCommand, dump.file + ": " + dump.reason);
+    unplaced = true;
+  }
+  return unplaced;
+}
+
+/// A line for each placed file that lacks a text. @return whether there is one.
 bool TellMissing(const std::vector<PlacedDump>& dumps, const DueTexts& texts, std::FILE* err) {
   bool missing = false;
   for (const PlacedDump& dump : dumps) {
-    if (dump.windows_path.empty()) {
-      TellTrace(err, kCommand, dump.file + ": " + dump.reason);
-      missing = true;
-      continue;
-    }
-    const std::string absent = texts.Missing(dump.windows_path);
+    const std::string absent = dump.windows_path.empty() ? "" : texts.Missing(dump.windows_path);
     if (absent.empty()) continue;
     TellTrace(err, kCommand, dump.file + ": " + absent + ": " + WhyNoReport(dump.file));
     missing = true;
@@ -168,8 +174,9 @@ int DumpReport(const DumpReportOptions& options, std::FILE* out, std::FILE* err)
   if (options.keep) TellTrace(err, kCommand, "the machine stays in " + machine);
   // What a stop, or an output that is gone, kept from coming is nothing that a dump could be blamed for.
   const bool blame = ending == Ending::kByItself || ending == Ending::kFailed;
+  const bool unplaced = TellUnplaced(dumps.value(), err);
   const bool missing = blame && TellMissing(dumps.value(), texts, err);
-  return ending == Ending::kByItself && !missing ? kExitGood : kExitFailed;
+  return ending == Ending::kByItself && !unplaced && !missing ? kExitGood : kExitFailed;
 }
 
 }  // namespace varnel::host
