@@ -8,15 +8,17 @@
 namespace varnel {
 namespace {
 
-constexpr const char16_t* kStepNames[] = {u"GetCurrentConfig", u"BackupCurrentConfig", u"EnableMinidump",
-                                          u"SetLogEvent", u"SetAutoReboot"};
+constexpr WideFormat<std::int32_t> kFailureLines[] = {
+    u"[Error] GetCurrentConfig failed: 0x%08X\n", u"[Error] BackupCurrentConfig failed: 0x%08X\n",
+    u"[Error] EnableMinidump failed: 0x%08X\n", u"[Error] SetLogEvent failed: 0x%08X\n",
+    u"[Error] SetAutoReboot failed: 0x%08X\n"};
 
 std::int32_t StartOver(CrashDumpConfigManager* manager, const std::u16string& key_path,
                        std::uint8_t* installConfigFound) {
   const SetupOutcome outcome = RunSetupSteps(manager, key_path);
   if (outcome.step > SetupStep::kBackup) *installConfigFound = 1;
   if (outcome.result < 0) {
-    WrapLogPrint(LOG_ERROR, u"[Error] %s failed: 0x%08X\n", kStepNames[static_cast<int>(outcome.step)], outcome.result);
+    WrapLogPrint(LOG_ERROR, kFailureLines[static_cast<int>(outcome.step)], outcome.result);
   }
   return outcome.result;
 }

@@ -17,14 +17,17 @@ using platform::kHkeyLocalMachine;
 
 constexpr std::size_t kKeyPathCapacity = 512;  // characters
 
-constexpr const char16_t* kStepNames[] = {u"get current config", u"backup config", u"enable minidump",
-                                          u"enable event logging", u"enable automatic restart"};
+constexpr WideFormat<std::int32_t> kFailureLines[] = {
+    u"[SetBsodInstallConfig] Error: Failed to get current config (0x%08X)\n",
+    u"[SetBsodInstallConfig] Error: Failed to backup config (0x%08X)\n",
+    u"[SetBsodInstallConfig] Error: Failed to enable minidump (0x%08X)\n",
+    u"[SetBsodInstallConfig] Error: Failed to enable event logging (0x%08X)\n",
+    u"[SetBsodInstallConfig] Error: Failed to enable automatic restart (0x%08X)\n"};
 
 std::int32_t InstallOver(CrashDumpConfigManager* manager, const std::u16string& key_path) {
   const SetupOutcome outcome = RunSetupSteps(manager, key_path);
   if (outcome.result >= 0) return outcome.result;
-  WrapLogPrint(LOG_ERROR, u"[SetBsodInstallConfig] Error: Failed to %s (0x%08X)\n",
-               kStepNames[static_cast<int>(outcome.step)], outcome.result);
+  WrapLogPrint(LOG_ERROR, kFailureLines[static_cast<int>(outcome.step)], outcome.result);
   if (outcome.step <= SetupStep::kBackup) return outcome.result;
   if (const std::int32_t restored = manager->RestoreConfig(kHkeyLocalMachine, key_path); restored < 0) {
     WrapLogPrint(LOG_ERROR, u"[SetBsodInstallConfig] Error: Failed to restore config (0x%08X)\n", restored);

@@ -39,15 +39,14 @@ std::u16string ReadMarkerBasePath() {
   return BelowProgramData(text);
 }
 
-/// `caller` stands in the line that tells a failure.
 std::int32_t IsFirstRun(const std::u16string& productGuid, const std::u16string& markerFileName, bool* isFirstRun,
-                        const char16_t* caller) noexcept {
+                        WideFormat<> failure_line) noexcept {
   if (isFirstRun == nullptr) return kHresultPointer;
   *isFirstRun = false;
   return WithinMemory([&] {
     const std::u16string base = GetMarkerBasePath();
     if (base.empty()) {
-      WrapLogPrint(LOG_ERROR, u"[Error] Failed to get marker base path in %s\n", caller);
+      WrapLogPrint(LOG_ERROR, failure_line);
       return kHresultFail;
     }
     *isFirstRun = !MarkerStandsBelow(base, productGuid, markerFileName);
@@ -81,12 +80,14 @@ bool MarkerStandsBelow(const std::u16string& base, const std::u16string& product
 
 std::int32_t IsFirstRunNoSymbol(const std::u16string& productGuid, const std::u16string& markerFileName,
                                 bool* isFirstRun) noexcept {
-  return IsFirstRun(productGuid, markerFileName, isFirstRun, u"IsFirstRunNoSymbol");
+  return IsFirstRun(productGuid, markerFileName, isFirstRun,
+                    u"[Error] Failed to get marker base path in IsFirstRunNoSymbol\n");
 }
 
 std::int32_t IsFirstRunWithSymbol(const std::u16string& productGuid, const std::u16string& markerFileName,
                                   bool* isFirstRun) noexcept {
-  return IsFirstRun(productGuid, markerFileName, isFirstRun, u"IsFirstRunWithSymbol");
+  return IsFirstRun(productGuid, markerFileName, isFirstRun,
+                    u"[Error] Failed to get marker base path in IsFirstRunWithSymbol\n");
 }
 
 std::u16string MarkerFolderOf(const std::u16string& productGuid) {
