@@ -135,8 +135,8 @@ class VarnelDefaultInterface : public VarnelUnknown {
 class WardletToolInterface : public VarnelUnknown {
  public:
   /* Starts collecting and returns; texts come from then on. `callback` (never null) and `context` stay in use until
-   * Stop has returned. 0, a Win32 error number, or VNSTAT_UNSUCCESSFUL when the module was running already, in which
-   * case that run is stopped. May block for as long as such a stop takes. */
+   * Stop has returned. 0, a Win32 error number, or VNSTAT_UNSUCCESSFUL: the module was running already, and that run is
+   * stopped, for which the call may block; or a trace session is needed and no name for its file can be made. */
   virtual VarnelStatus Start(uint32_t flags, VarnelEventCallback callback, void* context) = 0;
   /* Ends collecting, hands over what is queued, and returns when no thread of the module is left and the callback will
    * not be entered again. 0, or 31 when the module was not running. */

@@ -27,7 +27,9 @@ std::uint32_t DeleteAutoSessionLogFiles(const char16_t* filePath, void* keepPath
 std::uint32_t DeleteAllTempSessionLogFiles(const char16_t* folder);
 
 /// Deletes every AutoLogger file in the folder but the one that the running session writes, provided that this is the
-/// AutoLogger's file of the registered rotation number; else nothing is deleted and the result is 31.
+/// AutoLogger's file of the registered rotation number; else nothing is deleted and the result is 31. 87 for a null
+/// `folder`; the last error when the system folder is not known; else what ended the walk, which stops at the first
+/// file that can't be deleted.
 std::uint32_t DeleteAllAutoSessionLogFiles(const char16_t* folder);
 
 }  // namespace varnel
