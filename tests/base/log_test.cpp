@@ -349,5 +349,12 @@ TEST_F(Log, TheFileHoldsTheNarrowCodePageWithoutAByteOrderMark) {
   EXPECT_EQ(File(), "[20260204-09:05:07.123] \xC3\xA4\xE4\xB8\xAD\n");
 }
 
+TEST_F(Log, TheFileHoldsTheMachinesOwnNarrowCodePageAndNotAlwaysUtf8) {
+  machine.system.narrow_is_latin1 = true;
+  Start();
+  WrapLogPrint(LOG_ERROR, u"%s\n", u"\u00E4\u4E2D");
+  EXPECT_EQ(File(), "[20260204-09:05:07.123] \xE4?\n");
+}
+
 }  // namespace
 }  // namespace varnel

@@ -63,8 +63,9 @@ std::string Md5Of(const std::string& bytes) {
   return {reinterpret_cast<const char*>(state), sizeof state};
 }
 
-bool FakeCrypto::CryptAcquireContextW(platform::HCRYPTPROV* provider, std::uint32_t type, std::uint32_t) {
+bool FakeCrypto::CryptAcquireContextW(platform::HCRYPTPROV* provider, std::uint32_t type, std::uint32_t flags) {
   if (type != platform::kProvRsaFull) return FailWith(0x80090017);
+  if (flags != platform::kCryptVerifyContext) return FailWith(0x80090016);  // no keys of the user's are kept here
   const std::lock_guard lock(mutex_);
   providers_[++next_] = true;
   *provider = next_;

@@ -52,6 +52,12 @@ std::u16string FromLatin1(std::string_view text) {
   return wide;
 }
 
+std::string ToLatin1(std::u16string_view text) {
+  std::string narrow;
+  for (const char16_t c : text) narrow.push_back(c <= 0xFF ? static_cast<char>(c) : '?');
+  return narrow;
+}
+
 /// The narrow code page is UTF-8, by each of its names.
 bool IsConvertible(std::uint32_t code_page, std::int32_t length) {
   const bool known = code_page == platform::kCpAcp || code_page == platform::kCpUtf8;
@@ -320,6 +326,7 @@ std::int32_t FakeSystem::WideCharToMultiByte(std::uint32_t code_page, std::uint3
                                              std::int32_t length, char* buffer, std::int32_t capacity) {
   if (!IsConvertible(code_page, length)) return 0;
   const std::u16string source = TextOf(text, length);
+  if (code_page == platform::kCpAcp && narrow_is_latin1) return ConvertOut(ToLatin1(source), buffer, capacity);
   const std::string converted = formats::Utf16ToUtf8(source);
   if ((flags & 0x80) != 0 && formats::Utf8ToUtf16(converted) != source) {
     FailWith(platform::kErrorNoUnicodeTranslation);
