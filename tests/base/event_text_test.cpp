@@ -49,6 +49,27 @@ TEST_F(FileTimeText, IsCutToTheRoom) {
   EXPECT_EQ(Of(testing::FileTimeOf(2026, 2, 4), 5), "2026");
 }
 
+TEST_F(FileTimeText, RoomForTheTextWithoutItsNulTakesTheLastDigit) {
+  const std::uint64_t time = testing::FileTimeOf(2026, 2, 4, 1, 5, 7);
+  EXPECT_EQ(Of(time, 20), "2026-02-04T09:05:07");
+  EXPECT_EQ(Of(time, 19), "2026-02-04T09:05:0");
+}
+
+TEST_F(FileTimeText, NothingIsWrittenBehindTheRoom) {
+  for (const std::uint32_t capacity : {1u, 5u, 19u, 20u}) {
+    std::string text(40, '#');
+    FormatFileTimeText(testing::FileTimeOf(2026, 2, 4), text.data(), capacity);
+    EXPECT_EQ(text.substr(capacity), std::string(40 - capacity, '#')) << capacity;
+  }
+}
+
+TEST_F(FileTimeText, AYearOfFiveDigitsIsWhole) {
+  const std::uint64_t time = testing::FileTimeOf(10000, 2, 4, 1, 5, 7);
+  EXPECT_EQ(Of(time), "10000-02-04T09:05:07");
+  EXPECT_EQ(Of(time, 20), "10000-02-04T09:05:0");
+  EXPECT_EQ(Of(testing::FileTimeOf(9999, 12, 31, 15, 59, 59)), "9999-12-31T23:59:59");
+}
+
 TEST_F(FileTimeText, WithoutRoomNothingIsTouched) {
   EXPECT_EQ(Of(testing::FileTimeOf(2026, 2, 4), 0), "before");
   FormatFileTimeText(1, nullptr, 260);

@@ -43,6 +43,41 @@ class FileDigest : public ::testing::Test {
 
 const std::string kNoDigest(32, '0');
 
+/// Keeps how the last file was opened.
+class KeepsTheOpening : public testing::FaultyFiles {
+ public:
+  using FaultyFiles::FaultyFiles;
+
+  std::uint32_t access = 0;
+  std::uint32_t share_mode = 0;
+  std::uint32_t disposition = 0;
+  std::uint32_t flags = 0;
+
+  platform::HANDLE CreateFileW(const char16_t* path, std::uint32_t wanted, std::uint32_t shared, std::uint32_t how,
+                               std::uint32_t flags_and_attributes) override {
+    access = wanted;
+    share_mode = shared;
+    disposition = how;
+    flags = flags_and_attributes;
+    return FaultyFiles::CreateFileW(path, wanted, shared, how, flags_and_attributes);
+  }
+};
+
+TEST_F(FileDigest, OpensTheFileToReadItOnceThroughBesideOtherReaders) {
+  FaultPlan plan;
+  KeepsTheOpening files(&machine.files, &plan);
+  platform::Platform ports = machine.ports;
+  ports.files = &files;
+  const platform::ScopedPlatform in_force(&ports);
+  machine.files.AddFile(kFile, "text");
+  Digest();
+  EXPECT_EQ(result, 1u);
+  EXPECT_EQ(files.access, 0x80000000u);
+  EXPECT_EQ(files.share_mode, 1u);
+  EXPECT_EQ(files.disposition, 3u);
+  EXPECT_EQ(files.flags, 0x08000000u);
+}
+
 TEST_F(FileDigest, IsTheMd5OfTheBytes) {
   machine.files.AddFile(kFile, "The quick brown fox jumps over the lazy dog");
   EXPECT_EQ(Digest(), "9e107d9d372bb6826bd81d3542a419d6");
