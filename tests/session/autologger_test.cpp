@@ -57,6 +57,25 @@ class AutoLoggerFaults : public AutoLogger {
   platform::ScopedPlatform in_force_{&ports_};
 };
 
+/// Keeps the rights that were asked for.
+class KeepsTheRights : public testing::FaultyRegistry {
+ public:
+  using FaultyRegistry::FaultyRegistry;
+
+  std::vector<std::uint32_t> rights;
+
+  std::uint32_t RegOpenKeyExW(platform::HKEY key, const char16_t* sub_key, std::uint32_t options, std::uint32_t access,
+                              platform::HKEY* result) override {
+    rights.push_back(access);
+    return FaultyRegistry::RegOpenKeyExW(key, sub_key, options, access, result);
+  }
+  std::uint32_t RegCreateKeyExW(platform::HKEY key, const char16_t* sub_key, std::uint32_t options,
+                                std::uint32_t access, platform::HKEY* result, std::uint32_t* disposition) override {
+    rights.push_back(access);
+    return FaultyRegistry::RegCreateKeyExW(key, sub_key, options, access, result, disposition);
+  }
+};
+
 TEST_F(AutoLogger, InstallWritesTheElevenValuesOfTheSessionInOrder) {
   ASSERT_EQ(EtwConsumerInstall(), 0u);
   const auto values = platform_.registry.Values(kSession);
@@ -144,6 +163,85 @@ TEST_F(AutoLogger, WhatIsNotFoundIsInformationAndNoError) {
   EXPECT_EQ(EtwAutoLoggerUninstall(), 0u);
   EXPECT_EQ(EtwAutoLoggerUninstall(), 0u);
   EXPECT_TRUE(platform_.system.DebugLines().empty());
+}
+
+TEST_F(AutoLoggerFaults, EachFailedStepOfARegistrationIsAnErrorAndSoIsItsEnd) {
+  WrapLogInit(LOG_ERROR, nullptr);
+  std::vector<testing::Fault> faults = {{"RegOpenKeyExW", 1, false, 5},    // the session's key
+                                        {"RegCreateKeyExW", 1, false, 5},  // the same
+                                        {"RegOpenKeyExW", 2, false, 5},    // the session's for a provider
+                                        {"RegCreateKeyExW", 2, false, 5}};
+  for (unsigned value = 1; value <= 15; ++value) faults.push_back({"RegSetValueExW", value, false, 5});
+  for (const testing::Fault& fault : faults) {
+    plan_.Clear();
+    platform_.system.ClearDebug();
+    plan_.Fail(fault);
+    EXPECT_EQ(EtwConsumerInstall(), 5u);
+    EXPECT_EQ(platform_.system.DebugLines().size(), 2u) << fault.operation << " " << fault.nth;
+    EXPECT_EQ(LinesWith("EtwConsumerInstall func call CreateAutoLogger"), 1) << fault.operation << " " << fault.nth;
+    EXPECT_FALSE(platform_.registry.HasKey(kSession));
+  }
+}
+
+TEST_F(AutoLoggerFaults, EachFailedStepOfARemovalIsAnErrorAndSoIsItsEnd) {
+  WrapLogInit(LOG_ERROR, nullptr);
+  const testing::Fault faults[] = {{"RegOpenKeyExW", 1, false, 5},
+                                   {"RegDeleteTreeW", 1, false, 5},
+                                   {"RegOpenKeyExW", 2, false, 5},  // to count
+                                   {"RegQueryInfoKeyW", 1, false, 5},
+                                   {"RegDeleteTreeW", 8, false, 5}};  // the empty session
+  for (const testing::Fault& fault : faults) {
+    plan_.Clear();
+    ASSERT_EQ(EtwConsumerInstall(), 0u);
+    platform_.system.ClearDebug();
+    plan_.Fail(fault);
+    EXPECT_EQ(EtwAutoLoggerUninstall(), 5u);
+    EXPECT_EQ(platform_.system.DebugLines().size(), 2u) << fault.operation << " " << fault.nth;
+    EXPECT_EQ(LinesWith("EtwAutoLoggerUninstall func call DeleteAutoLoggerProvider with "), 1)
+        << fault.operation << " " << fault.nth;
+  }
+}
+
+TEST_F(AutoLoggerFaults, WhatGoodCallsFoundAndRemovedIsInformationAndWhatTheyMadeADetail) {
+  WrapLogInit(LOG_INFO, nullptr);
+  const auto lines_of = [this](std::uint32_t (*call)()) {
+    platform_.system.ClearDebug();
+    EXPECT_EQ(call(), 0u);
+    return platform_.system.DebugLines().size();
+  };
+  EXPECT_EQ(lines_of(EtwConsumerInstall), 1u) << "that the session will be created";
+  EXPECT_EQ(lines_of(EtwConsumerInstall), 0u);
+  EXPECT_EQ(lines_of(EtwAutoLoggerUninstall), 14u) << "seven providers, six sessions that are kept, one deleted";
+  platform_.registry.MakeKey(std::u16string(kSession) + u"\\{11111111-0000-0000-0000-000000000000}");
+  EXPECT_EQ(lines_of(EtwAutoLoggerUninstall), 14u) << "no provider, and a session that is kept, seven times";
+  ASSERT_EQ(EtwConsumerInstall(), 0u);
+  plan_.Fail({"RegOpenKeyExW", 2, false, 2});
+  EXPECT_EQ(lines_of(EtwAutoLoggerUninstall), 14u);
+  EXPECT_EQ(LinesWith(") already deleted\n"), 1) << "before it was counted";
+  platform_.registry.RemoveKey(kSession);
+  ASSERT_EQ(EtwConsumerInstall(), 0u);
+  plan_.Fail({"RegDeleteTreeW", 8, false, 3});
+  EXPECT_EQ(lines_of(EtwAutoLoggerUninstall), 14u);
+  EXPECT_EQ(LinesWith(") already deleted\n"), 1) << "in place of the empty session";
+}
+
+TEST_F(AutoLogger, EachKeyIsOpenedWithTheRightsOfItsUseAndNoOthers) {
+  KeepsTheRights registry(&platform_.registry, &plan_);
+  platform::Platform ports = platform_.ports;
+  ports.registry = &registry;
+  const platform::ScopedPlatform in_force(&ports);
+  constexpr std::uint32_t kRead = 0x20019;
+  constexpr std::uint32_t kWrite = 0x20006;
+  constexpr std::uint32_t kDelete = 0x2000E;
+  ASSERT_EQ(EtwConsumerInstall(), 0u);
+  std::vector<std::uint32_t> expected = {kRead, kWrite};  // looked for, and made
+  expected.insert(expected.end(), 2 * 7, kWrite);         // the session and the provider, seven times
+  EXPECT_EQ(registry.rights, expected);
+  registry.rights.clear();
+  ASSERT_EQ(EtwAutoLoggerUninstall(), 0u);
+  expected.clear();
+  for (int i = 0; i < 7; ++i) expected.insert(expected.end(), {kDelete, kRead});
+  EXPECT_EQ(registry.rights, expected);
 }
 
 TEST_F(AutoLogger, UninstallKeepsTheSessionForAForeignProvider) {
