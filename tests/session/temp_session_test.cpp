@@ -56,6 +56,42 @@ class TempSessionFaults : public TempSession {
   testing::FaultyPlatform faulty_{platform_.ports, &plan_};
 };
 
+/// Keeps what the calls of a rollback were given.
+class KeepsTheRollback : public testing::FaultyTrace {
+ public:
+  using FaultyTrace::FaultyTrace;
+
+  struct Enabling {
+    std::uint32_t control_code;
+    std::uint8_t level;
+    std::uint64_t match_any;
+    std::uint64_t match_all;
+    std::uint32_t timeout_ms;
+    const void* parameters;
+  };
+  struct Stopping {
+    platform::TRACEHANDLE session;
+    const char16_t* name;
+    const platform::EVENT_TRACE_PROPERTIES* properties;
+    std::uint32_t control;
+  };
+  std::vector<Enabling> enablings;
+  std::vector<Stopping> stoppings;
+
+  std::uint32_t ControlTraceW(platform::TRACEHANDLE session, const char16_t* name,
+                              platform::EVENT_TRACE_PROPERTIES* properties, std::uint32_t control) override {
+    stoppings.push_back({session, name, properties, control});
+    return FaultyTrace::ControlTraceW(session, name, properties, control);
+  }
+  std::uint32_t EnableTraceEx2(platform::TRACEHANDLE session, const GUID* provider, std::uint32_t control_code,
+                               std::uint8_t level, std::uint64_t match_any, std::uint64_t match_all,
+                               std::uint32_t timeout_ms, const void* parameters) override {
+    enablings.push_back({control_code, level, match_any, match_all, timeout_ms, parameters});
+    return FaultyTrace::EnableTraceEx2(session, provider, control_code, level, match_any, match_all, timeout_ms,
+                                       parameters);
+  }
+};
+
 using Words = std::vector<std::string>;
 
 TEST_F(TempSession, CreationStartsTheSessionWithItsPropertiesAndAllSevenProvidersInOrder) {
@@ -155,6 +191,31 @@ TEST_F(TempSessionFaults, WithTheThirdProviderFailingTwoAreDisabledAndTheSession
   EXPECT_TRUE(platform_.trace.Sessions().empty());
 }
 
+TEST_F(TempSession, ARollbackDisablesWithoutLevelAndKeywordsAndStopsByTheHandleAlone) {
+  KeepsTheRollback trace(&platform_.trace, &plan_);
+  platform::Platform ports = platform_.ports;
+  ports.trace = &trace;
+  const platform::ScopedPlatform in_force(&ports);
+  plan_.Fail({"EnableTraceEx2", 2, false, 5});
+  platform::TRACEHANDLE handle = 0;
+  EXPECT_EQ(Start(&handle, 7), 5u);
+  ASSERT_EQ(trace.enablings.size(), 3u) << "two to enable, and one to disable";
+  for (std::size_t i = 0; i < 3; ++i) {
+    const bool enables = i < 2;
+    EXPECT_EQ(trace.enablings[i].control_code, enables ? 1u : 0u);
+    EXPECT_EQ(trace.enablings[i].level, enables ? 5 : 0);
+    EXPECT_EQ(trace.enablings[i].match_any, enables ? ~std::uint64_t{0} : 0u);
+    EXPECT_EQ(trace.enablings[i].match_all, 0u);
+    EXPECT_EQ(trace.enablings[i].timeout_ms, 0u);
+    EXPECT_EQ(trace.enablings[i].parameters, nullptr);
+  }
+  ASSERT_EQ(trace.stoppings.size(), 1u);
+  EXPECT_NE(trace.stoppings[0].session, 0u);
+  EXPECT_EQ(trace.stoppings[0].name, nullptr);
+  EXPECT_EQ(trace.stoppings[0].properties, nullptr);
+  EXPECT_EQ(trace.stoppings[0].control, 1u);
+}
+
 TEST_F(TempSessionFaults, TheRollbackCountsFromTheFrontOfTheListNullEntriesAmongThem) {
   providers_[0] = nullptr;
   plan_.Fail({"EnableTraceEx2", 3, false, 5});
@@ -219,6 +280,24 @@ TEST_F(TempSession, AnAnswerLargerThanTheFirstBufferIsReadOnDoubledOnes) {
   EXPECT_EQ(CheckTraceSessionExists(kName, path, 260), 1u);
   EXPECT_EQ(Calls(), (Words{"query", "query", "query"})) << "1162, 2324 and 4648 bytes";
   EXPECT_EQ(std::u16string(path), long_file.substr(0, 259)) << "cut to the caller's room";
+}
+
+TEST_F(TempSession, TheBuffersHave1162BytesAndThenTwiceAsMany) {
+  // An answer has 236 bytes beside the characters of its file: the fixed part, the session's name and both ends.
+  struct Row {
+    std::size_t characters;
+    std::size_t queries;
+  };
+  for (const Row row : {Row{463, 1}, Row{464, 2}, Row{1044, 2}, Row{1045, 3}, Row{2206, 3}, Row{2207, 4}}) {
+    const std::u16string file = u"C:\\" + std::u16string(row.characters - 3, u'x');
+    platform_.trace.AddSession(kName, file);
+    std::vector<char16_t> path(row.characters + 1);
+    const std::size_t before = Calls().size();
+    EXPECT_EQ(CheckTraceSessionExists(kName, path.data(), static_cast<std::uint32_t>(path.size())), 1u);
+    EXPECT_EQ(Calls().size() - before, row.queries) << row.characters;
+    EXPECT_EQ(std::u16string(path.data()), file) << row.characters;
+    platform_.trace.RemoveSession(kName);
+  }
 }
 
 TEST_F(TempSession, ABufferThatCanNotBeHadReadsAsAnAbsentSession) {
