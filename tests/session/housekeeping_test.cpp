@@ -122,6 +122,11 @@ TEST_F(Housekeeping, AnEmptyPathToKeepKeepsNothing) {
   EXPECT_TRUE(platform_.system.Logged("DeleteTempSessionLogFiles func successfully deleted file: C:\\"));
 }
 
+TEST_F(Housekeeping, ATemporaryFileNeedsNoPathToKeep) {
+  EXPECT_EQ(DeleteTempSessionLogFiles(kTempOne.c_str(), nullptr), 0u);
+  EXPECT_EQ(Left(), (Paths{kTempTwo, kAutoOne, kAutoTwo, kForeign}));
+}
+
 TEST_F(Housekeeping, APathToKeepThatDiffersOnlyInCaseIsKept) {
   std::u16string keep = kTempOne;
   keep[0] = u'c';
@@ -228,6 +233,32 @@ TEST_F(HousekeepingFaults, OnlyAMissingSystemFolderIsAnErrorAndOnlyADeletionADet
   platform_.files.SetInUse(kAutoOne, false);
   EXPECT_EQ(DeleteAllAutoSessionLogFiles(kFolder), 0u);
   EXPECT_EQ(platform_.system.DebugLines().size(), 1u);
+}
+
+TEST_F(HousekeepingFaults, WhatKeepsTheFilesIsInformation) {
+  WrapLogInit(LOG_INFO, nullptr);
+  const auto told = [this](const char* piece) { return platform_.system.Logged(piece); };
+  EXPECT_EQ(DeleteAllTempSessionLogFiles(kFolder), 0u);
+  EXPECT_TRUE(told("DeleteAllTempSessionLogFiles func call bSessionExist is false.\r\n"));
+  EXPECT_EQ(DeleteAllAutoSessionLogFiles(kFolder), 31u);
+  EXPECT_TRUE(told("DeleteAllAutoSessionLogFiles func call bSessionExist is false.\r\n"));
+  RunSession(kTempTwo);
+  plan_.Fail({"GetSystemDirectoryW", 2, false, 5});
+  EXPECT_EQ(DeleteAllTempSessionLogFiles(kFolder), 5u);
+  EXPECT_TRUE(told("CheckIsTargetSessionLogFile func call GenericUniqueTempSessionLogFile failed(0x5)!\r\n"));
+  EXPECT_TRUE(told("DeleteAllTempSessionLogFiles func call CheckIsOurEtwLogFiles failed(0x5) for file: C:\\"));
+  plan_.Fail({"GetSystemDirectoryW", 2, false, 5});
+  EXPECT_EQ(DeleteTempSessionLogFiles(kTempOne.c_str(), nullptr), 5u);
+  EXPECT_TRUE(told("] DeleteTempSessionLogFiles func call CheckIsOurEtwLogFiles failed(0x5) for file: C:\\"));
+  EXPECT_EQ(DeleteAllAutoSessionLogFiles(kFolder), 31u);
+  EXPECT_TRUE(told("DeleteAllAutoSessionLogFiles func Failed to open session registry key: SYSTEM\\"));
+  platform_.registry.MakeKey(kKey);
+  EXPECT_EQ(DeleteAllAutoSessionLogFiles(kFolder), 31u);
+  EXPECT_TRUE(told("DeleteAllAutoSessionLogFiles func Failed to read FileCounter from registry (0x2)"));
+  platform_.registry.SetDword(kKey, u"FileCounter", 2);
+  EXPECT_EQ(DeleteAllAutoSessionLogFiles(kFolder), 31u);
+  EXPECT_TRUE(told("DeleteAllAutoSessionLogFiles func Current session log file (C:\\"));
+  EXPECT_EQ(Left().size(), 5u);
 }
 
 TEST_F(HousekeepingFaults, ARunningFileThatCanNotBeJudgedEndsTheTemporaryKind) {
