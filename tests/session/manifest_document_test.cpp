@@ -61,6 +61,25 @@ TEST_F(ManifestDocument, StandsInTheOrderOfTheSchema) {
   EXPECT_EQ(Names(provider_), (Texts{"keywords", "templates", "events", "channels"}));
 }
 
+TEST_F(ManifestDocument, EachListHasElementsOfOneNameAlone) {
+  EXPECT_EQ(Names(root_->FirstChildElement("instrumentation")), Texts{"events"});
+  EXPECT_EQ(Names(root_->FirstChildElement("instrumentation")->FirstChildElement("events")), Texts{"provider"});
+  EXPECT_EQ(Names(provider_->FirstChildElement("keywords")), Texts(34, "keyword"));
+  EXPECT_EQ(Names(provider_->FirstChildElement("templates")), Texts(3, "template"));
+  EXPECT_EQ(Names(provider_->FirstChildElement("events")), Texts(3, "event"));
+  EXPECT_EQ(Names(provider_->FirstChildElement("channels")), Texts{"importChannel"});
+  for (const XMLElement* entry : Children(provider_->FirstChildElement("templates"))) {
+    Texts expected(Names(entry).size() - 1, "data");
+    expected.push_back("UserData");
+    EXPECT_EQ(Names(entry), expected);
+    EXPECT_EQ(Names(entry->FirstChildElement("UserData")), Texts{"EventData"});
+  }
+  const XMLElement* const localization = root_->FirstChildElement("localization");
+  EXPECT_EQ(Names(localization), Texts{"resources"});
+  EXPECT_EQ(Names(localization->FirstChildElement("resources")), Texts{"stringTable"});
+  EXPECT_EQ(Names(localization->FirstChildElement("resources")->FirstChildElement("stringTable")), Texts(3, "string"));
+}
+
 TEST_F(ManifestDocument, NamesItsProviderAndNoRealFile) {
   EXPECT_EQ(Attributes(provider_),
             (Texts{"name=SourceUsb", "guid={4A234950-2B7D-4221-BADF-12593BD342A8}", "symbol=SourceUsbGUID",

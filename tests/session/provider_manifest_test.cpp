@@ -2,13 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/log.h"
+#include "formats/text_encoding.h"
 #include "session/provider_table.h"
 #include "tests/support/fault_plan.h"
 #include "tests/support/faulty_ports.h"
+#include "tests/support/heap_faults.h"
 #include "tests/support/scripted_platform.h"
 
 namespace varnel {
@@ -47,6 +51,63 @@ class ProviderManifest : public ::testing::Test {
 class ProviderManifestFaults : public ProviderManifest {
  protected:
   testing::FaultyPlatform faulty_{platform_.ports, &plan_};
+};
+
+/// Each file opens, and takes nothing that is written.
+class FilesThatTakeNothing : public testing::FaultyFiles {
+ public:
+  using FaultyFiles::FaultyFiles;
+
+  std::FILE* OpenNarrow(const char* path, const char* mode) override {
+    std::FILE* const made = FaultyFiles::OpenNarrow(path, mode);
+    if (made == nullptr) return nullptr;
+    std::fclose(made);
+    return FaultyFiles::OpenNarrow(path, "r");
+  }
+};
+
+/// Narrow names are in a code page that gives each byte a character of its own.
+class FilesWithLatin1Names : public testing::FaultyFiles {
+ public:
+  using FaultyFiles::FaultyFiles;
+
+  bool DeleteFileA(const char* path) override { return FaultyFiles::DeleteFileA(Utf8(path).c_str()); }
+  bool PathFileExistsA(const char* path) override { return FaultyFiles::PathFileExistsA(Utf8(path).c_str()); }
+  std::FILE* OpenNarrow(const char* path, const char* mode) override {
+    return FaultyFiles::OpenNarrow(Utf8(path).c_str(), mode);
+  }
+
+ private:
+  static std::string Utf8(std::string_view latin1) {
+    std::u16string wide;
+    for (const char c : latin1) wide.push_back(static_cast<unsigned char>(c));
+    return formats::Utf16ToUtf8(wide);
+  }
+};
+
+/// On files of a kind of the test's own.
+template <typename Files>
+class ProviderManifestOn : public ProviderManifest {
+ protected:
+  Files files_{&platform_.files, &plan_};
+  platform::Platform ports_ = [this] {
+    platform::Platform ports = platform_.ports;
+    ports.files = &files_;
+    return ports;
+  }();
+  platform::ScopedPlatform in_force_{&ports_};
+};
+using ProviderManifestThatIsNotTaken = ProviderManifestOn<FilesThatTakeNothing>;
+using ProviderManifestInLatin1 = ProviderManifestOn<FilesWithLatin1Names>;
+
+class ProviderManifestWithoutHeap : public ProviderManifest {
+ protected:
+  void SetUp() override {
+    if (!testing::HeapFaults::Work()) GTEST_SKIP() << "the heap of this build cannot fail";
+  }
+
+  testing::HeapFaultPlan heap_plan_;
+  testing::FaultyPlatform watched_{platform_.ports, &heap_plan_};
 };
 
 TEST_F(ProviderManifest, AllSevenAreLoadedInOrderAndNoFileStays) {
@@ -102,6 +163,41 @@ TEST_F(ProviderManifestFaults, AFileThatCanNotBeSavedGives31AndCountsAsNotMade) 
   plan_.Fail("OpenNarrow", 5);
   EXPECT_EQ(LoadSample(), 31u);
   EXPECT_EQ(plan_.CountOf("DeleteFileW"), 0u);
+}
+
+TEST_F(ProviderManifestThatIsNotTaken, AFileThatOpensAndThenTakesNothingGives31AndCountsAsNotMade) {
+  EXPECT_EQ(LoadSample(), 31u);
+  EXPECT_EQ(plan_.CountOf("OpenNarrow"), 2u);
+  EXPECT_EQ(plan_.CountOf("CreateFileW"), 0u) << "nothing is read back";
+  EXPECT_EQ(plan_.CountOf("DeleteFileW"), 0u);
+  EXPECT_TRUE(platform_.tdh.LoadedManifests().empty());
+}
+
+TEST_F(ProviderManifestInLatin1, TheNarrowNameOfTheFileIsInTheMachinesOwnCodePage) {
+  platform_.system.narrow_is_latin1 = true;
+  platform_.files.temp_path = u"C:\\T\u00E4mp\\";
+  platform_.files.AddFolder(u"C:\\T\u00E4mp");
+  EXPECT_EQ(LoadSample(), 0u);
+  ASSERT_EQ(platform_.tdh.LoadedManifests().size(), 1u);
+  EXPECT_EQ(platform_.tdh.LoadedManifests()[0].path,
+            u"C:\\T\u00E4mp\\ProviderSample_{D8909C24-5BE9-4502-98CA-AB7BDC24899D}.xml");
+}
+
+// The file never opens here, so that a document that was built whole ends with 31.
+TEST_F(ProviderManifestWithoutHeap, EachAllocationOfTheDocumentThatFailsGives14AndNoFileIsOpened) {
+  heap_plan_.FailForEver("OpenNarrow", 5);
+  unsigned allocations = 0;
+  for (bool failed = true; failed;) {
+    std::uint32_t result = 0;
+    {
+      const testing::HeapFaults faults(++allocations);
+      result = LoadSample();
+      failed = faults.failed();
+    }
+    EXPECT_EQ(result, failed ? 14u : 31u) << allocations;
+    EXPECT_EQ(heap_plan_.CountOf("OpenNarrow"), failed ? 0u : 1u) << allocations;
+  }
+  EXPECT_GT(allocations, 20u) << "the document, its blocks of nodes and its texts";
 }
 
 TEST_F(ProviderManifestFaults, ALeftOverFileThatCanNotBeDeletedIsOverwritten) {
