@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <optional>
 
 #include "base/log.h"
 #include "pipeline/consumer_table.h"
@@ -76,6 +77,21 @@ TEST_F(AnalyzerStopTest, AStopBehindTheReportWithoutSymbolsAsksTheAnalyzerAtOnce
   const std::uint64_t before = platform_.time.now_ms();
   EXPECT_EQ(Stop(), 0u);
   EXPECT_EQ(asked_to_stop, before);
+}
+
+TEST_F(AnalyzerStopTest, ASecondStartClosesTheDoneEventsBeforeItsStopSoThatNoReportIsWaitedFor) {
+  Analyzer().on_start = [](const AnalyzerScript::Run&) {
+    platform::ThreadsPort().Sleep(5000);
+    return 0;
+  };
+  std::optional<std::uint64_t> asked_to_stop;
+  Analyzer().on_stop = [&] { asked_to_stop = platform_.time.now_ms(); };
+  ASSERT_EQ(Start(), 0u);
+  Settle();
+  const std::uint64_t before = platform_.time.now_ms();
+  EXPECT_EQ(Start(), 0x90000000u);
+  EXPECT_EQ(asked_to_stop, before);
+  EXPECT_EQ(platform_.handles.open_count(), 0u);
 }
 
 TEST_F(AnalyzerStopTest, AnAnswerOfTheAnalyzerThatIsNo0IsAnError) {

@@ -46,8 +46,15 @@ TEST_F(BootMarkerTest, NullGives87) {
 
 TEST_F(BootMarkerTest, TheMarkerStandsOnTheSystemDrive) {
   platform_.system.system_directory = u"D:\\Windows\\System32";
-  Check();
+  platform_.files.AddFolder(u"D:\\ProgramData");
+  EXPECT_EQ(Check(), 0u);
+  EXPECT_EQ(has_execute_, 0u);
+  const std::u16string marker = u"D" + std::u16string(kMarker).substr(1);
+  EXPECT_TRUE(platform_.files.Exists(marker));
+  EXPECT_THAT(platform_.files.PendingDeletes(), ElementsAre(marker));
   EXPECT_FALSE(platform_.files.Exists(kMarker));
+  EXPECT_EQ(Check(), 0u);
+  EXPECT_EQ(has_execute_, 1u);
 }
 
 TEST_F(BootMarkerTest, WithoutASystemDirectoryTheDriveIsC) {

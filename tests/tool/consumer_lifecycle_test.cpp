@@ -128,8 +128,10 @@ TEST_F(ConsumerLifecycleTest, StartRegistersStartsASessionAndThreeThreadsAndLogs
 TEST_F(ConsumerLifecycleTest, StopEndsEveryThreadAndClearsTheTable) {
   ASSERT_EQ(Start(), 0u);
   Settle();
+  EXPECT_NE(g_ConsumerTable.hRealTimeTrace.get(), 0u);
   EXPECT_EQ(Stop(), 0u);
   ExpectCleared();
+  EXPECT_EQ(g_ConsumerTable.hRealTimeTrace.get(), 0u);
   EXPECT_EQ(platform_.trace.open_traces(), 0u);
   EXPECT_TRUE(platform_.trace.FindSession(kSessionName).has_value()) << "the session outlives the module";
   EXPECT_TRUE(Logged("EtwConsumerStop func Out.\r\n"));
@@ -344,6 +346,18 @@ TEST_F(ConsumerLifecycleTest, EachFailedStepOfAStartIsAnError) {
   faults_.Fail("CreateThread", 1455);
   EXPECT_EQ(Start(), 0u);
   EXPECT_EQ(platform_.system.DebugLines().size(), 1u) << "the crash thread's";
+}
+
+TEST_F(ConsumerLifecycleTest, AThreadOfACollectorThatCantBeStartedIsAnError) {
+  WrapLogInit(LOG_ERROR, nullptr);
+  faults_.Fail({"CreateThread", 3, false, 1455});
+  ASSERT_EQ(Start(), 0u);
+  EXPECT_EQ(TimesLogged("EtwConsumerStart func create LeakEventCollectThread failed(0x5af)!\r\n"), 1u);
+  ASSERT_EQ(Stop(), 0u);
+  faults_.Fail({"CreateThread", 2, false, 1455});
+  ASSERT_EQ(Start(), 0u);
+  EXPECT_EQ(TimesLogged("EtwConsumerStart func create RealTimeEventCollectThread failed(0x5af)!\r\n"), 1u);
+  platform_.threads.SetEvent(g_ConsumerTable.hRealTimeOpenedEvent);  // lets the stop pass
 }
 
 TEST_F(ConsumerLifecycleTest, AMissingLiveSessionIsToldWhenTheReadingFailsAndTheStopClosesNoTrace) {

@@ -57,6 +57,14 @@ TEST_F(InstallTest, OnlyTheMissingSessionIsToldAmongTheErrorsOfAGoodInstall) {
   EXPECT_TRUE(platform_.system.DebugLines().empty()) << "with the session running no error is told";
 }
 
+TEST_F(InstallTest, WhatAnInstallAndAnUninstallReturnIsInformation) {
+  WrapLogInit(LOG_INFO, nullptr);
+  ASSERT_EQ(InstallVarnel(kSetupFolder), 0u);
+  ASSERT_EQ(UninstallVarnel(), 0u);
+  EXPECT_EQ(TimesLogged("] InstallVarnel func return(0x0).\r\n"), 1u);
+  EXPECT_EQ(TimesLogged("] UninstallVarnel func return(0x0).\r\n"), 1u);
+}
+
 TEST_F(InstallTest, ASecondInstallCopiesNothing) {
   ASSERT_EQ(InstallVarnel(kSetupFolder), 0u);
   EXPECT_EQ(faults_.CountOf("CopyFileW"), 2u);
