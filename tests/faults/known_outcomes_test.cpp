@@ -106,6 +106,10 @@ TEST_P(KnownOutcomeTest, IsExactlyWhatTheListSays) {
   ExpectIn(SessionKind::kTemporary);
 }
 
+TEST_P(KnownOutcomeTest, IsTheSameWithTheAutoLoggersSession) {
+  ExpectIn(SessionKind::kAutoLogger);
+}
+
 INSTANTIATE_TEST_SUITE_P(List, KnownOutcomeTest, ::testing::ValuesIn(KnownOutcomes().begin(), KnownOutcomes().end()),
                          [](const auto& info) { return std::string(info.param.name); });
 
