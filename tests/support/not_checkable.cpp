@@ -24,6 +24,8 @@ constexpr Entry kWholePorts[] = {
     {"trace consumption (OpenTraceW, ProcessTrace, CloseTrace) and trace files that the system writes",
      "reading answers 120"},
     {"event log (EvtQuery, EvtNext, EvtRender, EvtClose)", "a query finds nothing"},
+    {"the system's debugger engine: dumps, symbols, and its rule that an instance is called by the thread that made it",
+     "the engine here opens no dump and holds nobody to that rule"},
 };
 
 constexpr Entry kEntries[] = {
