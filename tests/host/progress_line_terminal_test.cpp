@@ -29,11 +29,18 @@ class TerminalAsStandardError {
   }
   bool works() const { return ::isatty(STDERR_FILENO) == 1; }
   void Restore() const { ::dup2(saved_, STDERR_FILENO); }
+  /// What was written so far. A terminal hands it on piece by piece, so that a mark behind it is waited for.
   std::string Shown() const {
-    ::fcntl(master_, F_SETFL, O_NONBLOCK);
-    char text[4096];
-    const ssize_t n = ::read(master_, text, sizeof text);
-    return n > 0 ? std::string(text, static_cast<std::size_t>(n)) : std::string();
+    static constexpr char kMark[] = "<mark>";
+    std::string shown;
+    if (::write(STDERR_FILENO, kMark, sizeof kMark - 1) != sizeof kMark - 1) return "the mark was not written";
+    for (;;) {
+      char text[4096];
+      const ssize_t n = ::read(master_, text, sizeof text);
+      if (n <= 0) return shown + "the mark did not come";
+      shown.append(text, static_cast<std::size_t>(n));
+      if (const std::size_t mark = shown.find(kMark); mark != std::string::npos) return shown.substr(0, mark);
+    }
   }
 
  private:
