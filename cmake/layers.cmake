@@ -58,6 +58,7 @@ function(varnel_test name)
   target_link_libraries(${name} PRIVATE varnel_options ${ARG_DEPENDS} varnel_test_main)
   if(NOT ARG_LABORIOUS)
     target_compile_options(${name} PRIVATE -O0)
+    varnel_use_test_headers(${name} ${ARG_SOURCES})
   endif()
   # Real files of other systems; they stand beside the tree, and a test without them says that it was skipped. Only the
   # sources that name them are told where, so that the others compile to the same in every checkout (ccache).
