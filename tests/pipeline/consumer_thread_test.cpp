@@ -166,6 +166,22 @@ TEST_F(ConsumerThreadTest, TheEventBehindARepeatIsLostAndTheOnesBehindThatArrive
   lost_blocks_ = 1;
 }
 
+TEST_F(ConsumerThreadTest, AnEventThatOvertakesTheOthersTakesThePositionPastThem) {
+  StartConsumer();
+  Insert(101, 1);
+  Insert(102, 2);
+  Insert(109, 9);  // live, while a file is still being read
+  Insert(103, 3);  // from the file: behind the one that is waited with, which therefore is not helped by it
+  Insert(104, 4);
+  EXPECT_TRUE(platform_.time.RunUntil([&] { return host_.Texts().size() == 3; }));
+  EXPECT_EQ(platform_.time.now_ms(), 500u);
+  Insert(105, 5);
+  Insert(110, 10);
+  EXPECT_TRUE(platform_.time.RunUntil([&] { return host_.Texts().size() == 4; }));
+  EXPECT_THAT(host_.Texts(), ElementsAre("101/1", "102/2", "109/9", "110/10"));
+  EXPECT_TRUE(Logged("RawEventDealThread func call raw event TimeStamp is less current TimeStamp\r\n"));
+}
+
 TEST_F(ConsumerThreadTest, CleaningUpNullGives87) {
   EXPECT_EQ(CleanupTargetConsumerThread(nullptr), 87u);
 }

@@ -167,6 +167,44 @@ TEST_F(ConsumerLifecycleTest, AnEventThatComesLiveAndFromAFileIsDeliveredOnce) {
   EXPECT_THAT(host_.Messages(), ElementsAre("one", "two"));
 }
 
+/// Trace files that take two seconds for each buffer.
+class SlowFiles final : public testing::FaultyTrace {
+ public:
+  using FaultyTrace::FaultyTrace;
+  platform::TRACEHANDLE OpenTraceW(platform::EVENT_TRACE_LOGFILEW* logfile) override {
+    if ((logfile->ProcessTraceMode & platform::kProcessTraceModeRealTime) == 0) {
+      buffer_callback = logfile->BufferCallback;
+      logfile->BufferCallback = [](platform::EVENT_TRACE_LOGFILEW* buffer) {
+        platform::ThreadsPort().Sleep(2000);
+        return buffer_callback(buffer);
+      };
+    }
+    return FaultyTrace::OpenTraceW(logfile);
+  }
+
+ private:
+  static inline platform::BufferCallbackFunction buffer_callback = nullptr;
+};
+
+TEST_F(ConsumerLifecycleTest, ALiveEventThatOvertakesTheReadingOfAFileLosesTheRestOfTheFile) {
+  platform_.AddTraceFile(kLeftOverFile,
+                         {TextEvent(kTime, 1, "old one"), TextEvent(kTime + 1, 2, "old two"),
+                          TextEvent(kTime + 2, 3, "old three"), TextEvent(kTime + 3, 4, "old four")},
+                         /*events_in_buffer=*/2);
+  SlowFiles trace(&platform_.trace, &faults_);
+  platform::Platform ports = platform::CurrentPlatform();
+  ports.trace = &trace;
+  const platform::ScopedPlatform in_force(&ports);
+  ASSERT_EQ(Start(), 0u);
+  EXPECT_TRUE(WaitForTexts(2));
+  platform_.trace.PushLive({TextEvent(kTime + 4, 5, "new one")});
+  EXPECT_TRUE(WaitForTexts(3));
+  platform_.time.Advance(10'000);
+  EXPECT_FALSE(platform_.files.Exists(kLeftOverFile)) << "it was read to its end";
+  EXPECT_THAT(host_.Messages(), ElementsAre("old one", "old two", "new one"));
+  EXPECT_EQ(Stop(), 0u);
+}
+
 TEST_F(ConsumerLifecycleTest, EventsThatAreQueuedAtAStopAreStillDelivered) {
   ASSERT_EQ(Start(), 0u);
   Settle();
