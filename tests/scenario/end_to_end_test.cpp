@@ -36,6 +36,15 @@ TEST(EndToEnd, EventsWrittenWhileNobodyRanAreDeliveredInOrder) {
   EXPECT_THAT(numbers, SizeIs(7));
 }
 
+TEST(EndToEnd, EventsThatWaitInTheSessionsBuffersAreDeliveredToo) {
+  const ScenarioMachine machine;
+  machine.Do({"install"});
+  machine.Do({"machine", "boot"});
+  machine.Do({"machine", "emit", "--count", "1"});
+  const Numbers numbers = NumbersOf(machine.Do({"run", "--idle-exit", "3", "--flags", "0"}));
+  for (const std::string& provider : AllProviders()) EXPECT_EQ(numbers.at(provider), Range(1, 1)) << provider;
+}
+
 TEST(EndToEnd, EventsAreDeliveredWhileTheyAreWritten) {
   const ScenarioMachine machine;
   machine.Do({"install"});
@@ -71,6 +80,7 @@ TEST(EndToEnd, ModulesOfAProviderEachHaveTheirSequence) {
   machine.Do({"install"});
   machine.Do(
       {"machine", "emit", "--provider", "VirtualHid", "--count", "10", "--keyword", "0x80", "--keyword", "0x100"});
+  machine.Flush();
   const std::string texts = machine.Do({"run", "--idle-exit", "3", "--flags", "0"});
   std::string of_first, of_second;
   std::istringstream in(texts);
@@ -236,6 +246,7 @@ TEST(EndToEnd, ARunTellsWhatItCounted) {
   const ScenarioMachine machine;
   machine.Do({"install"});
   machine.Do({"machine", "emit", "--count", "2", "--provider", "SourceUsb", "--provider", "KelvoIDD"});
+  machine.Flush();
   const Outcome run = machine.Wardlet({"run", "--idle-exit", "3", "--flags", "0"});
   EXPECT_THAT(run.err, HasSubstr("wardlet run: 5 texts: 4 events (SourceUsb 2, KelvoIDD 2), 1 crash event; lost by "
                                  "the sessions: 0 events, 0 buffers; "));

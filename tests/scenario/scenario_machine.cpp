@@ -15,6 +15,9 @@
 #include "host/emit_plan.h"
 #include "host/providers.h"
 #include "host/text_field.h"
+#include "platform/embedded/core/machine.h"
+#include "platform/embedded/trace/embedded_trace.h"
+#include "platform/embedded/trace/machine_sessions.h"
 #include "tests/support/text_archive.h"
 
 namespace varnel::scenario {
@@ -140,7 +143,18 @@ std::string ScenarioMachine::Do(const std::vector<std::string>& words, const std
   return outcome.out;
 }
 
+void ScenarioMachine::Flush() const {
+  auto opened = embedded::Machine::Open(root_);
+  ASSERT_TRUE(opened.ok());
+  const std::shared_ptr<embedded::Machine> machine = std::move(opened).value();
+  embedded::EmbeddedTrace trace(embedded::TraceOptionsOf(machine));
+  for (const embedded::SessionSummary& session : embedded::ListSessions(*machine)) {
+    EXPECT_EQ(trace.ControlTraceW(session.id, nullptr, nullptr, platform::kEventTraceControlFlush), 0u);
+  }
+}
+
 Numbers ScenarioMachine::RunModule() const {
+  Flush();
   return NumbersOf(Do({"run", "--idle-exit", kIdle, "--flags", "0"}));
 }
 

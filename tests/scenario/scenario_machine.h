@@ -58,7 +58,11 @@ class ScenarioMachine {
   Outcome Wardlet(const std::vector<std::string>& words, const std::string& input = "") const;
   /// The same, and fails the test when it does not end with 0. @return its output.
   std::string Do(const std::vector<std::string>& words, const std::string& input = "") const;
-  /// Runs the module until it is idle; what it printed.
+  /// Writes out what the sessions still hold in their buffers. A module that is started then gets all of it from the
+  /// files, in order. Without it the last events come live beside the files, and on a machine that is too busy to read
+  /// those within a second they overtake them, which loses what was overtaken.
+  void Flush() const;
+  /// Flushes, then runs the module until it is idle; what it printed.
   Numbers RunModule() const;
   /// Starts "wardlet WORDS..." and leaves it running; it is killed when the result goes.
   host::ChildProcess Start(const std::vector<std::string>& words, host::ChildProcess::Output output) const;
