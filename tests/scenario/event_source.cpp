@@ -10,6 +10,8 @@
 
 #include "host/providers.h"
 #include "host/text_field.h"
+#include "platform/embedded/core/machine.h"
+#include "platform/embedded/trace/machine_sessions.h"
 
 namespace varnel::scenario {
 namespace {
@@ -18,10 +20,13 @@ constexpr std::array<std::size_t, 3> kSourceProviders = {0, 1, 4};
 constexpr std::array<std::uint64_t, 2> kSourceModules = {0x80, 0x100};
 constexpr std::uint32_t kForTheHost = 8;
 constexpr auto kPause = std::chrono::milliseconds(5);
+constexpr std::uint64_t kMostInFile = 7u << 20;  // bytes, of the eight megabytes of the AutoLogger's session
+constexpr std::uint64_t kLookAtFileEvery = 32;   // events; some of the buffers that still have room
 
 }  // namespace
 
-EventSource::EventSource(const std::string& machine, std::uint64_t seed) : seed_(seed), written_(Consumers().size()) {
+EventSource::EventSource(const std::string& machine, std::uint64_t seed)
+    : machine_(machine), seed_(seed), written_(Consumers().size()) {
   for (const std::size_t index : kSourceProviders) {
     const GUID guid = host::ProviderGuid(host::kProviders[index]);
     varnel_guid id{};
@@ -67,9 +72,16 @@ void EventSource::Stop() {
   if (thread_.joinable()) thread_.join();
 }
 
+bool EventSource::FileIsNearlyFull() const {
+  const auto machine = embedded::Machine::Open(machine_);
+  const auto sessions = embedded::ListSessions(*machine.value());
+  return !sessions.empty() && sessions[0].buffers_written * sessions[0].buffer_size > kMostInFile;
+}
+
 void EventSource::WriteUntilStopped() {
   std::mt19937_64 random(seed_);
-  while (!stopping_) {
+  for (std::uint64_t tried = 1; !stopping_; ++tried) {
+    if (tried % kLookAtFileEvery == 0 && FileIsNearlyFull()) return;
     const std::size_t consumer = random() % written_.size();
     std::string text = "#" + std::to_string(written_[consumer] + 1) + " c" + std::to_string(consumer) + " ";
     // Now and then long enough that buffers close by their size too.

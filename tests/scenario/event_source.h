@@ -1,6 +1,6 @@
 // EventSource: providers of this process that write into a machine, at most 200 events a second over all, until they
-// are stopped. The text of an event is "#NUMBER cCONSUMER"; the number runs from 1 for each consumer, as the counter
-// does.
+// are stopped or the session's file is nearly full: it is circular, and what it overwrites would look lost. The text of
+// an event is "#NUMBER cCONSUMER"; the number runs from 1 for each consumer, as the counter does.
 #pragma once
 
 #include <atomic>
@@ -38,7 +38,9 @@ class EventSource {
 
  private:
   void WriteUntilStopped();
+  bool FileIsNearlyFull() const;
 
+  const std::string machine_;
   const std::uint64_t seed_;
   std::vector<varnel_registration*> registrations_;
   std::vector<std::uint32_t> written_;
