@@ -94,8 +94,8 @@ TEST(Losses, LiveEventsOvertakeAFileThatIsStillBeingRead) {
   machine.Do({"install"});
   const std::string file = ComposedFile(machine, ManyEvents(kCount));
   // One a buffer, so that they come live at once.
-  auto writer = machine.Start({"machine", "emit", "-q", "--provider", "ProviderSample", "--count", "0", "--rate", "200",
-                               "--size", "50000", "--first", std::to_string(kCount + 1)},
+  auto writer = machine.Start({"machine", "emit", "-q", "--provider", "ProviderSample", "--count", "0", "--rate", "100",
+                               "--size", "33000", "--first", std::to_string(kCount + 1)},
                               ChildProcess::Output::kDropped);
   ASSERT_TRUE(WaitUntil([&] { return BuffersWritten(machine) > 0; }));
   const std::string texts = machine.File("texts");
