@@ -23,9 +23,11 @@ namespace {
 #endif
 
 #if defined(VARNEL_SANITIZED)
+constexpr bool kSanitized = true;
 constexpr int kKills = 20;
 constexpr int kSlower = 4;  // all that a run does takes so much longer
 #else
+constexpr bool kSanitized = false;
 constexpr int kKills = 200;
 constexpr int kSlower = 1;
 #endif
@@ -76,9 +78,9 @@ TEST(KillTest, EveryEventArrivesOnceThoughTheModuleIsKilledAtRandomMoments) {
             static_cast<unsigned long long>(verdict.lost_unread),
             static_cast<unsigned long long>(verdict.lost_between));
         std::fflush(stdout);
-        // The verdict accounts for every event. How many the order loses is a matter of speed: a few of them on an
-        // idle machine, half of them on one that can't read the file before the live events come.
-        EXPECT_GT(verdict.delivered, 0u);
+        // The verdict accounts for every event. How many the order loses is a matter of speed: a few of them as a rule,
+        // half of them where a sanitizer and other work keep the file from being read before the live events come.
+        EXPECT_GT(verdict.delivered, kSanitized ? 0 : verdict.written / 2);
       }
     });
   }
