@@ -211,7 +211,7 @@ std::uint32_t SessionControl::Control(TRACEHANDLE handle, const char16_t* name, 
 }
 
 std::uint32_t SessionControl::Update(Session& session, const PropertiesBlock& block) const {
-  // Sizes and modes are fixed when the ring is made; the flush timer and the file can change.
+  // Sizes, modes and the file are fixed when the session is made; the flush timer can change.
   const auto file = block.Text(block->LogFileNameOffset);
   if (!file) return platform::kErrorInvalidParameter;
   if (!file->empty() && *file != FileNameOf(session)) return platform::kErrorNotSupported;
