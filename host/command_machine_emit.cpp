@@ -202,7 +202,7 @@ void AddEventOptions(CLI::App* emit, EmitCommandOptions* options) {
       ->type_name("R")
       ->check(&IsRate, "")
       ->capture_default_str();
-  emit->add_option("--threads", run.threads, "Threads of each provider")
+  emit->add_option("--threads", run.threads, "Threads of each provider, 64 at most")
       ->type_name("N")
       ->check(CLI::Range(1u, 64u).description(""))
       ->capture_default_str();
@@ -213,7 +213,7 @@ void AddEventOptions(CLI::App* emit, EmitCommandOptions* options) {
       ->type_name("KIND")
       ->check(CLI::IsMember({"ansi", "wide", "binary", "mixed"}).description(""))
       ->capture_default_str();
-  emit->add_option("--size", options->size, "Characters of the text, or MIN:MAX")
+  emit->add_option("--size", options->size, "Characters of the text, or MIN:MAX; 60000 at most")
       ->type_name("N")
       ->capture_default_str();
   emit->add_option("--gap-every", run.plan.gap_every, "Leaves one counter out before each n-th event")

@@ -55,7 +55,7 @@ void AddGaps(CLI::App* trace, Choice* choice) {
   AddFiles(gaps, &options->files);
   gaps->footer(
       "For each provider and module of the framework: gaps with their first and last counter and the times around\n"
-      "them, repeats, restarts, wraps. All files count as one. Exit code 0 without a gap, 3 with one.\n"
+      "them, repeats, late events, restarts, wraps. All files count as one. Exit code 0 without a gap, 3 with one.\n"
       "\n"
       "Examples:\n"
       "  wardlet trace gaps m/C/Windows/System32/LogFiles/WMI/*");

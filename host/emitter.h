@@ -25,7 +25,7 @@ struct EmitRun {
 /// What became of the events.
 struct EmitTotals {
   std::uint64_t written = 0;
-  std::uint64_t lost = 0;     // the session found no room; it counts them too
+  std::uint64_t lost = 0;     // the session found no room, which it counts; or the event is over any limit
   std::uint64_t unheard = 0;  // no session had the provider enabled
 
   EmitTotals& operator+=(const EmitTotals& other);

@@ -80,7 +80,8 @@ VARNEL_PROVIDER_API int varnel_write(varnel_registration* registration, const va
  * 33 and names the module. Each registration and module has a counter that begins with 1 and goes up with every event;
  * counters and time stamps rise together, whatever threads write.
  * `flags`: 1 debug print, 2 write to file, 8 hand to the host. `function` and `message` may be null (an empty text).
- * EINVAL: `module_keyword` is no single bit of those. */
+ * EINVAL: `module_keyword` is no single bit of those. EMSGSIZE beside that of varnel_write: with what stands around the
+ * text or the bytes the payload is over 65,455 bytes; no session hears of it, and the counter stays. */
 VARNEL_PROVIDER_API int varnel_transfer_msg_ansi(varnel_registration* registration, uint64_t module_keyword,
                                                  uint32_t flags, const char* function, uint32_t code_line,
                                                  uint32_t status, const char* message);
