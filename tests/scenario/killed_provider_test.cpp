@@ -8,8 +8,6 @@
 #include <random>
 #include <thread>
 
-#include "platform/embedded/core/machine.h"
-#include "platform/embedded/trace/machine_sessions.h"
 #include "tests/scenario/scenario_machine.h"
 
 namespace varnel::scenario {
@@ -46,8 +44,7 @@ class KilledProvider : public ::testing::Test {
         std::chrono::microseconds(shortest_ms * 1000 + random_() % ((longest_ms - shortest_ms) * 1000)));
   }
   std::uint64_t EventsLost() const {
-    const auto machine = embedded::Machine::Open(machine_.root());
-    const auto sessions = embedded::ListSessions(*machine.value());
+    const auto sessions = machine_.Sessions();
     EXPECT_THAT(sessions, SizeIs(1));
     return sessions.empty() ? 0 : sessions[0].events_lost;
   }

@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "platform/embedded/core/machine.h"
-#include "platform/embedded/trace/machine_sessions.h"
 #include "tests/scenario/scenario_machine.h"
 
 namespace varnel::scenario {
@@ -31,8 +29,7 @@ std::string ComposedFile(const ScenarioMachine& machine, const std::string& even
 }
 
 std::uint64_t BuffersWritten(const ScenarioMachine& machine) {
-  const auto opened = embedded::Machine::Open(machine.root());
-  const auto sessions = embedded::ListSessions(*opened.value());
+  const auto sessions = machine.Sessions();
   return sessions.empty() ? 0 : sessions[0].buffers_written;
 }
 

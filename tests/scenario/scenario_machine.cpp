@@ -143,6 +143,11 @@ std::string ScenarioMachine::Do(const std::vector<std::string>& words, const std
   return outcome.out;
 }
 
+std::vector<embedded::SessionSummary> ScenarioMachine::Sessions() const {
+  const auto machine = embedded::Machine::Open(root_);
+  return embedded::ListSessions(*machine.value());
+}
+
 void ScenarioMachine::Flush() const {
   auto opened = embedded::Machine::Open(root_);
   ASSERT_TRUE(opened.ok());

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/child_process.h"
+#include "platform/embedded/trace/machine_sessions.h"
 
 namespace varnel::scenario {
 
@@ -58,6 +59,8 @@ class ScenarioMachine {
   Outcome Wardlet(const std::vector<std::string>& words, const std::string& input = "") const;
   /// The same, and fails the test when it does not end with 0. @return its output.
   std::string Do(const std::vector<std::string>& words, const std::string& input = "") const;
+  /// The sessions that run on it.
+  std::vector<embedded::SessionSummary> Sessions() const;
   /// Writes out what the sessions still hold in their buffers. A module that is started then gets all of it from the
   /// files, in order. Without it the last events come live beside the files, and on a machine that is too busy to read
   /// those within a second they overtake them, which loses what was overtaken.
